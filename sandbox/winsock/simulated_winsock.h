@@ -1,0 +1,27 @@
+// A stand-in for the catalog functions of ws2_32.dll, over a WinsockState.
+//
+// It defines the WSC... functions themselves. The test program links them in; the stand-in ws2_32.dll exports
+// them.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "winsock/winsock_state.h"
+
+struct SimulatedWinsock {
+    WinsockState state;
+    std::vector<std::string> calls; // "WSCDeinstallProvider {GUID} = 0", in the order of the calls
+
+    // Called around each function; the stand-in DLL reads and writes its file there, and a test changes the
+    // catalog under the program's feet. begin gets the function's name.
+    std::function<void(const std::string&)> begin;
+    std::function<void()> end;
+};
+
+// The one simulation of the process.
+SimulatedWinsock& Winsock();
+
+// Starts over with the given state, no calls recorded and none counted.
+void ResetWinsock(const WinsockState& state);

@@ -1,0 +1,32 @@
+// The stand-in ws2_32.dll: the simulated Winsock, with its state in C:\sandbox\winsock.txt and a record of
+// the calls in C:\sandbox\winsock.calls.txt.
+#include "winsock/simulated_winsock.h"
+
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+constexpr char kStateFile[] = "C:\\sandbox\\winsock.txt";
+constexpr char kCallsFile[] = "C:\\sandbox\\winsock.calls.txt";
+
+void ReadState(const std::string&) {
+    std::ostringstream text;
+    text << std::ifstream(kStateFile).rdbuf();
+    Winsock().state = ParseWinsockState(text.str());
+}
+
+void WriteState() {
+    std::ofstream(kStateFile, std::ios::binary) << FormatWinsockState(Winsock().state);
+    std::ofstream(kCallsFile, std::ios::app | std::ios::binary) << Winsock().calls.back() << "\n";
+}
+
+} // namespace
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        Winsock().begin = ReadState;
+        Winsock().end = WriteState;
+    }
+    return TRUE;
+}

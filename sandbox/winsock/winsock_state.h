@@ -1,0 +1,44 @@
+// The simulated Winsock catalogs as data, and their text form.
+//
+// The text is made to be read and written by hand, one line for each thing:
+//   next-id 1040                        the catalog id that the next installed entry gets
+//   fail WSCDeinstallProvider 2 10107   the second call of that function in a process fails with that error
+//   catalog 64                          the entries that follow are in the 64-bit catalog
+//   entry 1011 {GUID} chain=1010,1001 path="C:\a.dll" name="Example over TCP" family=2 type=1 protocol=6
+// "length=" stands for a chain length other than the number of elements (a base provider has "length=1").
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+struct SimulatedEntry {
+    WSAPROTOCOL_INFOW info;
+    std::wstring path;
+};
+
+using SimulatedCatalog = std::vector<SimulatedEntry>;
+
+struct PlannedFault {
+    std::string function;
+    int call; // the number of the call that fails, from 1 on
+    int error;
+};
+
+struct WinsockState {
+    DWORD nextId = 1001;
+    std::vector<PlannedFault> faults;
+    SimulatedCatalog catalog64;
+    SimulatedCatalog catalog32;
+};
+
+// Reads the text form (UTF-8). Throws std::runtime_error with the line that is wrong.
+WinsockState ParseWinsockState(const std::string& text);
+
+// Writes the text form.
+std::string FormatWinsockState(const WinsockState& state);
+
+std::string FormatGuid(const GUID& guid);
+GUID ParseGuid(const std::string& text);

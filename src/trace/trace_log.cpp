@@ -1,0 +1,209 @@
+// Formatting, stamping and delivery of trace lines.
+#include "trace/trace_log.h"
+
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "common/text_conversion.h"
+#include "trace/wide_format.h"
+
+namespace {
+
+constexpr size_t kPrefixRoom = 42; // the stamp, the line feed and a terminator
+
+class LockGuard {
+  public:
+    explicit LockGuard(CRITICAL_SECTION& lock) : lock_(lock) { EnterCriticalSection(&lock_); }
+    ~LockGuard() { LeaveCriticalSection(&lock_); }
+    LockGuard(const LockGuard&) = delete;
+    LockGuard& operator=(const LockGuard&) = delete;
+
+  private:
+    CRITICAL_SECTION& lock_;
+};
+
+// The key stays open for the life of the process. The value's type does not matter: any of at most four bytes
+// that are not all zero switches the tracing on.
+bool ReadTraceEnable() {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Wow6432Node\\Brennick\\Norvane", 0, KEY_READ, &key) !=
+        ERROR_SUCCESS) {
+        return false;
+    }
+    DWORD value = 0;
+    DWORD size = sizeof(value);
+    return RegQueryValueExA(key, "TraceEnable", nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size) ==
+               ERROR_SUCCESS &&
+           value != 0;
+}
+
+std::string MakeFileName() {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    char name[64];
+    _snprintf(name, sizeof(name), "%04i-%02i-%02i %02i-%02i-%02i (pid %03i).log", now.wYear, now.wMonth,
+              now.wDay, now.wHour, now.wMinute, now.wSecond, static_cast<int>(GetCurrentProcessId()));
+    return name;
+}
+
+// Returns the length of the stamp written to buffer, which has kPrefixRoom characters.
+size_t WritePrefix(char* buffer) {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    return static_cast<size_t>(_snprintf(
+        buffer, kPrefixRoom, "%03i:%04x %02i:%02i:%02i.%03i ", static_cast<int>(GetCurrentProcessId()),
+        static_cast<unsigned>(GetCurrentThreadId()), now.wHour, now.wMinute, now.wSecond, now.wMilliseconds));
+}
+
+// The whole line in one call to the descriptor of standard output: the stream's own buffer would cut a long
+// line into several writes, and lose what it holds when the process dies. A process without standard output
+// has no descriptor.
+void WriteToStandardOutput(const std::string& line) {
+    const int descriptor = _fileno(stdout);
+    if (descriptor >= 0) {
+        (void)_write(descriptor, line.data(), static_cast<unsigned>(line.size()));
+    }
+}
+
+void AppendToFile(HANDLE file, const std::string& line) {
+    SetFilePointer(file, 0, nullptr, FILE_END);
+    DWORD written = 0;
+    WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+}
+
+TraceLog processLog("%TEMP%", "norvane");
+
+} // namespace
+
+TraceLog* const traceLog = &processLog;
+
+TraceLog::TraceLog(const std::string& directory, const std::string& prefix) {
+    InitializeCriticalSection(&lock_);
+    fileName_ = MakeFileName();
+    echo_ = 0;
+    defaultDirectory_ = ".";
+    if (ReadTraceEnable()) {
+        BuildTraceFilePath(directory, prefix);
+    }
+}
+
+TraceLog::~TraceLog() {
+    {
+        const LockGuard guard(lock_);
+        for (const auto& [path, file] : mainFiles_) {
+            CloseHandle(file);
+        }
+    }
+    DeleteCriticalSection(&lock_);
+}
+
+void TraceLog::SetConsoleEcho(bool on) {
+    const LockGuard guard(lock_);
+    if (on && _fileno(stdout) >= 0) {
+        // Lines end with a line feed alone, also where the output is redirected.
+        _setmode(_fileno(stdout), _O_BINARY);
+    }
+    echo_ = on ? 1 : 0;
+}
+
+std::string TraceLog::BuildTraceFilePath(const std::string& directory, const std::string& prefix) {
+    const LockGuard guard(lock_);
+    std::string path = directory == "." ? defaultDirectory_ : directory;
+    if (path.empty()) {
+        path = ".\\";
+    } else if (!path.ends_with('\\')) {
+        path += '\\';
+    }
+    return path + prefix + " " + fileName_;
+}
+
+bool TraceLog::OpenInto(FileSet& files, const std::string& path) {
+    const LockGuard guard(lock_);
+    if (files.contains(path)) {
+        return true;
+    }
+    const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    files.emplace(path, file);
+    return true;
+}
+
+bool TraceLog::AddFile(const std::string& path) {
+    return OpenInto(mainFiles_, path);
+}
+
+bool TraceLog::AddExtraFile(const std::string& path) {
+    return OpenInto(extraFiles_, path);
+}
+
+void TraceLog::AddSink(const TraceSink& sink) {
+    const LockGuard guard(lock_);
+    sinks_.insert(sink);
+}
+
+void TraceLog::Write(unsigned level, const char* format, ...) {
+    if (IsOff()) {
+        return;
+    }
+    const LockGuard guard(lock_);
+    if (IsOff()) {
+        return;
+    }
+    va_list args;
+    va_start(args, format);
+    WriteLocked(level, format, args);
+    va_end(args);
+}
+
+void TraceLog::WriteLocked(unsigned level, const char* format, va_list args) {
+    va_list measured;
+    va_copy(measured, args);
+    const int length = _vscprintf(format, measured);
+    va_end(measured);
+
+    std::string line;
+    size_t prefixLength = 0;
+    if (length < 0) {
+        const std::string message = conv_wchar_to_utf8(FormatWide(format, args).c_str());
+        line.resize(kPrefixRoom);
+        prefixLength = WritePrefix(line.data());
+        line.resize(prefixLength);
+        line += message;
+    } else {
+        line.resize(static_cast<size_t>(length) + kPrefixRoom);
+        prefixLength = WritePrefix(line.data());
+        _vsnprintf(line.data() + prefixLength, line.size() - prefixLength, format, args);
+        line.resize(prefixLength + static_cast<size_t>(length));
+    }
+    line += '\n';
+    Deliver(level, line, prefixLength);
+}
+
+void TraceLog::Deliver(unsigned level, const std::string& line, size_t prefixLength) {
+    for (const auto& [path, file] : mainFiles_) {
+        AppendToFile(file, line);
+    }
+    if (level == kExtraFileLevel) {
+        for (const auto& [path, file] : extraFiles_) {
+            AppendToFile(file, line);
+        }
+    }
+    if (echo_ != 0) {
+        WriteToStandardOutput(line);
+    }
+    if (sinks_.empty()) {
+        return;
+    }
+    const std::string message = line.substr(prefixLength, line.size() - prefixLength - 1);
+    for (const TraceSink& sink : sinks_) {
+        if (std::cmp_greater_equal(sink.highestLevel, level) && sink.callback != nullptr) {
+            sink.callback(message.c_str(), message.size(), sink.context, level);
+        }
+    }
+}

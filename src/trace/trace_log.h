@@ -1,0 +1,107 @@
+// The process-wide trace log: one line per step, stamped, to standard output, files and callbacks.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <type_traits>
+
+#include "trace/format_check.h"
+
+constexpr unsigned kDefaultTraceLevel = 700;
+constexpr unsigned kExtraFileLevel = 100; // result lines, which go to the extra files too
+
+// Receives one message.
+//   text     the message without its stamp and line end, of length bytes; valid during the call
+//   context  the value registered with the sink
+using TraceCallback = void (*)(const char* text, size_t length, void* context, unsigned level);
+
+struct TraceSink {
+    TraceCallback callback;
+    void* context;
+    int highestLevel; // lines above it are not delivered
+};
+
+// The order in which sinks get a line: by address, the same throughout a run.
+struct TraceSinkOrder {
+    bool operator()(const TraceSink& a, const TraceSink& b) const {
+        const auto key = [](const TraceSink& sink) {
+            return std::tuple(reinterpret_cast<std::uintptr_t>(sink.callback),
+                              reinterpret_cast<std::uintptr_t>(sink.context), sink.highestLevel);
+        };
+        return key(a) < key(b);
+    }
+};
+
+class TraceLog {
+  public:
+    // Names the log file after the local time and the process, and reads "TraceEnable" once. No file is
+    // opened: the path is composed and dropped.
+    //   directory  not expanded; "." stands for the default directory
+    TraceLog(const std::string& directory, const std::string& prefix);
+
+    // Closes the files of the main set. Those of the extra set stay open to the end of the process.
+    ~TraceLog();
+
+    TraceLog(const TraceLog&) = delete;
+    TraceLog& operator=(const TraceLog&) = delete;
+
+    // Switches the copy of every line on standard output.
+    void SetConsoleEcho(bool on);
+
+    // Composes the path of a log file; registers and opens nothing.
+    std::string BuildTraceFilePath(const std::string& directory, const std::string& prefix);
+
+    // Opens path for appending, creating it when missing, and adds it to the main set (every line) or the
+    // extra set (result lines only). A path that is there already is left as it is. Returns false when the
+    // file cannot be opened, with the cause as the last error.
+    bool AddFile(const std::string& path);
+    bool AddExtraFile(const std::string& path);
+
+    // Registers a callback, from the next line on.
+    void AddSink(const TraceSink& sink);
+
+    // Whether every output is off. Read without the lock, so that a switched-off log costs next to nothing.
+    bool IsOff() const { return mainFiles_.empty() && echo_ == 0 && sinks_.empty(); }
+
+    // Writes one line. The format is one of the runtime's narrow printf family.
+    // A message that the narrow functions refuse (a wide text outside the code page) is written in UTF-8.
+    // Failed writes are ignored. Throws std::runtime_error when a text cannot be converted.
+    void Write(unsigned level, const char* format, ...);
+
+  private:
+    using FileSet = std::map<std::string, HANDLE>;
+
+    void WriteLocked(unsigned level, const char* format, va_list args);
+    void Deliver(unsigned level, const std::string& line, size_t prefixLength);
+    bool OpenInto(FileSet& files, const std::string& path);
+
+    CRITICAL_SECTION lock_;
+    std::string fileName_;
+    std::string defaultDirectory_;
+    BYTE echo_;
+    FileSet mainFiles_;
+    FileSet extraFiles_;
+    std::set<TraceSink, TraceSinkOrder> sinks_;
+};
+
+// The log of the process; built before main runs.
+extern TraceLog* const traceLog;
+
+// Writes one line at the given level. The format must be a constant that fits the arguments.
+template <class... Args>
+void TraceAtLevel(unsigned level, CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
+    if (!traceLog->IsOff()) {
+        traceLog->Write(level, format.text, args...);
+    }
+}
+
+// Writes one line at the default level.
+template <class... Args> void Trace(CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
+    TraceAtLevel<Args...>(kDefaultTraceLevel, format, args...);
+}
