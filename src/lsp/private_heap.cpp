@@ -1,0 +1,45 @@
+// The private heap over the Win32 heap functions.
+#include "lsp/private_heap.h"
+
+#include <winsock2.h>
+
+namespace {
+
+constexpr size_t kInitialHeapBytes = 128000;
+HANDLE privateHeap = nullptr;
+
+} // namespace
+
+int LspCreateHeap(int* error) {
+    privateHeap = HeapCreate(0, kInitialHeapBytes, 0);
+    if (privateHeap == nullptr) {
+        *error = WSASYSCALLFAILURE;
+        return SOCKET_ERROR;
+    }
+    return 0;
+}
+
+void LspReleaseHeap() {
+    if (privateHeap != nullptr) {
+        HeapDestroy(privateHeap);
+        privateHeap = nullptr;
+    }
+}
+
+void* LspAlloc(size_t bytes, int* error) {
+    void* block = HeapAlloc(privateHeap, HEAP_ZERO_MEMORY, bytes);
+    if (block == nullptr) {
+        *error = WSAENOBUFS;
+    }
+    return block;
+}
+
+void LspFree(void* block) {
+    HeapFree(privateHeap, 0, block);
+}
+
+void LspFreeIfAny(void* block) {
+    if (block != nullptr) {
+        LspFree(block);
+    }
+}

@@ -1,0 +1,69 @@
+// Catalog entries as data.
+#include "lsp/provider_entries.h"
+
+#include <algorithm>
+#include <cstring>
+
+bool SameGuid(const GUID& a, const GUID& b) {
+    return std::memcmp(&a, &b, sizeof(GUID)) == 0;
+}
+
+bool IsKind(const WSAPROTOCOL_INFOW& entry, int kind) {
+    const int length = entry.ProtocolChain.ChainLen;
+    return kind == PROTOCOL_CHAIN ? length >= PROTOCOL_CHAIN : length == kind;
+}
+
+int ChainLength(const WSAPROTOCOL_INFOW& entry) {
+    return std::clamp(entry.ProtocolChain.ChainLen, 0, MAX_PROTOCOL_CHAIN);
+}
+
+bool IsLayerOf(const WSAPROTOCOL_INFOW& entry, DWORD hiddenId) {
+    return IsKind(entry, PROTOCOL_CHAIN) && entry.ProtocolChain.ChainEntries[0] == hiddenId;
+}
+
+int GetProviderCount(const WSAPROTOCOL_INFOW* providers, int count, int kind) {
+    int found = 0;
+    for (int i = 0; i < count; ++i) {
+        found += IsKind(providers[i], kind) ? 1 : 0;
+    }
+    return found;
+}
+
+WSAPROTOCOL_INFOW* ProviderByGuid(const GUID* id, const WSAPROTOCOL_INFOW* providers, int count) {
+    for (int i = 0; i < count; ++i) {
+        if (SameGuid(providers[i].ProviderId, *id)) {
+            return const_cast<WSAPROTOCOL_INFOW*>(&providers[i]);
+        }
+    }
+    return nullptr;
+}
+
+bool ChainHasId(const WSAPROTOCOL_INFOW* entry, DWORD catalogId) {
+    const DWORD* chain = entry->ProtocolChain.ChainEntries;
+    const DWORD* end = chain + ChainLength(*entry);
+    return std::find(chain, end, catalogId) != end;
+}
+
+int DropChainId(WSAPROTOCOL_INFOW* entry, DWORD catalogId) {
+    const int length = ChainLength(*entry);
+    DWORD* chain = entry->ProtocolChain.ChainEntries;
+    DWORD* found = std::find(chain, chain + length, catalogId);
+    if (found == chain + length) {
+        return 0;
+    }
+    std::copy(found + 1, chain + length, found);
+    entry->ProtocolChain.ChainLen = length - 1;
+    return 1;
+}
+
+bool SameProviderEntry(const WSAPROTOCOL_INFOW* a, const WSAPROTOCOL_INFOW* b) {
+    return SameGuid(a->ProviderId, b->ProviderId) && a->dwServiceFlags1 == b->dwServiceFlags1 &&
+           a->dwServiceFlags2 == b->dwServiceFlags2 && a->dwServiceFlags3 == b->dwServiceFlags3 &&
+           a->dwServiceFlags4 == b->dwServiceFlags4 &&
+           a->ProtocolChain.ChainLen == b->ProtocolChain.ChainLen && a->iVersion == b->iVersion &&
+           a->iAddressFamily == b->iAddressFamily && a->iMaxSockAddr == b->iMaxSockAddr &&
+           a->iMinSockAddr == b->iMinSockAddr && a->iSocketType == b->iSocketType &&
+           a->iProtocol == b->iProtocol && a->iProtocolMaxOffset == b->iProtocolMaxOffset &&
+           a->iNetworkByteOrder == b->iNetworkByteOrder && a->iSecurityScheme == b->iSecurityScheme &&
+           a->dwMessageSize == b->dwMessageSize;
+}

@@ -1,0 +1,41 @@
+// Questions about, and edits of, single catalog entries and arrays of them. Nothing here calls Winsock.
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+// The kinds of entry, by ChainLen: LAYERED_PROTOCOL (0, the hidden entry that stands for a whole LSP) and
+// BASE_PROTOCOL (1) are the SDK's names.
+constexpr int PROTOCOL_CHAIN =
+    2; // or more: a layered protocol entry; its first chain element is its LSP's hidden id
+
+// Whether two GUIDs are equal.
+bool SameGuid(const GUID& a, const GUID& b);
+
+// Whether the entry is of the given kind.
+bool IsKind(const WSAPROTOCOL_INFOW& entry, int kind);
+
+// The number of chain elements that may be read: ChainLen, kept within 0 to MAX_PROTOCOL_CHAIN, as the
+// catalog may hold anything.
+int ChainLength(const WSAPROTOCOL_INFOW& entry);
+
+// Whether the entry is a layered protocol entry of the LSP whose hidden entry has hiddenId.
+bool IsLayerOf(const WSAPROTOCOL_INFOW& entry, DWORD hiddenId);
+
+// Counts the entries of a kind; 0 when count is below 1.
+int GetProviderCount(const WSAPROTOCOL_INFOW* providers, int count, int kind);
+
+// The first entry with the given ProviderId, or null. Points into providers.
+WSAPROTOCOL_INFOW* ProviderByGuid(const GUID* id, const WSAPROTOCOL_INFOW* providers, int count);
+
+// Whether catalogId is in the entry's chain.
+bool ChainHasId(const WSAPROTOCOL_INFOW* entry, DWORD catalogId);
+
+// Takes the first catalogId out of the entry's chain and closes the gap. Returns 1, or 0 when it is not
+// there.
+int DropChainId(WSAPROTOCOL_INFOW* entry, DWORD catalogId);
+
+// Whether two entries describe the same provider. The catalog id, the chain's elements, the provider flags,
+// the reserved field and the name are left out, so that an entry is found again after a reinstall renumbered
+// it.
+bool SameProviderEntry(const WSAPROTOCOL_INFOW* a, const WSAPROTOCOL_INFOW* b);
