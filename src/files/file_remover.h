@@ -1,0 +1,12 @@
+// Deletion of one file, now or at the next reboot, with respect for its shared-DLL reference count.
+#pragma once
+
+// Deletes a file unless its count under SharedDLLs is above 1, and lowers the count. A file that cannot be
+// deleted now is scheduled for the next reboot. The outcome is in the trace only; a file that does not exist
+// is left at that.
+//   path          full path, ANSI code page; also the name of its value under SharedDLLs
+//   use64BitView  whether SharedDLLs is opened in the 64-bit view
+//   rebootOnly    true goes to the reboot schedule without trying to delete now
+// Leaves behind, after a reboot schedule: the hidden folder norvane.tmp at the root of the drive with an
+// empty temporary file in it, and the system's pending renames.
+void RemoveFile(const char* path, bool use64BitView, bool rebootOnly);
