@@ -6,6 +6,7 @@
 
 #include "lsp/lsp_map.h"
 #include "lsp/private_heap.h"
+#include "lsp/remove_lsp_command.h"
 #include "support/winsock_machine.h"
 
 namespace {
@@ -336,6 +337,50 @@ TEST_F(LspRemovalTest, RandomCatalogsDoNoHarm) {
         RemoveProvider(below(3), L"x.dll", path);
         RemoveProvider(below(3), static_cast<DWORD>(below(20)));
         ASSERT_EQ(LiveBlocks(), 0) << "round " << round;
+    }
+}
+
+TEST_F(LspRemovalTest, TheCommandTearsDownWhatItSetUp) {
+    const struct {
+        PlannedFault fault;
+        HookBase* hook;
+        std::string calls;
+        std::string traced;
+    } rows[] = {
+        {{"WSAStartup", 1, WSASYSNOTREADY},
+         nullptr,
+         "WSAStartup 514 = 10091",
+         "Unable to load Winsock: 10091\n\n"},
+        {{}, &on::HeapCreate, "WSAStartup 514 = 0|WSACleanup = 0", "LspCreateHeap failed: error = -1\n"},
+        {{}, &on::LoadLibraryA, "WSAStartup 514 = 0|WSACleanup = 0", ""},
+        {{},
+         nullptr,
+         "WSAStartup 514 = 0|WSCEnumProtocols = 0|WSCEnumProtocols = 0|WSACleanup = 0",
+         "BuildLspMap: No LSP installed on the system!\n\nRemoveProvider: Unable to build LSP map!\n\n"
+         "warning: file '' not exist\n"},
+    };
+    for (const auto& row : rows) {
+        MachineTest::SetUp();
+        UseSystem(true);
+        Winsock().state.faults = {row.fault};
+        on::HeapCreate.Replace([](DWORD flags, SIZE_T initial, SIZE_T maximum) {
+            EXPECT_TRUE(flags == 0 && initial == 128000 && maximum == 0);
+            return on::HeapCreate.Real(flags, initial, maximum);
+        });
+        if (row.hook != nullptr) {
+            row.hook->Fail(1, ERROR_NOT_ENOUGH_MEMORY);
+        }
+        testing::internal::CaptureStderr();
+        RemoveLsp(true, "none.dll");
+        testing::internal::GetCapturedStderr();
+        std::string calls;
+        for (const std::string& call : Winsock().calls) {
+            calls += (calls.empty() ? "" : "|") + call;
+        }
+        EXPECT_EQ(calls, row.calls);
+        EXPECT_EQ(Traced(), row.traced);
+        EXPECT_EQ(on::HeapDestroy.calls,
+                  row.calls.find("WSACleanup") != std::string::npos && row.hook != &on::HeapCreate ? 1 : 0);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "lsp/remove_lsp_command.h"
 #include "trace/trace_log.h"
 
 namespace {
@@ -52,8 +53,8 @@ void ReportNotAvailable(const std::string& name) {
     Trace("Command '%s' is not available in this version", name.c_str());
 }
 
-// Runs the command that name stands for; false when there is none.
-bool RunNamedCommand(const std::string& name, const std::string& argument) {
+// Runs the command that name stands for and stores its outcome in returnCode; false when there is none.
+bool RunNamedCommand(const std::string& name, const std::string& argument, int& returnCode) {
     if (SameWord(name, kNetworkComponentName)) {
         Trace("Command detected: remove network component '%s'", argument.c_str());
         ReportNotAvailable(kNetworkComponentName);
@@ -61,7 +62,10 @@ bool RunNamedCommand(const std::string& name, const std::string& argument) {
     }
     if (SameWord(name, kLspName)) {
         Trace("Command detected: remove lsp '%s'", argument.c_str());
-        ReportNotAvailable(kLspName);
+        Trace("removing LSP '%s'...", argument.c_str());
+        RemoveLsp(true, argument);
+        // The caller reads the outcome from the trace: this command has no failing exit code.
+        returnCode = 0;
         return true;
     }
     if (SameWord(name, kVbsName)) {
@@ -80,7 +84,7 @@ bool RunNamedCommand(const std::string& name, const std::string& argument) {
 } // namespace
 
 int RunCommandLine(int argc, char** argv) {
-    const int returnCode = 1;
+    int returnCode = 1;
     Trace("64-bit utility started, params: '%s'", JoinWords(argc, argv, 1).c_str());
     if (argc <= kFirstArgumentWord) {
         return RejectCommandLine(argc, returnCode);
@@ -93,7 +97,7 @@ int RunCommandLine(int argc, char** argv) {
         Trace("Unexpected command type: '%s'", type.c_str());
         return RejectCommandLine(argc, returnCode);
     }
-    if (!RunNamedCommand(name, argument)) {
+    if (!RunNamedCommand(name, argument, returnCode)) {
         Trace("Unexpected command name '%s' for command type '%s'", name.c_str(), type.c_str());
         return RejectCommandLine(argc, returnCode);
     }

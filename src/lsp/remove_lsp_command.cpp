@@ -1,0 +1,52 @@
+// Set-up and tear-down around the removal.
+#include "lsp/remove_lsp_command.h"
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include "common/text_conversion.h"
+#include "files/file_remover.h"
+#include "lsp/lsp_removal.h"
+#include "lsp/lsp_map.h"
+#include "lsp/private_heap.h"
+#include "lsp/update_functions.h"
+#include "trace/trace_log.h"
+
+namespace {
+
+// Never freed: the update functions point into it.
+HMODULE winsockModule = nullptr;
+
+// The DLL goes under the path that the catalog has, environment references and all. No LSP found leaves the
+// path empty, and the file remover says so in its own words.
+void RemoveProviderAndFile(CatalogSelector catalog, const std::string& dllName) {
+    const std::wstring wideName = conv_to_wchar(dllName.c_str());
+    wchar_t removedPath[kDllPathSize] = {};
+    RemoveProvider(catalog, wideName.c_str(), removedPath);
+    RemoveFile(conv_to_char(removedPath).c_str(), false, false);
+}
+
+} // namespace
+
+void RemoveLsp(bool bothCatalogs, const std::string& dllName) {
+    WSADATA data = {};
+    const int started = WSAStartup(MAKEWORD(2, 2), &data);
+    if (started != 0) {
+        Trace("Unable to load Winsock: %d\n", started);
+        return;
+    }
+    int error = 0;
+    const int created = LspCreateHeap(&error);
+    if (created != 0) {
+        // The result, not the error code behind it: this is the line that support staff know.
+        Trace("LspCreateHeap failed: error = %d", created);
+        WSACleanup();
+        return;
+    }
+    winsockModule = LoadUpdateProviderFunctions();
+    if (winsockModule != nullptr) {
+        RemoveProviderAndFile(bothCatalogs ? CatalogBoth : Catalog32, dllName);
+    }
+    LspReleaseHeap();
+    WSACleanup();
+}
