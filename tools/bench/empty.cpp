@@ -1,0 +1,11 @@
+// Does nothing, with the same DLLs to load as norvane64.exe.
+#include <winsock2.h>
+#include <windows.h>
+
+// Volatile: the imports must stay.
+const void* volatile imports[] = {reinterpret_cast<void*>(&RegCloseKey),
+                                  reinterpret_cast<void*>(&WSACleanup)};
+
+int main() {
+    return imports[0] == nullptr ? 1 : 0;
+}
