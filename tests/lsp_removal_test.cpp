@@ -6,6 +6,7 @@
 
 #include "lsp/lsp_map.h"
 #include "lsp/private_heap.h"
+#include "lsp/provider_entries.h"
 #include "lsp/remove_lsp_command.h"
 #include "support/winsock_machine.h"
 

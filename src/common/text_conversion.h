@@ -26,5 +26,5 @@ std::string conv_wchar_to_utf8(const wchar_t* text);
 
 // Expands %VAR% references with the environment of the process.
 //   text  narrow and NUL-terminated, or null
-// Returns the expanded text; empty when text is null or Windows refuses. Never fails.
+// Returns the expanded text; empty when text is null or Windows refuses, without another sign of failure.
 std::string ExpandEnvString(const char* text);

@@ -40,7 +40,7 @@ DWORD ReadSharedCount(const char* path, bool use64BitView) {
 }
 
 // Returns the count that is left; 1 when the key cannot be opened. A stored 0 wraps around to the largest
-// number: it was wrong before, and must not look like a file that nobody uses any more.
+// number, deliberately: nothing is claimed of a file whose count was wrong.
 DWORD LowerSharedCount(const char* path, bool use64BitView) {
     DWORD count = 1;
     HKEY key = nullptr;
@@ -104,8 +104,9 @@ std::string MakeTempFileName(const std::string& directory, const char* prefix, U
     return name;
 }
 
-void Schedule(const char* scheduled, const char* path) {
-    if (MoveFileExA(scheduled, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)) {
+// Schedules the file for deletion under the name that it has now, and reports it under the one that it had.
+void Schedule(const char* nameNow, const char* path) {
+    if (MoveFileExA(nameNow, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)) {
         TraceAtLevel(kExtraFileLevel, "File will be deleted on reboot: %s", path);
     }
 }

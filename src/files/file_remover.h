@@ -5,7 +5,8 @@
 // deleted now is scheduled for the next reboot. The outcome is in the trace only; a file that does not exist
 // is left at that.
 //   path          full path, ANSI code page; also the name of its value under SharedDLLs
-//   use64BitView  whether SharedDLLs is opened in the 64-bit view
+//   use64BitView  whether SharedDLLs is opened with KEY_WOW64_64KEY, which makes no difference in a 64-bit
+//                 process
 //   rebootOnly    true goes to the reboot schedule without trying to delete now
 // Leaves behind, after a reboot schedule: the hidden folder norvane.tmp at the root of the drive with an
 // empty temporary file in it, and the system's pending renames.

@@ -1,4 +1,4 @@
-// Enumerating, listing the order and mapping, in the words of the removal that needs them.
+// The trace lines begin with RemoveProvider, the caller that their readers know.
 #include "lsp/catalog_snapshot.h"
 
 #include "lsp/private_heap.h"

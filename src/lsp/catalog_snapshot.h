@@ -9,7 +9,7 @@ struct CatalogSnapshot {
     int providerCount = 0;
     DWORD* order = nullptr; // the providers' catalog ids, in the order of enumeration
     LspEntry* map = nullptr;
-    int lspCount = 0;
+    int lspCount = 0; // the length of the map, its orphan record included
 
     CatalogSnapshot() = default;
     CatalogSnapshot(const CatalogSnapshot&) = delete;

@@ -1,6 +1,8 @@
 // Chain repair, and the two ways of writing repaired chains back.
 #include "lsp/dependent_repair.h"
 
+#include "lsp/layer_ids.h"
+#include "lsp/private_heap.h"
 #include "lsp/provider_entries.h"
 #include "trace/trace_log.h"
 
@@ -37,15 +39,16 @@ void InstallDependent(CatalogSelector catalog, const LspEntry& dependent, WSAPRO
                       int scratchSize) {
     for (int g = 0; g < dependent.layerGuidCount; ++g) {
         GUID* guid = &dependent.layerGuids[g];
-        int gathered = scratchSize;
+        int gathered = scratchSize; // room for the largest record, so the gathering cannot fail
         CollectLayersOfGuid(scratch, &gathered, dependent.layers, dependent.layerCount, guid);
         InstallProvider(catalog, guid, dependent.dllPath, scratch, static_cast<DWORD>(gathered));
     }
 }
 
 // Finds the dependent's new catalog ids. The buffer is the one of the first enumeration and is searched over
-// its full length, so what a selector without an enumeration, or a failed one, leaves there is found too.
-void FindNewIds(CatalogSelector catalog, CatalogSnapshot* snapshot, LspEntry* dependent) {
+// its full length: where nothing could be read, or the selector reads nothing, the older entries are
+// searched.
+void RereadAndRelink(CatalogSelector catalog, CatalogSnapshot* snapshot, LspEntry* dependent) {
     DWORD length =
         static_cast<DWORD>(static_cast<size_t>(snapshot->providerCount) * sizeof(WSAPROTOCOL_INFOW));
     if (EnumerateProvidersExisting(catalog, snapshot->providers, &length) == SOCKET_ERROR) {
@@ -86,32 +89,39 @@ void FixDependentChains(LspEntry* map, const LspEntry& target) {
     }
 }
 
-void UpdateDependents(CatalogSelector catalog, LspEntry* map, const LspEntry& target, int* error) {
+void UpdateDependents(CatalogSelector catalog, LspEntry* map, const LspEntry& target) {
+    int error = 0; // what the failure message shows when the selector makes no call
     for (int d = 0; d < target.dependentCount; ++d) {
         LspEntry& dependent = map[target.dependents[d]];
         for (int k = 0; k < dependent.layerCount; ++k) {
             if (dependent.layerEdited[k] == 1) {
                 UpdateProvider(catalog, &dependent.layers[k].ProviderId, dependent.dllPath,
-                               &dependent.layers[k], error);
+                               &dependent.layers[k], &error);
             }
         }
     }
 }
 
-void ReinstallDependents(CatalogSelector catalog, CatalogSnapshot* snapshot, const LspEntry& target,
-                         WSAPROTOCOL_INFOW* scratch) {
+bool ReinstallDependents(CatalogSelector catalog, CatalogSnapshot* snapshot, const LspEntry& target) {
+    int error = 0;
     LspEntry* map = snapshot->map;
     const int scratchSize = LargestLayerCount(map, snapshot->lspCount);
+    LspBlock<WSAPROTOCOL_INFOW> scratch;
+    scratch.data = LspAllocArray<WSAPROTOCOL_INFOW>(static_cast<size_t>(scratchSize), &error);
+    if (scratch.data == nullptr) {
+        Trace("RemoveProvider: LspAlloc failed: %d\n", error);
+        return false;
+    }
     DeinstallDependents(catalog, map, target);
     for (int d = target.dependentCount - 1; d >= 0; --d) {
         LspEntry* dependent = &map[target.dependents[d]];
-        InstallDependent(catalog, *dependent, scratch, scratchSize);
-        FindNewIds(catalog, snapshot, dependent);
+        InstallDependent(catalog, *dependent, scratch.data, scratchSize);
+        RereadAndRelink(catalog, snapshot, dependent);
         RenumberEarlierDependents(map, target, d);
     }
-    int error = 0;
     if (WriteProviderOrder(catalog, snapshot->order, static_cast<DWORD>(snapshot->providerCount), &error) ==
         SOCKET_ERROR) {
         Trace("RemoveProvider: WriteProviderOrder failed: %d\n", error);
     }
+    return true;
 }

@@ -9,12 +9,10 @@
 void FixDependentChains(LspEntry* map, const LspEntry& target);
 
 // Updates every edited entry of the dependents in the catalog. Failures are traced and skipped.
-//   error  in/out: the error value that failure messages show
-void UpdateDependents(CatalogSelector catalog, LspEntry* map, const LspEntry& target, int* error);
+void UpdateDependents(CatalogSelector catalog, LspEntry* map, const LspEntry& target);
 
-// Deinstalls the dependents, installs them again with their edited chains, carries the new catalog ids over
-// to the dependents below them and to the snapshot's order, and writes that order. It still holds the
-// target's ids. Failures of single calls are traced and skipped.
-//   scratch  room for the largest layerCount of the map
-void ReinstallDependents(CatalogSelector catalog, CatalogSnapshot* snapshot, const LspEntry& target,
-                         WSAPROTOCOL_INFOW* scratch);
+// Deinstalls all dependents and installs them again with their edited chains, the lowest first. The new ids
+// of each go into the chains of those listed before it, which lie over it, and into the snapshot's order;
+// then that order, the target's ids included, is written. Failures of single calls are traced and skipped.
+// Returns false, with nothing deinstalled, after a trace line when there is no memory.
+bool ReinstallDependents(CatalogSelector catalog, CatalogSnapshot* snapshot, const LspEntry& target);

@@ -13,8 +13,8 @@
 
 namespace {
 
-constexpr int kNoDepth = 7;
 constexpr int kMaxDepth = MAX_PROTOCOL_CHAIN - 1; // the last position of a chain
+constexpr int kNoDepth = kMaxDepth + 1;
 
 // The catalog being mapped and the map in the making.
 struct MapBuild {
@@ -104,8 +104,8 @@ bool FillLspRecord(const MapBuild& build, LspEntry* record, const WSAPROTOCOL_IN
     const auto isLayer = [&](const WSAPROTOCOL_INFOW& entry) {
         return IsLayerOf(entry, hidden.dwCatalogEntryId);
     };
-    if (!AllocateLayers(record, static_cast<int>(std::count_if(
-                                    build.providers, build.providers + build.providerCount, isLayer)))) {
+    const auto layerCount = std::count_if(build.providers, build.providers + build.providerCount, isLayer);
+    if (!AllocateLayers(record, static_cast<int>(layerCount))) {
         return false;
     }
     int slot = 0;
@@ -115,7 +115,7 @@ bool FillLspRecord(const MapBuild& build, LspEntry* record, const WSAPROTOCOL_IN
         }
         record->layers[slot++] = *entry;
         record->maxChainLen = std::max(record->maxChainLen, entry->ProtocolChain.ChainLen);
-        entry->dwProviderReserved = 1;
+        entry->dwProviderReserved = 1; // for the caller: taken by an LSP
         if (!AddGuidOfLayer(record, &entry->ProviderId)) {
             return false;
         }
@@ -157,20 +157,19 @@ DWORD* CollectBaseIds(const MapBuild& build, int* baseCount) {
     return ids;
 }
 
-// The depth is the first chain position that names a base provider. All positions are read, whatever the
-// chain's length says: what lies behind it counts as well.
-void FindDepths(const MapBuild& build, const DWORD* baseIds, int baseCount) {
-    for (int position = 1; position <= kMaxDepth; ++position) {
-        for (int i = 0; i < build.lspCount; ++i) {
-            LspEntry& record = build.map[i];
-            for (int k = 0; k < record.layerCount; ++k) {
-                const DWORD id = record.layers[k].ProtocolChain.ChainEntries[position];
-                if (std::find(baseIds, baseIds + baseCount, id) != baseIds + baseCount) {
-                    record.depth = std::min(record.depth, position);
-                }
+// The first chain position, behind the LSP's own id, at which any of the layered entries names a base
+// provider. All positions are read, whatever a chain's length says: what lies behind it counts as well.
+int DepthOf(const LspEntry& record, const DWORD* baseIds, int baseCount) {
+    int depth = kNoDepth;
+    for (int k = 0; k < record.layerCount; ++k) {
+        const DWORD* chain = record.layers[k].ProtocolChain.ChainEntries;
+        for (int position = 1; position < depth; ++position) {
+            if (std::find(baseIds, baseIds + baseCount, chain[position]) != baseIds + baseCount) {
+                depth = position;
             }
         }
     }
+    return depth;
 }
 
 // This exchange sort, and the next, are not stable, and which of two LSPs with one DLL name is removed
@@ -221,7 +220,9 @@ bool FillMap(const MapBuild& build, int orphanCount) {
     if (baseIds == nullptr) {
         return true;
     }
-    FindDepths(build, baseIds, baseCount);
+    for (int i = 0; i < build.lspCount; ++i) {
+        build.map[i].depth = DepthOf(build.map[i], baseIds, baseCount);
+    }
     SortLsps(build.map, build.lspCount);
     const int checked = CheckLspDependency(build.map, build.lspCount);
     LspFree(baseIds);
@@ -270,10 +271,8 @@ void ReleaseLspMap(LspEntry* map, int lspCount) {
 }
 
 int AddGuidToLspEntry(LspEntry* entry, GUID* guid, int* error) {
-    // The first test reads layerCount, not layerGuidCount: a record without layers has no list to look
-    // through.
-    const bool firstOfAll = entry->layerCount == 0;
-    const int known = firstOfAll ? 0 : entry->layerGuidCount;
+    // A record without layers starts its list anew, whatever its layerGuidCount says.
+    const int known = entry->layerCount == 0 ? 0 : entry->layerGuidCount;
     for (int i = 0; i < known; ++i) {
         if (SameGuid(entry->layerGuids[i], *guid)) {
             return 0;
@@ -306,44 +305,4 @@ int LargestLayerCount(const LspEntry* map, int lspCount) {
         largest = std::max(largest, map[i].layerCount);
     }
     return largest;
-}
-
-void RelinkLayerIds(LspEntry* entry, const WSAPROTOCOL_INFOW* providers, int count) {
-    for (int k = 0; k < entry->layerCount; ++k) {
-        for (int i = 0; i < count; ++i) {
-            if (SameProviderEntry(&entry->layers[k], &providers[i])) {
-                entry->layers[k].dwProviderReserved = providers[i].dwCatalogEntryId;
-                break;
-            }
-        }
-    }
-}
-
-void ReplaceChainId(LspEntry* entry, DWORD oldId, DWORD newId) {
-    for (int k = 0; k < entry->layerCount; ++k) {
-        DWORD* chain = entry->layers[k].ProtocolChain.ChainEntries;
-        std::replace(chain, chain + ChainLength(entry->layers[k]), oldId, newId);
-    }
-}
-
-void RenumberOrder(const LspEntry* entry, DWORD* order, int orderCount) {
-    for (int k = 0; k < entry->layerCount; ++k) {
-        std::replace(order, order + orderCount, entry->layers[k].dwCatalogEntryId,
-                     entry->layers[k].dwProviderReserved);
-    }
-}
-
-int CollectLayersOfGuid(WSAPROTOCOL_INFOW* out, int* outCount, WSAPROTOCOL_INFOW* entries, int entryCount,
-                        GUID* guid) {
-    const auto matches = [guid](const WSAPROTOCOL_INFOW& entry) { return SameGuid(entry.ProviderId, *guid); };
-    const WSAPROTOCOL_INFOW* end = entries + std::max(entryCount, 0);
-    const int found =
-        static_cast<int>(std::count_if(static_cast<const WSAPROTOCOL_INFOW*>(entries), end, matches));
-    if (found > *outCount) {
-        *outCount = found;
-        return SOCKET_ERROR;
-    }
-    std::copy_if(static_cast<const WSAPROTOCOL_INFOW*>(entries), end, out, matches);
-    *outCount = found;
-    return 0;
 }

@@ -46,19 +46,3 @@ int CountOrphanedEntries(const WSAPROTOCOL_INFOW* providers, int count);
 
 // The largest layerCount of the map; 0 for an empty one.
 int LargestLayerCount(const LspEntry* map, int lspCount);
-
-// Finds each layered entry of the record among providers (see SameProviderEntry) and stores the id that it
-// has there in its dwProviderReserved. Entries that are not found are left alone.
-void RelinkLayerIds(LspEntry* entry, const WSAPROTOCOL_INFOW* providers, int count);
-
-// Replaces oldId by newId in the chains of the record's layered entries.
-void ReplaceChainId(LspEntry* entry, DWORD oldId, DWORD newId);
-
-// Replaces in order the old ids of the record's layered entries by those that RelinkLayerIds stored.
-void RenumberOrder(const LspEntry* entry, DWORD* order, int orderCount);
-
-// Copies the entries with the given provider id to out.
-//   outCount  in: room in out; receives the number copied, or the number needed when the room is too small
-// Returns 0, or SOCKET_ERROR when nothing was copied because of the room.
-int CollectLayersOfGuid(WSAPROTOCOL_INFOW* out, int* outCount, WSAPROTOCOL_INFOW* entries, int entryCount,
-                        GUID* guid);

@@ -5,7 +5,6 @@
 
 #include "lsp/catalog_snapshot.h"
 #include "lsp/dependent_repair.h"
-#include "lsp/private_heap.h"
 #include "lsp/update_functions.h"
 #include "trace/trace_log.h"
 
@@ -96,20 +95,12 @@ int RemoveProvider(CatalogSelector catalog, DWORD catalogId) {
     ReportTarget(*target);
     FixDependentChains(snapshot.map, *target);
 
-    int error = 0;
-    LspBlock<WSAPROTOCOL_INFOW> scratch;
-    // The 64-bit function decides for both catalogs.
+    // The 64-bit function decides for both catalogs. With CatalogBoth its calls all fail, as the selector
+    // means none.
     if (UpdateFunctions().update64 != nullptr) {
-        UpdateDependents(catalog, snapshot.map, *target, &error);
-    } else {
-        // Without dependents, too: the order is written in any case.
-        const int scratchSize = LargestLayerCount(snapshot.map, snapshot.lspCount);
-        scratch.data = LspAllocArray<WSAPROTOCOL_INFOW>(static_cast<size_t>(scratchSize), &error);
-        if (scratch.data == nullptr) {
-            Trace("RemoveProvider: LspAlloc failed: %d\n", error);
-            return SOCKET_ERROR;
-        }
-        ReinstallDependents(catalog, &snapshot, *target, scratch.data);
+        UpdateDependents(catalog, snapshot.map, *target);
+    } else if (!ReinstallDependents(catalog, &snapshot, *target)) { // without dependents, too: for the order
+        return SOCKET_ERROR;
     }
     DeinstallTarget(catalog, *target);
     return 0;
@@ -123,6 +114,7 @@ int RemoveProvider(CatalogSelector catalog, const wchar_t* dllName, wchar_t* rem
     for (int i = 0; i < snapshot.lspCount; ++i) {
         const LspEntry& record = snapshot.map[i];
         if (std::wcscmp(FileNameOf(record.dllPath), dllName) == 0) {
+            // It reads the catalog afresh.
             const int result = RemoveProvider(catalog, record.hiddenEntry.dwCatalogEntryId);
             wcscpy_s(removedPath, kDllPathSize, record.dllPath);
             return result;

@@ -14,9 +14,9 @@
 int RemoveProvider(CatalogSelector catalog, DWORD catalogId);
 
 // Removes the first LSP, in the order of the map, whose DLL has the given file name.
-//   dllName      bare file name, compared with its letter case; an empty one meets an empty last path
-//   component removedPath  at least kDllPathSize characters; receives the DLL's path as the catalog has it,
-//   also when the
-//                removal fails, and stays untouched when no LSP has the name
+//   dllName      bare file name, compared with its letter case; an empty one matches a path that ends
+//                in a backslash, and the orphan record
+//   removedPath  at least kDllPathSize characters; receives the DLL's path as the catalog has it, also when
+//                the removal fails, and stays untouched when no LSP has the name
 // Returns as the form by id does.
 int RemoveProvider(CatalogSelector catalog, const wchar_t* dllName, wchar_t* removedPath);

@@ -1,4 +1,3 @@
-// Catalog calls by selector.
 #include "lsp/provider_catalog.h"
 
 #include <ws2spi.h>
@@ -15,7 +14,8 @@ namespace {
 
 using EnumFunction = decltype(&WSCEnumProtocols);
 
-// Makes a fetched array safe to read: no more entries than the buffer holds, every name terminated.
+// Makes a fetched array safe to read: no more entries than the buffer holds, every name terminated. A failure
+// (SOCKET_ERROR) passes through.
 int BoundFetched(WSAPROTOCOL_INFOW* buffer, int fetched, DWORD bufferBytes) {
     const int capacity = static_cast<int>(bufferBytes / sizeof(WSAPROTOCOL_INFOW));
     const int count = std::min(fetched, capacity);
@@ -25,9 +25,11 @@ int BoundFetched(WSAPROTOCOL_INFOW* buffer, int fetched, DWORD bufferBytes) {
     return count;
 }
 
-// Sizes and fetches a catalog. An empty catalog gives an empty array.
+// Sizes and fetches a catalog. An empty catalog gives an empty array, and so does a fetch that fails without
+// an error.
+//   count    0 on entry; receives the number of entries
 //   fetched  receives whether the fetch itself succeeded
-// Returns null on failure, with count 0.
+// Returns null on failure.
 WSAPROTOCOL_INFOW* FetchCatalog(EnumFunction enumerate, int* count, bool* fetched) {
     int error = 0;
     DWORD length = 0;
@@ -48,10 +50,13 @@ WSAPROTOCOL_INFOW* FetchCatalog(EnumFunction enumerate, int* count, bool* fetche
         LspFree(providers);
         return nullptr;
     }
-    *count = *fetched ? BoundFetched(providers, result, allocated) : 0;
+    if (*fetched) {
+        *count = BoundFetched(providers, result, allocated);
+    }
     return providers;
 }
 
+// Not every Windows version has the function, so it is looked up.
 WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
     const HMODULE module = LoadLibraryA("ws2_32.dll");
     if (module == nullptr) {
@@ -65,7 +70,7 @@ WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
     WSAPROTOCOL_INFOW* providers =
         FetchCatalog(reinterpret_cast<EnumFunction>(reinterpret_cast<void*>(function)), count, &fetched);
     if (fetched) {
-        // Only success gives the library back: after a failure it stays loaded for what follows.
+        // Only success gives the library back; a failure deliberately leaves it loaded.
         FreeLibrary(module);
     }
     return providers;

@@ -1,4 +1,3 @@
-// Catalog entries as data.
 #include "lsp/provider_entries.h"
 
 #include <algorithm>
@@ -66,4 +65,19 @@ bool SameProviderEntry(const WSAPROTOCOL_INFOW* a, const WSAPROTOCOL_INFOW* b) {
            a->iProtocol == b->iProtocol && a->iProtocolMaxOffset == b->iProtocolMaxOffset &&
            a->iNetworkByteOrder == b->iNetworkByteOrder && a->iSecurityScheme == b->iSecurityScheme &&
            a->dwMessageSize == b->dwMessageSize;
+}
+
+int CollectLayersOfGuid(WSAPROTOCOL_INFOW* out, int* outCount, WSAPROTOCOL_INFOW* entries, int entryCount,
+                        GUID* guid) {
+    const auto matches = [guid](const WSAPROTOCOL_INFOW& entry) { return SameGuid(entry.ProviderId, *guid); };
+    const WSAPROTOCOL_INFOW* end = entries + std::max(entryCount, 0);
+    const int found =
+        static_cast<int>(std::count_if(static_cast<const WSAPROTOCOL_INFOW*>(entries), end, matches));
+    if (found > *outCount) {
+        *outCount = found;
+        return SOCKET_ERROR;
+    }
+    std::copy_if(static_cast<const WSAPROTOCOL_INFOW*>(entries), end, out, matches);
+    *outCount = found;
+    return 0;
 }

@@ -4,10 +4,10 @@
 #include <winsock2.h>
 #include <windows.h>
 
-// The kinds of entry, by ChainLen: LAYERED_PROTOCOL (0, the hidden entry that stands for a whole LSP) and
-// BASE_PROTOCOL (1) are the SDK's names.
-constexpr int PROTOCOL_CHAIN =
-    2; // or more: a layered protocol entry; its first chain element is its LSP's hidden id
+// The kinds of entry, by ChainLen. The SDK has names for two: LAYERED_PROTOCOL (0), the hidden entry that
+// stands for a whole LSP, and BASE_PROTOCOL (1). This is the third: a layered entry, whose first chain
+// element is the hidden id of its LSP.
+constexpr int PROTOCOL_CHAIN = 2; // or more
 
 // Whether two GUIDs are equal.
 bool SameGuid(const GUID& a, const GUID& b);
@@ -39,3 +39,9 @@ int DropChainId(WSAPROTOCOL_INFOW* entry, DWORD catalogId);
 // the reserved field and the name are left out, so that an entry is found again after a reinstall renumbered
 // it.
 bool SameProviderEntry(const WSAPROTOCOL_INFOW* a, const WSAPROTOCOL_INFOW* b);
+
+// Copies the entries with the given provider id to out.
+//   outCount  in: room in out; receives the number copied, or the number needed when the room is too small
+// Returns 0, or SOCKET_ERROR when nothing was copied because of the room.
+int CollectLayersOfGuid(WSAPROTOCOL_INFOW* out, int* outCount, WSAPROTOCOL_INFOW* entries, int entryCount,
+                        GUID* guid);

@@ -19,11 +19,13 @@ HMODULE winsockModule = nullptr;
 
 // The DLL goes under the path that the catalog has, environment references and all. No LSP found leaves the
 // path empty, and the file remover says so in its own words.
-void RemoveProviderAndFile(CatalogSelector catalog, const std::string& dllName) {
+void RemoveFromCatalogAndDisk(CatalogSelector catalog, const std::string& dllName) {
     const std::wstring wideName = conv_to_wchar(dllName.c_str());
     wchar_t removedPath[kDllPathSize] = {};
     RemoveProvider(catalog, wideName.c_str(), removedPath);
-    RemoveFile(conv_to_char(removedPath).c_str(), false, false);
+    constexpr bool kUse64BitView = false;
+    constexpr bool kRebootOnly = false;
+    RemoveFile(conv_to_char(removedPath).c_str(), kUse64BitView, kRebootOnly);
 }
 
 } // namespace
@@ -45,7 +47,7 @@ void RemoveLsp(bool bothCatalogs, const std::string& dllName) {
     }
     winsockModule = LoadUpdateProviderFunctions();
     if (winsockModule != nullptr) {
-        RemoveProviderAndFile(bothCatalogs ? CatalogBoth : Catalog32, dllName);
+        RemoveFromCatalogAndDisk(bothCatalogs ? CatalogBoth : Catalog32, dllName);
     }
     LspReleaseHeap();
     WSACleanup();

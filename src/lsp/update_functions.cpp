@@ -18,8 +18,9 @@ UpdateProviderFunction FindUpdateFunction(HMODULE module, const char* name) {
     return reinterpret_cast<UpdateProviderFunction>(reinterpret_cast<void*>(GetProcAddress(module, name)));
 }
 
-// Stands in when Windows does not tell its system directory. The arguments of the expansion are in the order
-// that the program has always had: the expanded text lands in the second buffer and path stays as it was.
+// Stands in when Windows does not tell its system directory, deliberately without effect: source and target
+// of the expansion have always been this way round, so the path stays empty and the library is looked for as
+// \ws2_32.dll.
 bool ExpandFallback(const char* path) {
     char expanded[kPathSize] = {};
     const HRESULT copied = StringCchCopyA(expanded, kPathSize, "%SYSTEMROOT%\\system32");

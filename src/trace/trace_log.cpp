@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <io.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -167,19 +168,14 @@ void TraceLog::WriteLocked(unsigned level, const char* format, va_list args) {
     const int length = _vscprintf(format, measured);
     va_end(measured);
 
-    std::string line;
-    size_t prefixLength = 0;
-    if (length < 0) {
-        const std::string message = conv_wchar_to_utf8(FormatWide(format, args).c_str());
-        line.resize(kPrefixRoom);
-        prefixLength = WritePrefix(line.data());
-        line.resize(prefixLength);
-        line += message;
-    } else {
-        line.resize(static_cast<size_t>(length) + kPrefixRoom);
-        prefixLength = WritePrefix(line.data());
+    std::string line(kPrefixRoom + static_cast<size_t>(std::max(length, 0)), '\0');
+    const size_t prefixLength = WritePrefix(line.data());
+    if (length >= 0) {
         _vsnprintf(line.data() + prefixLength, line.size() - prefixLength, format, args);
         line.resize(prefixLength + static_cast<size_t>(length));
+    } else {
+        line.resize(prefixLength);
+        line += conv_wchar_to_utf8(FormatWide(format, args).c_str());
     }
     line += '\n';
     Deliver(level, line, prefixLength);

@@ -38,11 +38,14 @@ struct TraceSinkOrder {
     }
 };
 
+// The program writes to standard output only. The files and the callbacks are for whoever traces more
+// closely.
 class TraceLog {
   public:
     // Names the log file after the local time and the process, and reads "TraceEnable" once. No file is
     // opened: the path is composed and dropped.
     //   directory  not expanded; "." stands for the default directory
+    //   prefix     of the file name
     TraceLog(const std::string& directory, const std::string& prefix);
 
     // Closes the files of the main set. Those of the extra set stay open to the end of the process.
@@ -66,7 +69,8 @@ class TraceLog {
     // Registers a callback, from the next line on.
     void AddSink(const TraceSink& sink);
 
-    // Whether every output is off. Read without the lock, so that a switched-off log costs next to nothing.
+    // Whether there is no main file, no echo and no sink; extra files alone do not count. Read without the
+    // lock, so that a switched-off log costs next to nothing.
     bool IsOff() const { return mainFiles_.empty() && echo_ == 0 && sinks_.empty(); }
 
     // Writes one line. The format is one of the runtime's narrow printf family.
