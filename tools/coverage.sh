@@ -11,7 +11,7 @@ setup_packages googletest gcovr
 build coverage
 find build/coverage -name '*.gcda' -delete
 sandbox_make build/coverage
-cp -r tests/scenarios "$WINEPREFIX/drive_c/sandbox/"
+cp -r tests/cases "$WINEPREFIX/drive_c/sandbox/"
 trap sandbox_stop EXIT
 sandbox_wine build/coverage/tests/norvane_tests.exe --gtest_brief=1
 
@@ -21,3 +21,4 @@ report() {
 }
 report
 report --branches
+cat tools/uncovered.txt

@@ -12,7 +12,7 @@ setup_packages googletest
 build release
 build checked
 sandbox_make build/release build/checked
-cp -r tests/scenarios "$WINEPREFIX/drive_c/sandbox/"
+cp -r tests/cases "$WINEPREFIX/drive_c/sandbox/"
 trap sandbox_stop EXIT
 
 tests=build/checked/tests/norvane_tests.exe

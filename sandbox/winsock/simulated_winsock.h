@@ -12,6 +12,7 @@
 
 struct SimulatedWinsock {
     WinsockState state;
+    int failures = 0;               // planned ones that came about
     std::vector<std::string> calls; // "WSCDeinstallProvider {GUID} = 0", in the order of the calls
 
     // Called around each function; the stand-in DLL reads and writes its file there, and a test changes the

@@ -1,42 +1,33 @@
 // Reading and writing the text form of the simulated catalogs.
 #include "winsock/winsock_state.h"
 
+#include <objbase.h>
+
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "common/text_conversion.h"
 
 namespace {
 
-struct NumberField {
-    const char* name;
-    size_t offset; // of a 32-bit member
+// The 32-bit members, by their names in the text.
+const std::pair<const char*, size_t> kNumberFields[] = {
+// clang-format off
+#define FIELD(name, member) {name, offsetof(WSAPROTOCOL_INFOW, member)}
+    FIELD("flags1", dwServiceFlags1), FIELD("flags2", dwServiceFlags2), FIELD("flags3", dwServiceFlags3),
+    FIELD("flags4", dwServiceFlags4), FIELD("provider-flags", dwProviderFlags), FIELD("version", iVersion),
+    FIELD("family", iAddressFamily), FIELD("max-address", iMaxSockAddr), FIELD("min-address", iMinSockAddr),
+    FIELD("type", iSocketType), FIELD("protocol", iProtocol), FIELD("protocol-offset", iProtocolMaxOffset),
+    FIELD("byte-order", iNetworkByteOrder), FIELD("security", iSecurityScheme),
+    FIELD("message-size", dwMessageSize), FIELD("reserved", dwProviderReserved),
+    // clang-format on
 };
 
-const NumberField kNumberFields[] = {
-    {"flags1", offsetof(WSAPROTOCOL_INFOW, dwServiceFlags1)},
-    {"flags2", offsetof(WSAPROTOCOL_INFOW, dwServiceFlags2)},
-    {"flags3", offsetof(WSAPROTOCOL_INFOW, dwServiceFlags3)},
-    {"flags4", offsetof(WSAPROTOCOL_INFOW, dwServiceFlags4)},
-    {"provider-flags", offsetof(WSAPROTOCOL_INFOW, dwProviderFlags)},
-    {"version", offsetof(WSAPROTOCOL_INFOW, iVersion)},
-    {"family", offsetof(WSAPROTOCOL_INFOW, iAddressFamily)},
-    {"max-address", offsetof(WSAPROTOCOL_INFOW, iMaxSockAddr)},
-    {"min-address", offsetof(WSAPROTOCOL_INFOW, iMinSockAddr)},
-    {"type", offsetof(WSAPROTOCOL_INFOW, iSocketType)},
-    {"protocol", offsetof(WSAPROTOCOL_INFOW, iProtocol)},
-    {"protocol-offset", offsetof(WSAPROTOCOL_INFOW, iProtocolMaxOffset)},
-    {"byte-order", offsetof(WSAPROTOCOL_INFOW, iNetworkByteOrder)},
-    {"security", offsetof(WSAPROTOCOL_INFOW, iSecurityScheme)},
-    {"message-size", offsetof(WSAPROTOCOL_INFOW, dwMessageSize)},
-    {"reserved", offsetof(WSAPROTOCOL_INFOW, dwProviderReserved)},
-};
-
-DWORD& FieldOf(WSAPROTOCOL_INFOW& info, const NumberField& field) {
-    return *reinterpret_cast<DWORD*>(reinterpret_cast<char*>(&info) + field.offset);
+DWORD& FieldAt(WSAPROTOCOL_INFOW& info, size_t offset) {
+    return *reinterpret_cast<DWORD*>(reinterpret_cast<char*>(&info) + offset);
 }
 
 void ReadChain(const std::string& text, WSAPROTOCOLCHAIN& chain) {
@@ -59,11 +50,11 @@ void SetField(SimulatedEntry& entry, const std::string& key, const std::string& 
         std::copy_n(name.c_str(), std::min<size_t>(name.size(), WSAPROTOCOL_LEN + 1), entry.info.szProtocol);
     } else {
         const auto field = std::find_if(std::begin(kNumberFields), std::end(kNumberFields),
-                                        [&](const NumberField& each) { return key == each.name; });
+                                        [&](const auto& each) { return key == each.first; });
         if (field == std::end(kNumberFields)) {
             throw std::runtime_error("unknown field " + key);
         }
-        FieldOf(entry.info, *field) = std::stoul(value, nullptr, 0);
+        FieldAt(entry.info, field->second) = std::stoul(value, nullptr, 0);
     }
 }
 
@@ -100,9 +91,9 @@ void WriteCatalog(std::ostringstream& out, const char* bits, const SimulatedCata
         }
         out << " path=\"" << conv_wchar_to_utf8(entry.path.c_str()) << "\" name=\""
             << conv_wchar_to_utf8(name.c_str()) << "\"";
-        for (const NumberField& field : kNumberFields) {
-            if (FieldOf(entry.info, field) != 0) {
-                out << " " << field.name << "=" << FieldOf(entry.info, field);
+        for (const auto& [name32, offset] : kNumberFields) {
+            if (FieldAt(entry.info, offset) != 0) {
+                out << " " << name32 << "=" << FieldAt(entry.info, offset);
             }
         }
         out << "\n";
@@ -112,22 +103,21 @@ void WriteCatalog(std::ostringstream& out, const char* bits, const SimulatedCata
 } // namespace
 
 std::string FormatGuid(const GUID& guid) {
-    char text[64];
-    std::snprintf(text, sizeof(text), "{%08lX-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.Data1,
-                  guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3],
-                  guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
-    return text;
+    if (guid == GUID{guid.Data1, 0, 0, {}}) {
+        return "{" + std::to_string(guid.Data1) + "}";
+    }
+    wchar_t text[64];
+    StringFromGUID2(guid, text, 64);
+    return conv_wchar_to_utf8(text);
 }
 
 GUID ParseGuid(const std::string& text) {
     GUID guid = {};
-    unsigned tail[8] = {};
-    if (std::sscanf(text.c_str(), "{%8lX-%4hX-%4hX-%2X%2X-%2X%2X%2X%2X%2X%2X}", &guid.Data1, &guid.Data2,
-                    &guid.Data3, &tail[0], &tail[1], &tail[2], &tail[3], &tail[4], &tail[5], &tail[6],
-                    &tail[7]) != 11) {
+    if (text.find('-') == std::string::npos) {
+        guid.Data1 = std::stoul(text.substr(1));
+    } else if (FAILED(CLSIDFromString(conv_utf8_to_wchar(text.c_str()).c_str(), &guid))) {
         throw std::runtime_error("not a GUID: " + text);
     }
-    std::copy(std::begin(tail), std::end(tail), guid.Data4);
     return guid;
 }
 

@@ -40,5 +40,6 @@ WinsockState ParseWinsockState(const std::string& text);
 // Writes the text form.
 std::string FormatWinsockState(const WinsockState& state);
 
+// A GUID of which only the first field is not zero is a decimal number in braces, for short.
 std::string FormatGuid(const GUID& guid);
 GUID ParseGuid(const std::string& text);

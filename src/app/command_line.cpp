@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "lsp/remove_lsp_command.h"
@@ -18,6 +19,7 @@ const std::string kVbsName = "vbs";
 const std::string kRestoreDllName = "restore-dll";
 
 constexpr int kFirstArgumentWord = 3;
+constexpr int kRejected = 1; // the exit code of a command line that names no command
 
 // Joins the words from argv[first] on with one blank between two of them.
 std::string JoinWords(int argc, char** argv, int first) {
@@ -42,52 +44,64 @@ int Finish(int returnCode) {
     return returnCode;
 }
 
-// Support staff see these lines for too few words and for unknown words alike.
-int RejectCommandLine(int argc, int returnCode) {
+// The same lines, deliberately, for too few words and for enough of them that name no command.
+int RejectCommandLine(int argc) {
     Trace("Bad command line, argc = %d", argc);
     Trace("Command line = '%s'", static_cast<const char*>(GetCommandLineA()));
-    return Finish(returnCode);
+    return Finish(kRejected);
 }
 
-void ReportNotAvailable(const std::string& name) {
+int ReportNotAvailable(const std::string& name) {
     Trace("Command '%s' is not available in this version", name.c_str());
+    return kRejected;
 }
 
-// Runs the command that name stands for and stores its outcome in returnCode; false when there is none.
-bool RunNamedCommand(const std::string& name, const std::string& argument, int& returnCode) {
+int RemoveNetworkComponent(const std::string& componentId) {
+    Trace("Command detected: remove network component '%s'", componentId.c_str());
+    return ReportNotAvailable(kNetworkComponentName);
+}
+
+// The caller reads the outcome from the trace: this command has no failing exit code.
+int RemoveLayeredProvider(const std::string& dllName) {
+    Trace("Command detected: remove lsp '%s'", dllName.c_str());
+    Trace("removing LSP '%s'...", dllName.c_str());
+    RemoveLsp(true, dllName);
+    return 0;
+}
+
+int RestoreVbs() {
+    Trace("Command detected: restore original DLLs for VBS");
+    return ReportNotAvailable(kVbsName);
+}
+
+int RestoreDll(const std::string& classId) {
+    Trace("Command detected: restore original DLL for '%s'", classId.c_str());
+    return ReportNotAvailable(kRestoreDllName);
+}
+
+// Runs the command that name stands for. Returns its exit code, or nothing when there is no such command.
+std::optional<int> RunNamedCommand(const std::string& name, const std::string& argument) {
     if (SameWord(name, kNetworkComponentName)) {
-        Trace("Command detected: remove network component '%s'", argument.c_str());
-        ReportNotAvailable(kNetworkComponentName);
-        return true;
+        return RemoveNetworkComponent(argument);
     }
     if (SameWord(name, kLspName)) {
-        Trace("Command detected: remove lsp '%s'", argument.c_str());
-        Trace("removing LSP '%s'...", argument.c_str());
-        RemoveLsp(true, argument);
-        // The caller reads the outcome from the trace: this command has no failing exit code.
-        returnCode = 0;
-        return true;
+        return RemoveLayeredProvider(argument);
     }
     if (SameWord(name, kVbsName)) {
-        Trace("Command detected: restore original DLLs for VBS");
-        ReportNotAvailable(kVbsName);
-        return true;
+        return RestoreVbs();
     }
     if (SameWord(name, kRestoreDllName)) {
-        Trace("Command detected: restore original DLL for '%s'", argument.c_str());
-        ReportNotAvailable(kRestoreDllName);
-        return true;
+        return RestoreDll(argument);
     }
-    return false;
+    return std::nullopt;
 }
 
 } // namespace
 
 int RunCommandLine(int argc, char** argv) {
-    int returnCode = 1;
     Trace("64-bit utility started, params: '%s'", JoinWords(argc, argv, 1).c_str());
     if (argc <= kFirstArgumentWord) {
-        return RejectCommandLine(argc, returnCode);
+        return RejectCommandLine(argc);
     }
 
     const std::string type = argv[1];
@@ -95,11 +109,12 @@ int RunCommandLine(int argc, char** argv) {
     const std::string argument = JoinWords(argc, argv, kFirstArgumentWord);
     if (!SameWord(type, kRemoveType)) {
         Trace("Unexpected command type: '%s'", type.c_str());
-        return RejectCommandLine(argc, returnCode);
+        return RejectCommandLine(argc);
     }
-    if (!RunNamedCommand(name, argument, returnCode)) {
+    const std::optional<int> returnCode = RunNamedCommand(name, argument);
+    if (!returnCode) {
         Trace("Unexpected command name '%s' for command type '%s'", name.c_str(), type.c_str());
-        return RejectCommandLine(argc, returnCode);
+        return RejectCommandLine(argc);
     }
-    return Finish(returnCode);
+    return Finish(*returnCode);
 }

@@ -1,33 +1,23 @@
 #include "support/machine_test.h"
 
 #include <fstream>
+#include <regex>
 #include <sstream>
 
+#include "lsp/private_heap.h"
+#include "lsp/update_functions.h"
 #include "trace/trace_log.h"
 #include "winsock/simulated_winsock.h"
 
 namespace {
 
-std::vector<TracedLine> traced;
+std::string traced;
 
 void Capture(const char* text, size_t length, void*, unsigned level) {
-    traced.push_back({level, std::string(text, length)});
+    traced += (level == kExtraFileLevel ? "* " : "") + std::string(text, length) + "\n";
 }
 
-// Takes the stamp off each line that has one: "%03i:%04x %02i:%02i:%02i.%03i ".
-std::string WithoutStamps(const std::string& output) {
-    std::istringstream lines(output);
-    std::string text;
-    for (std::string line; std::getline(lines, line); text += line + "\n") {
-        int length = 0;
-        unsigned number = 0;
-        if (std::sscanf(line.c_str(), "%u:%x %u:%u:%u.%u%n", &number, &number, &number, &number, &number,
-                        &number, &length) == 6) {
-            line.erase(0, static_cast<size_t>(length) + 1);
-        }
-    }
-    return text;
-}
+DWORD lastExitCode = 0;
 
 } // namespace
 
@@ -35,62 +25,74 @@ void MachineTest::SetUp() {
     traceLog->AddSink({Capture, nullptr, 1000});
     ResetHooks();
     ResetWinsock({});
+    UseSystem(true);
+    int error = 0;
+    LspReleaseHeap();
+    ASSERT_EQ(LspCreateHeap(&error), 0);
+    liveBlocks = 0;
+    on::HeapAlloc.Replace([](HANDLE heap, DWORD flags, SIZE_T size) {
+        EXPECT_EQ(flags, static_cast<DWORD>(HEAP_ZERO_MEMORY));
+        ++liveBlocks;
+        return on::HeapAlloc.Real(heap, flags, size);
+    });
+    on::HeapFree.Replace([](HANDLE heap, DWORD flags, LPVOID block) {
+        EXPECT_NE(block, nullptr);
+        --liveBlocks;
+        return on::HeapFree.Real(heap, flags, block);
+    });
     traced.clear();
 }
 
 void MachineTest::TearDown() {
+    LspReleaseHeap();
     ResetHooks();
 }
 
-std::string MachineTest::Traced(unsigned level) {
-    std::string text;
-    for (const TracedLine& line : traced) {
-        text += level == 0 || level == line.level ? line.text + "\n" : "";
-    }
-    traced.clear();
-    return text;
+void MachineTest::UseSystem(bool withUpdateFunctions) {
+    // This executable exports what a ws2_32.dll with update functions does; kernel32 exports none of it.
+    on::LoadLibraryA.Replace(
+        [=](LPCSTR) { return GetModuleHandleA(withUpdateFunctions ? nullptr : "kernel32.dll"); });
+    LoadUpdateProviderFunctions();
 }
 
-testing::AssertionResult HasLines(const std::string& text, const std::vector<std::string>& lines) {
-    size_t position = 0;
-    for (const std::string& line : lines) {
-        const size_t found = ("\n" + text).find("\n" + line + "\n", position);
-        if (found == std::string::npos) {
-            return testing::AssertionFailure() << "'" << line << "' is missing, or out of order, in:\n"
-                                               << text;
-        }
-        position = found + 1;
-    }
-    return testing::AssertionSuccess();
+std::string Traced() {
+    return std::exchange(traced, "");
 }
 
-ChildResult RunChild(const std::string& commandLine, ChildOutput to) {
+DWORD LastExitCode() {
+    return lastExitCode;
+}
+
+void RunProgram(std::string commandLine, HANDLE output) {
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = startup.hStdError = output;
+    PROCESS_INFORMATION process = {};
+    // Once in some thousand starts Wine refuses a process with this error.
+    BOOL started = FALSE;
+    for (int tries = 0; !started && (tries == 0 || GetLastError() == ERROR_INTERNAL_ERROR) && tries < 3;
+         ++tries) {
+        started = CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                                 &startup, &process);
+    }
+    EXPECT_TRUE(started) << commandLine.substr(0, 200) << ": error " << GetLastError();
+    WaitForSingleObject(process.hProcess, started ? INFINITE : 0);
+    GetExitCodeProcess(process.hProcess, &lastExitCode);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+}
+
+std::string RunChild(const std::string& commandLine, ChildOutput to) {
     constexpr char kOutput[] = "C:\\sandbox\\output.txt";
     SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
     const HANDLE output = CreateFileA(kOutput, to == ChildOutput::kFile ? GENERIC_WRITE : GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, CREATE_ALWAYS,
                                       FILE_ATTRIBUTE_NORMAL, nullptr);
-    STARTUPINFOA startup = {};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = startup.hStdError = to == ChildOutput::kNone ? nullptr : output;
-    PROCESS_INFORMATION process = {};
-    std::string words = commandLine;
-    const BOOL started = CreateProcessA(nullptr, words.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                                        &startup, &process);
-    EXPECT_TRUE(started) << commandLine << ": error " << GetLastError();
+    RunProgram(commandLine, to == ChildOutput::kNone ? nullptr : output);
     CloseHandle(output);
-    if (!started) {
-        return {};
-    }
-    WaitForSingleObject(process.hProcess, INFINITE);
-    ChildResult result = {};
-    GetExitCodeProcess(process.hProcess, &result.exitCode);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    result.output = ReadWholeFile(kOutput);
-    result.text = WithoutStamps(result.output);
-    return result;
+    static const std::regex stamp("(^|\\n)\\d{3,}:[0-9a-f]{4,} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ");
+    return std::regex_replace(ReadWholeFile(kOutput), stamp, "$1");
 }
 
 std::string ReadWholeFile(const std::string& path) {
@@ -108,4 +110,11 @@ bool FileExists(const std::string& pathOrPattern) {
     const HANDLE search = FindFirstFileA(pathOrPattern.c_str(), &found);
     FindClose(search);
     return search != INVALID_HANDLE_VALUE;
+}
+
+std::string WriteRegistry(HKEY root, const std::string& key, const std::string& name, DWORD type,
+                          const std::string& bytes) {
+    const LONG error = RegSetKeyValueA(root, key.c_str(), name.c_str(), type, bytes.data(),
+                                       static_cast<DWORD>(bytes.size()));
+    return error == ERROR_SUCCESS ? "" : "error " + std::to_string(error) + "\n";
 }

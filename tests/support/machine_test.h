@@ -1,44 +1,47 @@
-// What the tests share: a fixture that captures the trace and starts each test on a clean machine, and a
-// child process with its output.
+// What the tests share: a fixture that captures the trace and starts each test on a clean machine, child processes,
+// files and registry values.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "support/platform_hooks.h"
 
-struct TracedLine {
-    unsigned level;
-    std::string text;
-};
+constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";
 
-// Resets hooks and Winsock before and after each test, and captures what is traced in process.
+// Resets hooks and Winsock, with the private heap there, and captures what is traced in process.
 class MachineTest : public testing::Test {
   protected:
     void SetUp() override;
     void TearDown() override;
 
-    // The captured texts, one line each; of one level, or of every level for 0. Forgets them.
-    static std::string Traced(unsigned level = 0);
+    // Makes the system's ws2_32.dll one that has the update functions, or not.
+    static void UseSystem(bool withUpdateFunctions);
+
+    // The blocks of the private heap that are in use.
+    static inline int liveBlocks = 0;
 };
 
-// Whether the lines stand in text in this order, other lines between them or not.
-testing::AssertionResult HasLines(const std::string& text, const std::vector<std::string>& lines);
-
-struct ChildResult {
-    DWORD exitCode;
-    std::string output; // with the stamps
-    std::string text;   // without
-};
+// The captured texts, a line each, those of level 100 with a star before them. Forgets them.
+std::string Traced();
 
 enum class ChildOutput { kFile, kNone, kUnwritable };
 
-// Runs a command line, with standard output and error to a file, without any, or with one that refuses every
-// write.
-ChildResult RunChild(const std::string& commandLine, ChildOutput to = ChildOutput::kFile);
+// Runs a command line, with standard output and error to a file, without any, or with one that refuses every write.
+// Returns what it wrote, without the stamps of trace lines.
+std::string RunChild(const std::string& commandLine, ChildOutput to = ChildOutput::kFile);
+
+// Runs a command line with the given handle for its output.
+void RunProgram(std::string commandLine, HANDLE output);
+
+// The exit code of the last program.
+DWORD LastExitCode();
 
 std::string ReadWholeFile(const std::string& path);
 void WriteWholeFile(const std::string& path, const std::string& content);
 bool FileExists(const std::string& pathOrPattern);
+
+// Writes a value, and its key where there is none. Returns an error as the output of a step.
+std::string WriteRegistry(HKEY root, const std::string& key, const std::string& name, DWORD type,
+                          const std::string& bytes);

@@ -1,40 +1,41 @@
 // The hooks and the import pointers that lead to them.
 #include "support/platform_hooks.h"
 
+#include <algorithm>
+#include <initializer_list>
+#include <tuple>
+
 template <class F, Hook<F>& hook> struct Stub;
 
 template <class R, class... A, Hook<R(A...)>& hook> struct Stub<R(A...), hook> {
     static R WINAPI Call(A... arguments) { return hook.Call(arguments...); }
 };
 
-#define VALUE_HOOK(library, function, failure)                                                               \
+#define DEFINE_HOOK(library, function, failure, code)                                                        \
     namespace on {                                                                                           \
-    constinit Hook<decltype(::function)> function{#function, #library, failure, false};                      \
+    constinit Hook<decltype(::function)> function{#function, #library, failure, code};                       \
     }                                                                                                        \
     extern "C" decltype(&::function) __imp_##function;                                                       \
     decltype(&::function) __imp_##function = &Stub<decltype(::function), on::function>::Call;
-#define CODE_HOOK(library, function)                                                                         \
-    namespace on {                                                                                           \
-    constinit Hook<decltype(::function)> function{#function, #library, 0, true};                             \
-    }                                                                                                        \
-    extern "C" decltype(&::function) __imp_##function;                                                       \
-    decltype(&::function) __imp_##function = &Stub<decltype(::function), on::function>::Call;
+#define NAME_HOOK(library, function, ...) &on::function,
 
-PLATFORM_CALLS(VALUE_HOOK, CODE_HOOK)
+PLATFORM_CALLS(DEFINE_HOOK)
 
-namespace {
+static const std::initializer_list<HookBase*> kHooks = {PLATFORM_CALLS(NAME_HOOK)};
 
-template <class F> void Reset(Hook<F>& hook) {
-    delete hook.replacement;
-    hook.replacement = nullptr;
-    hook.calls = 0;
-    hook.failingCall = 0;
+HookBase* FindHook(const std::string& name) {
+    const auto found =
+        std::find_if(kHooks.begin(), kHooks.end(), [&](const HookBase* hook) { return name == hook->name; });
+    return found == kHooks.end() ? nullptr : *found;
 }
 
-} // namespace
+void StopFailing() {
+    for (HookBase* hook : kHooks) {
+        hook->failingCall = 0;
+    }
+}
 
 void ResetHooks() {
-#define RESET_HOOK(library, function, failure) Reset(on::function);
-#define RESET_CODE_HOOK(library, function) Reset(on::function);
-    PLATFORM_CALLS(RESET_HOOK, RESET_CODE_HOOK)
+    std::apply([](auto*... hooks) { (hooks->Reset(), ...); },
+               std::tuple{PLATFORM_CALLS(NAME_HOOK) & on::HeapAlloc});
 }

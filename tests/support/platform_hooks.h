@@ -6,10 +6,13 @@
 
 #include <winsock2.h>
 #include <windows.h>
+#include <aclapi.h>
+#include <objbase.h>
 
 #include <cstdio>
 #include <cwchar>
 #include <functional>
+#include <string>
 #include <type_traits>
 #include <utility>
 
@@ -19,15 +22,16 @@ struct HookBase {
     LONG_PTR failure;  // what a failed call returns
     bool returnsError; // whether it returns its error code instead
     int calls = 0;
+    int failed = 0;
     int failingCall = 0; // 0 for none, -1 for every one
     DWORD error = 0;
 
-    constexpr HookBase(const char* hookName, const char* hookLibrary, LONG_PTR failed, bool code)
-        : name(hookName), library(hookLibrary), failure(failed), returnsError(code) {}
+    constexpr HookBase(const char* hookName, const char* hookLibrary, LONG_PTR failureResult, bool code)
+        : name(hookName), library(hookLibrary), failure(failureResult), returnsError(code) {}
 
     // The call-th call from now on.
     void Fail(int call, DWORD withError) {
-        calls = 0;
+        calls = failed = 0;
         failingCall = call;
         error = withError;
     }
@@ -44,60 +48,69 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
         delete replacement;
         replacement = new std::function<R(A...)>(std::move(with));
     }
+    void Reset() {
+        delete std::exchange(replacement, nullptr);
+        Fail(0, 0);
+    }
     R Real(A... arguments) {
         const auto real = reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(library), name));
         return reinterpret_cast<R(WINAPI*)(A...)>(real)(arguments...);
     }
     R Call(A... arguments) {
         if (Counted()) {
+            ++failed;
             SetLastError(error);
+            // Wide enough for each of the results: pointers, handles, numbers.
             const LONG_PTR result = returnsError ? static_cast<LONG>(error) : failure;
-            if constexpr (std::is_pointer_v<R>) {
-                return reinterpret_cast<R>(result);
-            } else {
-                return static_cast<R>(result);
+            if constexpr (!std::is_void_v<R>) {
+                return (R)result;
             }
         }
         return replacement != nullptr ? (*replacement)(arguments...) : Real(arguments...);
     }
 };
 
-// library, function, result of a failed call
-#define PLATFORM_CALLS(VALUE, CODE)                                                                          \
-    VALUE(kernel32, HeapCreate, 0)                                                                           \
-    VALUE(kernel32, HeapAlloc, 0)                                                                            \
-    VALUE(kernel32, HeapFree, 0)                                                                             \
-    VALUE(kernel32, HeapDestroy, 0)                                                                          \
-    VALUE(kernel32, LoadLibraryA, 0)                                                                         \
-    VALUE(kernel32, FreeLibrary, 0)                                                                          \
-    VALUE(kernel32, GetSystemDirectoryA, 0)                                                                  \
-    VALUE(kernel32, ExpandEnvironmentStringsA, 0)                                                            \
-    VALUE(kernel32, MultiByteToWideChar, 0)                                                                  \
-    VALUE(kernel32, WideCharToMultiByte, 0)                                                                  \
-    VALUE(kernel32, FormatMessageA, 0)                                                                       \
-    VALUE(kernel32, GetFileAttributesExA, 0)                                                                 \
-    VALUE(kernel32, SetFileAttributesA, 0)                                                                   \
-    VALUE(kernel32, CreateFileA, -1)                                                                         \
-    VALUE(kernel32, CreateDirectoryA, 0)                                                                     \
-    VALUE(kernel32, GetTempFileNameA, 0)                                                                     \
-    VALUE(kernel32, MoveFileA, 0)                                                                            \
-    VALUE(kernel32, MoveFileExA, 0)                                                                          \
-    VALUE(msvcrt, _vscprintf, -1)                                                                            \
-    VALUE(msvcrt, _vscwprintf, -1)                                                                           \
-    CODE(advapi32, RegOpenKeyExA)                                                                            \
-    CODE(advapi32, RegQueryValueExA)                                                                         \
-    CODE(advapi32, RegSetValueExA)                                                                           \
-    CODE(advapi32, RegDeleteValueA)
+// library, function, result of a failed call, whether that is the error code instead
+// clang-format off
+#define PLATFORM_CALLS(X) \
+    X(kernel32, HeapCreate, 0, false) X(kernel32, HeapAlloc, 0, false) X(kernel32, HeapFree, 0, false) \
+    X(kernel32, HeapDestroy, 0, false) X(kernel32, LoadLibraryA, 0, false) \
+    X(kernel32, FreeLibrary, 0, false) X(kernel32, GetSystemDirectoryA, 0, false) \
+    X(kernel32, ExpandEnvironmentStringsA, 0, false) X(kernel32, MultiByteToWideChar, 0, false) \
+    X(kernel32, WideCharToMultiByte, 0, false) X(kernel32, FormatMessageA, 0, false) \
+    X(kernel32, GetFileAttributesExA, 0, false) X(kernel32, SetFileAttributesA, 0, false) \
+    X(kernel32, CreateFileA, -1, false) X(kernel32, CreateDirectoryA, 0, false) \
+    X(kernel32, GetTempFileNameA, 0, false) X(kernel32, MoveFileA, 0, false) \
+    X(kernel32, MoveFileExA, 0, false) X(kernel32, CreateProcessW, 0, false) \
+    X(kernel32, WaitForSingleObject, -1, false) X(kernel32, CloseHandle, 0, false) \
+    X(msvcrt, _vscprintf, -1, false) X(msvcrt, _vscwprintf, -1, false) X(ole32, CoCreateInstance, 0, true) \
+    X(ole32, CoInitializeEx, 0, true) X(ole32, CoUninitialize, 0, false) X(advapi32, RegOpenKeyA, 0, true) \
+    X(advapi32, RegOpenKeyExA, 0, true) X(advapi32, RegQueryValueExA, 0, true) \
+    X(advapi32, RegSetValueA, 0, true) X(advapi32, RegSetValueExA, 0, true) \
+    X(advapi32, RegDeleteValueA, 0, true) X(advapi32, OpenProcessToken, 0, false) \
+    X(advapi32, GetTokenInformation, 0, false) X(advapi32, ImpersonateSelf, 0, false) \
+    X(advapi32, OpenThreadToken, 0, false) X(advapi32, SetThreadToken, 0, false) \
+    X(advapi32, RevertToSelf, 0, false) X(advapi32, AdjustTokenPrivileges, 0, false) \
+    X(advapi32, GetSecurityInfo, 0, true) X(advapi32, SetSecurityInfo, 0, true) \
+    X(advapi32, GetNamedSecurityInfoA, 0, true) X(advapi32, SetNamedSecurityInfoA, 0, true) \
+    X(advapi32, GetSecurityDescriptorControl, 0, false) X(advapi32, MakeSelfRelativeSD, 0, false) \
+    X(advapi32, GetSecurityDescriptorDacl, 0, false) X(advapi32, GetAclInformation, 0, false) \
+    X(advapi32, InitializeAcl, 0, false) X(advapi32, AddAce, 0, false) X(advapi32, CopySid, 0, false)
+// clang-format on
 
 namespace on {
 
-#define DECLARE_HOOK(library, function, failure) extern Hook<decltype(::function)> function;
-#define DECLARE_CODE_HOOK(library, function) DECLARE_HOOK(library, function, 0)
-PLATFORM_CALLS(DECLARE_HOOK, DECLARE_CODE_HOOK)
+#define DECLARE_HOOK(library, function, ...) extern Hook<decltype(::function)> function;
+PLATFORM_CALLS(DECLARE_HOOK)
 #undef DECLARE_HOOK
-#undef DECLARE_CODE_HOOK
 
 } // namespace on
+
+// The hook of that name, or null.
+HookBase* FindHook(const std::string& name);
+
+// Takes back all failures.
+void StopFailing();
 
 // Takes back all failures and replacements, and starts counting anew.
 void ResetHooks();
