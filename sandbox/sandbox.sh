@@ -21,6 +21,7 @@ sandbox_winsock() {
 # folder named as the build, and both kinds of stand-in ws2_32.dll from the last build.
 sandbox_make() {
     local build drive=$WINEPREFIX/drive_c
+    local netcfg='HKCR\CLSID\{5B035261-40F9-11D1-AAEC-00805FC1270E}\InprocServer32'
     sandbox_stop
     rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX"
@@ -30,20 +31,42 @@ sandbox_make() {
         cp "$build/norvane64.exe" "$drive/sandbox/${build##*/}/"
     done
     cp "$build"/sandbox/*.dll sandbox/sample_*.txt "$drive/sandbox/"
-    sandbox_wine reg add 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' /f >/dev/null
+    sandbox_set 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs'
     # For this one program: with the stand-in, Wine's own services would not start.
-    sandbox_wine reg add 'HKCU\Software\Wine\AppDefaults\norvane64.exe\DllOverrides' /v ws2_32 /d native /f >/dev/null
+    sandbox_set 'HKCU\Software\Wine\AppDefaults\norvane64.exe\DllOverrides' /v ws2_32 /d native
+    sandbox_set "$netcfg" /ve /d 'C:\sandbox\stand_in_netcfg.dll'
+    sandbox_set "$netcfg" /v ThreadingModel /d Both
     sandbox_winsock update
 }
 
-# sandbox_machine KIND: a sample machine of that kind, with three providers over one another and a shared DLL count.
+# A class whose DLL something replaced, for restore-dll and the demo.
+SANDBOX_CLASS='{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}'
+
+# sandbox_machine KIND: a sample machine of that kind, with three providers over one another, a shared DLL count, three
+# network components, and two classes whose DLLs were replaced: one of its own and one of VBScript's.
 sandbox_machine() {
-    local drive=$WINEPREFIX/drive_c sample
+    local drive=$WINEPREFIX/drive_c sample key
     sandbox_winsock "$1"
-    cp sandbox/sample_winsock.txt "$drive/sandbox/winsock.txt"
-    for sample in examplelsp filterlsp guardlsp; do
+    for sample in winsock netcfg; do
+        cp "sandbox/sample_$sample.txt" "$drive/sandbox/$sample.txt"
+    done
+    for sample in examplelsp filterlsp guardlsp original; do
         echo "stands for a DLL" >"$drive/windows/system32/$sample.dll"
     done
-    sandbox_wine reg add 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' \
-        /v 'C:\windows\system32\examplelsp.dll' /t REG_DWORD /d 1 /f >/dev/null
+    sandbox_set 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' \
+        /v 'C:\windows\system32\examplelsp.dll' /t REG_DWORD /d 1
+    sandbox_replaced_dll "$SANDBOX_CLASS" '%SystemRoot%\system32\original.dll'
+    sandbox_replaced_dll '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}' '%SystemRoot%\system32\vbscript.dll'
+}
+
+# sandbox_replaced_dll CLASS DLL: makes a class whose DLL was replaced, with the old one kept.
+sandbox_replaced_dll() {
+    local key="HKCR\\CLSID\\$1\\InprocServer32"
+    sandbox_set "$key" /ve /d 'C:\windows\system32\planted.dll'
+    sandbox_set "$key" /v OriginalDll /t REG_EXPAND_SZ /d "$2"
+}
+
+# sandbox_set KEY WORDS...: writes a registry value.
+sandbox_set() {
+    sandbox_wine reg add "$@" /f >/dev/null
 }

@@ -21,6 +21,7 @@
 #include "lsp/private_heap.h"
 #include "lsp/remove_lsp_command.h"
 #include "lsp/update_functions.h"
+#include "netcfg/netcfg_removal.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
 #include "support/text_case.h"
@@ -125,6 +126,7 @@ const std::map<std::string, std::function<std::string(const Words&)>> kActions =
     {"remove-name", RemoveByName},
     {"lsp", [](const Words& w) { return RemoveLsp(true, w[1]), ""; }},
     {"delete", [](const Words& w) { return RemoveFile(w[1].c_str(), w[2] == "64", w[3] == "reboot"), ""; }},
+    {"uninstall", [](const Words& w) { return to_string(HrUninstallNetComponent(Wide(w[1]).c_str())); }},
     {"to-wide", [](const Words& w) { return conv_wchar_to_utf8(conv_to_wchar(w[1].c_str()).c_str()); }},
     {"to-narrow", [](const Words& w) { return conv_to_char(conv_utf8_to_wchar(w[1].c_str()).c_str()); }},
     {"null-to-utf8", [](const Words&) { return conv_wchar_to_utf8(nullptr); }},

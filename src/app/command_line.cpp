@@ -7,7 +7,9 @@
 #include <optional>
 #include <string>
 
+#include "common/text_conversion.h"
 #include "lsp/remove_lsp_command.h"
+#include "netcfg/netcfg_removal.h"
 #include "trace/trace_log.h"
 
 namespace {
@@ -58,7 +60,15 @@ int ReportNotAvailable(const std::string& name) {
 
 int RemoveNetworkComponent(const std::string& componentId) {
     Trace("Command detected: remove network component '%s'", componentId.c_str());
-    return ReportNotAvailable(kNetworkComponentName);
+    Trace("removing network component '%s'...", componentId.c_str());
+    const HRESULT hr = HrUninstallNetComponent(conv_to_wchar(componentId.c_str()).c_str());
+    // A positive code (not installed, restart due) counts as a success.
+    if (FAILED(hr)) {
+        Trace("UninstallNetComponent failed: %08X", hr);
+        return 1;
+    }
+    Trace("UninstallNetComponent succeeded");
+    return 0;
 }
 
 // The caller reads the outcome from the trace: this command has no failing exit code.

@@ -82,7 +82,7 @@ std::string words;   // of the last run
 std::string PrepareSystem() {
     const std::string sandbox = "C:\\sandbox\\";
     CopyFileA((sandbox + "ws2_32_" + kind + ".dll").c_str(), "C:\\windows\\system32\\ws2_32.dll", FALSE);
-    for (const std::string simulation : {"winsock"}) {
+    for (const std::string simulation : {"winsock", "netcfg"}) {
         WriteWholeFile(sandbox + simulation + ".txt",
                        ReadWholeFile(sandbox + "sample_" + simulation + ".txt"));
         WriteWholeFile(sandbox + simulation + ".calls.txt", "");

@@ -1,0 +1,255 @@
+// A stand-in for the network configuration object of Windows: a COM DLL, to be registered under CLSID_CNetCfg.
+//
+// Its machine is described in C:\sandbox\netcfg.txt, one line for each thing:
+//   component ms_example Example protocol   an installed component
+//   locked-by NAME                          another client holds the write lock; without a name, an unknown one
+//   granted-with NAME                       the lock is granted, and a holder is named all the same
+//   fail DeInstall 1 80004005               the first call of that method returns that code and does nothing
+// Apply writes the file. The calls are recorded in C:\sandbox\netcfg.calls.txt, and at the end what was left behind.
+#include <initguid.h>
+
+#include <windows.h>
+#include <objbase.h>
+#include <netcfgx.h>
+#include <netcfgn.h>
+#include <devguid.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "common/text_conversion.h"
+
+namespace {
+
+constexpr char kStateFile[] = "C:\\sandbox\\netcfg.txt";
+constexpr char kCallsFile[] = "C:\\sandbox\\netcfg.calls.txt";
+
+struct Machine {
+    std::vector<std::string> lines; // of the file, less the components that are deinstalled
+    std::string holder;             // named when the lock is asked for
+    bool lockedByOthers = false;
+    std::map<std::pair<std::string, int>, HRESULT> faults;
+    std::map<std::string, int> calls;
+    int references = 0;
+    bool locked = false;
+    bool initialized = false;
+} machine;
+
+void Record(const std::string& line) {
+    std::ofstream(kCallsFile, std::ios::app | std::ios::binary) << line << "\n";
+}
+
+void ReadMachine() {
+    machine = {};
+    std::ifstream file(kStateFile);
+    for (std::string line; std::getline(file, line);) {
+        machine.lines.push_back(line);
+        std::istringstream words(line);
+        std::string word;
+        std::string rest;
+        words >> word >> std::ws;
+        std::getline(words, rest);
+        if (word == "locked-by" || word == "granted-with") {
+            machine.holder = rest;
+            machine.lockedByOthers = word == "locked-by";
+        } else if (word == "fail") {
+            std::istringstream fault(rest);
+            int call = 0;
+            unsigned long code = 0;
+            fault >> word >> call >> std::hex >> code;
+            machine.faults[{word, call}] = static_cast<HRESULT>(code);
+        }
+    }
+}
+
+// Counts and records a call, and gives it its planned result in the place of its own.
+template <class F> HRESULT Call(const std::string& method, const std::string& arguments, F action) {
+    const auto fault = machine.faults.find({method, ++machine.calls[method]});
+    const HRESULT result = fault != machine.faults.end() ? fault->second : action();
+    char code[16];
+    std::snprintf(code, sizeof(code), "%08lX", static_cast<unsigned long>(result));
+    Record(method + (arguments.empty() ? "" : " " + arguments) + " = " + code);
+    return result;
+}
+
+HRESULT Set(const std::string& method, bool& flag, bool value) {
+    return Call(method, "", [&] { return flag = value, S_OK; });
+}
+
+std::string Utf8(const wchar_t* text) {
+    return text == nullptr ? "null" : conv_wchar_to_utf8(text);
+}
+
+// A COM object on the heap. All references are counted together, too.
+template <class... Interfaces> class Counted : public Interfaces... {
+  public:
+    virtual ~Counted() = default;
+
+    ULONG STDMETHODCALLTYPE AddRef() override {
+        ++machine.references;
+        return static_cast<ULONG>(++references_);
+    }
+
+    ULONG STDMETHODCALLTYPE Release() override {
+        const int left = --references_;
+        if (left == 0) {
+            delete this;
+        }
+        if (--machine.references == 0) {
+            Record(std::string("all released: ") + (machine.locked ? "locked" : "not locked") + ", " +
+                   (machine.initialized ? "initialized" : "not initialized"));
+        }
+        return static_cast<ULONG>(left);
+    }
+
+  private:
+    int references_ = 0;
+};
+
+template <class I, class T> HRESULT GiveOut(T* object, void** out) {
+    I* wanted = object;
+    wanted->AddRef();
+    *out = wanted;
+    return S_OK;
+}
+
+// A method that the program never calls.
+#define UNUSED(name, ...)                                                                                    \
+    HRESULT STDMETHODCALLTYPE name(__VA_ARGS__) override {                                                   \
+        return E_NOTIMPL;                                                                                    \
+    }                                                                                                        \
+    static_assert(true)
+
+class Component : public Counted<INetCfgComponent> {
+  public:
+    explicit Component(const std::string& componentId) : id(componentId) {}
+    const std::string id;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    HRESULT STDMETHODCALLTYPE GetClassGuid(GUID* guid) override {
+        return Call("GetClassGuid", id, [&] { return *guid = GUID_DEVCLASS_NETTRANS, S_OK; });
+    }
+    // clang-format off
+    UNUSED(GetDisplayName, LPWSTR*); UNUSED(SetDisplayName, LPCWSTR); UNUSED(GetHelpText, LPWSTR*);
+    UNUSED(GetId, LPWSTR*); UNUSED(GetCharacteristics, LPDWORD); UNUSED(GetInstanceGuid, GUID*);
+    UNUSED(GetPnpDevNodeId, LPWSTR*); UNUSED(GetBindName, LPWSTR*); UNUSED(GetDeviceStatus, ULONG*);
+    UNUSED(OpenParamKey, HKEY*); UNUSED(RaisePropertyUi, HWND, DWORD, IUnknown*);
+    // clang-format on
+};
+
+class ComponentClass : public Counted<INetCfgClass, INetCfgClassSetup> {
+  public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override {
+        return Call("QueryInterface", "of the class", [&] {
+            return id == IID_INetCfgClassSetup ? GiveOut<INetCfgClassSetup>(this, out) : E_NOINTERFACE;
+        });
+    }
+    HRESULT STDMETHODCALLTYPE DeInstall(INetCfgComponent* component, OBO_TOKEN* token,
+                                        LPWSTR* list) override {
+        const bool plain = token->Type == OBO_USER && !token->pncc && !token->pszwManufacturer &&
+                           !token->fRegistered && !token->pszwProduct && !token->pszwDisplayName &&
+                           list == nullptr;
+        const std::string id = static_cast<Component*>(component)->id;
+        return Call("DeInstall", id + (plain ? ", for the user" : ", for others"), [&] {
+            const auto named = [&](const std::string& line) {
+                return line.starts_with("component " + id + " ");
+            };
+            return machine.locked ? std::erase_if(machine.lines, named), S_OK : NETCFG_E_NO_WRITE_LOCK;
+        });
+    }
+    // clang-format off
+    UNUSED(FindComponent, LPCWSTR, INetCfgComponent**); UNUSED(EnumComponents, IEnumNetCfgComponent**);
+    UNUSED(SelectAndInstall, HWND, OBO_TOKEN*, INetCfgComponent**);
+    UNUSED(Install, LPCWSTR, OBO_TOKEN*, DWORD, DWORD, LPCWSTR, LPCWSTR, INetCfgComponent**);
+    // clang-format on
+};
+
+class NetCfg : public Counted<INetCfg, INetCfgLock> {
+  public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override {
+        if (id == IID_INetCfg || id == IID_IUnknown) {
+            return GiveOut<INetCfg>(this, out);
+        }
+        return Call("QueryInterface", "of the configuration",
+                    [&] { return id == IID_INetCfgLock ? GiveOut<INetCfgLock>(this, out) : E_NOINTERFACE; });
+    }
+    HRESULT STDMETHODCALLTYPE Initialize(PVOID) override {
+        return Set("Initialize", machine.initialized, true);
+    }
+    HRESULT STDMETHODCALLTYPE Uninitialize() override {
+        return Set("Uninitialize", machine.initialized, false);
+    }
+    HRESULT STDMETHODCALLTYPE ReleaseWriteLock() override {
+        return Set("ReleaseWriteLock", machine.locked, false);
+    }
+    HRESULT STDMETHODCALLTYPE Apply() override {
+        return Call("Apply", "", [] {
+            std::ofstream file(kStateFile, std::ios::binary);
+            std::copy(machine.lines.begin(), machine.lines.end(),
+                      std::ostream_iterator<std::string>(file, "\n"));
+            return S_OK;
+        });
+    }
+    HRESULT STDMETHODCALLTYPE FindComponent(LPCWSTR id, INetCfgComponent** component) override {
+        const std::string name = Utf8(id);
+        return Call("FindComponent", name, [&] {
+            const auto named = [&](const std::string& line) {
+                return line.starts_with("component " + name + " ");
+            };
+            return !machine.initialized ? NETCFG_E_NOT_INITIALIZED
+                   : std::none_of(machine.lines.begin(), machine.lines.end(), named)
+                       ? S_FALSE
+                       : GiveOut<INetCfgComponent>(new Component(name), reinterpret_cast<void**>(component));
+        });
+    }
+    HRESULT STDMETHODCALLTYPE QueryNetCfgClass(const GUID* guid, REFIID id, void** out) override {
+        return Call("QueryNetCfgClass", *guid == GUID_DEVCLASS_NETTRANS ? "of protocols" : "of others", [&] {
+            return id == IID_INetCfgClass ? GiveOut<INetCfgClass>(new ComponentClass, out) : E_NOINTERFACE;
+        });
+    }
+    HRESULT STDMETHODCALLTYPE AcquireWriteLock(DWORD timeout, LPCWSTR client, LPWSTR* holder) override {
+        return Call("AcquireWriteLock", std::to_string(timeout) + ", " + Utf8(client), [&] {
+            if (!machine.holder.empty()) {
+                const std::wstring wide = conv_utf8_to_wchar(machine.holder.c_str());
+                *holder = static_cast<LPWSTR>(CoTaskMemAlloc((wide.size() + 1) * sizeof(wchar_t)));
+                std::wcscpy(*holder, wide.c_str());
+            }
+            return machine.locked = !machine.lockedByOthers, machine.locked ? S_OK : S_FALSE;
+        });
+    }
+    // clang-format off
+    UNUSED(Cancel); UNUSED(EnumComponents, const GUID*, IEnumNetCfgComponent**); UNUSED(IsWriteLocked, LPWSTR*);
+    // clang-format on
+};
+
+class Factory : public Counted<IClassFactory> {
+  public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override { return *out = this, S_OK; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; } // there is one for the life of the DLL
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** out) override {
+        ReadMachine();
+        return Call("CoCreateInstance", "", [&] { return (new NetCfg)->QueryInterface(id, out); });
+    }
+    UNUSED(LockServer, BOOL);
+};
+
+} // namespace
+
+extern "C" HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID, REFIID id, void** out) {
+    static Factory factory;
+    return factory.QueryInterface(id, out);
+}
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+    if (reason == DLL_PROCESS_DETACH && machine.references != 0) {
+        Record(std::to_string(machine.references) + " references left");
+    }
+    return TRUE;
+}

@@ -1,0 +1,22 @@
+// The network configuration object, from COM's start for it to COM's end.
+#pragma once
+
+#include <windows.h>
+#include <objbase.h>
+#include <netcfgx.h>
+
+// Starts COM, creates the network configuration object, takes its write lock and initialises it. Each step is
+// traced.
+//   getWriteLock  false leaves the lock alone
+//   outNetCfg     receives the object, to be given back with HrReleaseINetCfg; null on any other result than
+//                 S_OK
+// Returns S_OK, or the code of the step that gave another, which may be a positive one;
+// NETCFG_E_NO_WRITE_LOCK when another client holds the lock. Then nothing is left locked, referenced or
+// initialised.
+HRESULT HrGetINetCfg(bool getWriteLock, INetCfg** outNetCfg);
+
+// Uninitialises the object, gives the lock back, and ends COM. When the object cannot be uninitialised, or
+// asked for its lock, the lock stays taken.
+//   netCfg  from HrGetINetCfg; its reference is given up
+// Returns the code of the last step made of these: uninitialising, asking for the lock, giving it back.
+HRESULT HrReleaseINetCfg(INetCfg* netCfg);
