@@ -22,6 +22,7 @@
 #include "lsp/remove_lsp_command.h"
 #include "lsp/update_functions.h"
 #include "netcfg/netcfg_removal.h"
+#include "security/permission_acquirer.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
 #include "support/text_case.h"
@@ -119,6 +120,16 @@ std::string OpenKey(const Words& words) {
     return to_string(error) + (use64 != 0 ? " 64" : " 32");
 }
 
+std::string AcquireByHandle(const Words& words) {
+    HKEY key = nullptr;
+    if (words[1] != "null") {
+        RegOpenKeyA(HKEY_CLASSES_ROOT, words[1].c_str(), &key);
+    }
+    const bool acquired = PermissionAcquirer().SetPermissions(key);
+    RegCloseKey(key);
+    return to_string(acquired);
+}
+
 const std::map<std::string, std::function<std::string(const Words&)>> kActions = {
     {"map", MapText},
     {"load", LoadFunctions},
@@ -133,6 +144,11 @@ const std::map<std::string, std::function<std::string(const Words&)>> kActions =
     {"expand", [](const Words& w) { return ExpandEnvString(w[1] == "null" ? nullptr : w[1].c_str()); }},
     {"system-error", [](const Words& w) { return FormatSystemError(std::stoul(w[1])); }},
     {"open-key", OpenKey},
+    {"acquire-key", AcquireByHandle},
+    {"acquire",
+     [](const Words& w) {
+         return to_string(PermissionAcquirer().SetPermissions(w[1].c_str(), 3, w.size() > 2));
+     }},
 };
 
 const std::set<std::string> kOperations = {

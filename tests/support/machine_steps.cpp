@@ -1,15 +1,21 @@
 #include "support/machine_steps.h"
 
 #include <windows.h>
+#include <sddl.h>
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
+#include <tuple>
 
+#include "security/access_token.h"
 #include "support/machine_test.h"
 #include "support/text_case.h"
+#include "trace/trace_log.h"
 
 namespace {
+
+constexpr SECURITY_INFORMATION kOwnerAndDacl = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
 
 // The root's short name before the first backslash, and the path behind it.
 std::pair<HKEY, std::string> SplitKey(const std::string& key) {
@@ -50,10 +56,67 @@ std::string ShowValue(const std::string& key, const std::string& name) {
     return std::to_string(type) + " " + text + "\n";
 }
 
+// The SID of the process's user, or owner, in text form; ME and OWNER in the cases.
+std::string OwnSid(bool owner) {
+    CAccessToken token;
+    CSid sid;
+    char* text = nullptr;
+    EXPECT_TRUE(token.AttachProcessToken(TOKEN_QUERY) &&
+                (owner ? token.GetTokenOwner(&sid) : token.GetTokenUser(&sid)) &&
+                ConvertSidToStringSidA(sid.Get(), &text));
+    const std::string result = text;
+    LocalFree(text);
+    return result;
+}
+
 void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
     for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
         text.replace(at, from.size(), to);
     }
+}
+
+void WriteSecurity(const std::string& key, std::string sddl) {
+    ReplaceAll(sddl, "ME", OwnSid(false));
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    EXPECT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorA(sddl.c_str(), SDDL_REVISION_1,
+                                                                     &descriptor, nullptr));
+    HKEY handle = nullptr;
+    const auto [root, path] = SplitKey(key);
+    EXPECT_EQ(RegOpenKeyExA(root, path.c_str(), 0, WRITE_DAC | WRITE_OWNER, &handle), 0);
+    EXPECT_EQ(RegSetKeySecurity(handle,
+                                DACL_SECURITY_INFORMATION |
+                                    (sddl.starts_with("O:") ? OWNER_SECURITY_INFORMATION : 0u),
+                                descriptor),
+              0);
+    RegCloseKey(handle);
+    LocalFree(descriptor);
+}
+
+std::string ShowSecurity(const std::string& key) {
+    const auto [root, path] = SplitKey(key);
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    std::string name = (root == HKEY_CLASSES_ROOT ? "CLASSES_ROOT\\" : "MACHINE\\") + path;
+    EXPECT_EQ(on::GetNamedSecurityInfoA.Real(name.data(), SE_REGISTRY_KEY, kOwnerAndDacl, nullptr, nullptr,
+                                             nullptr, nullptr, &descriptor),
+              0u);
+    char* text = nullptr;
+    EXPECT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1,
+                                                                     kOwnerAndDacl, &text, nullptr));
+    std::string sddl = text;
+    LocalFree(text);
+    LocalFree(descriptor);
+    ReplaceAll(sddl, OwnSid(false), "ME");
+    ReplaceAll(sddl, OwnSid(true), "OWNER");
+    return sddl + "\n";
+}
+
+// By handle, Wine refuses to read a system access list, and with it the rest.
+void MakeReadable() {
+    on::GetSecurityInfo.Replace(
+        [](HANDLE handle, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, auto... rest) {
+            EXPECT_EQ(parts, 0xFu);
+            return on::GetSecurityInfo.Real(handle, type, parts ^ DWORD{SACL_SECURITY_INFORMATION}, rest...);
+        });
 }
 
 // The deletions that wait for the next start, and forgets them.
@@ -180,6 +243,12 @@ std::string RunMachineStep(const std::string& step, std::string rest) {
     } else if (step == "pretend-files") {
         on::GetFileAttributesExA.Replace([](LPCSTR, GET_FILEEX_INFO_LEVELS, LPVOID) { return TRUE; });
         on::MoveFileExA.Replace([](LPCSTR, LPCSTR, DWORD) { return TRUE; });
+    } else if (step == "security") {
+        WriteSecurity(first, rest);
+    } else if (step == "show-security") {
+        return ShowSecurity(first);
+    } else if (step == "readable") {
+        MakeReadable();
     } else if (step == "message") {
         std::string message = all;
         ReplaceAll(message, "^", "\r\n");
@@ -189,6 +258,21 @@ std::string RunMachineStep(const std::string& step, std::string rest) {
             *reinterpret_cast<char**>(buffer) =
                 std::copy(message.begin(), message.end(), text) - message.size();
             return static_cast<DWORD>(message.size());
+        });
+    } else if (step == "fake-process") {
+        on::CreateProcessW.Replace([](auto... arguments) {
+            *std::get<9>(std::tuple(arguments...)) = {reinterpret_cast<HANDLE>(0x7FFF0001),
+                                                      reinterpret_cast<HANDLE>(0x7FFF0002), 7, 8};
+            return TRUE;
+        });
+        on::CloseHandle.Replace([](HANDLE handle) {
+            Trace("closed %x", static_cast<unsigned>(reinterpret_cast<ULONG_PTR>(handle)));
+            return TRUE;
+        });
+    } else if (step == "named") {
+        on::GetNamedSecurityInfoA.Replace([](LPCSTR name, SE_OBJECT_TYPE type, auto...) {
+            Trace("%s %d", name, static_cast<int>(type));
+            return static_cast<DWORD>(ERROR_FILE_NOT_FOUND);
         });
     } else if (step == "winsock" || step == "netcfg") {
         std::ofstream("C:\\sandbox\\" + step + ".txt", std::ios::app) << all << "\n";

@@ -2,6 +2,8 @@
 //   file PATH [lock]       makes a file; holds it open.
 //   reg KEY NAME TYPE TEXT writes a value (@: the default one); a bar in TEXT is a NUL, "hex:" goes before bytes
 //   show-reg KEY NAME
+//   security KEY SDDL      writes a key's owner and access list, with ME for the user, OWNER for its owner;
+//                          show-security KEY
 //   pending                shows the deletions that wait for the next start, and forgets them
 //   cmd WORDS              runs another program
 // what belongs to the executable under test:
@@ -12,7 +14,10 @@
 //   fails SIMULATION CALL N CODE EXIT TEXT  runs the last words again on a fresh machine, with the N-th such
 //                          simulated call failing with CODE: the exit code is EXIT, and output or calls have TEXT
 // and what Windows is made to answer:
+//   readable               access lists can be read by handle, which Wine refuses with the system's among them
+//   named                  shows the names and types of objects whose security is read, and there are none
 //   pretend-files          every file exists and can be scheduled for deletion
+//   fake-process           any process starts, with handles that are none; shows what is closed
 //   message TEXT           what every system message is, with ^ for a line break
 //   system-directory N TEXT  what the system directory is, and its length
 #pragma once

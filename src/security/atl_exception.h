@@ -1,0 +1,29 @@
+// The one exception of the security classes.
+#pragma once
+
+#include <windows.h>
+
+#include <new>
+
+class CAtlException {
+  public:
+    explicit CAtlException(HRESULT hr) : hr_(hr) {}
+    operator HRESULT() const { return hr_; }
+
+  private:
+    HRESULT hr_;
+};
+
+// Throws the thread's last error as an HRESULT.
+[[noreturn]] inline void ThrowLastError() {
+    throw CAtlException(HRESULT_FROM_WIN32(GetLastError()));
+}
+
+// Runs an action; memory that it cannot get becomes E_OUTOFMEMORY.
+template <class F> auto OrOutOfMemory(F action) {
+    try {
+        return action();
+    } catch (const std::bad_alloc&) {
+        throw CAtlException(E_OUTOFMEMORY);
+    }
+}

@@ -1,0 +1,103 @@
+#include "security/object_security.h"
+
+#include <aclapi.h>
+
+#include "security/access_token.h"
+
+namespace {
+
+constexpr DWORD kPrivateTokenAccess = TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY | TOKEN_IMPERSONATE;
+
+// Gives a descriptor that Windows allocated back, without disturbing the last error.
+struct LocalDescriptor {
+    PSECURITY_DESCRIPTOR data = nullptr;
+
+    LocalDescriptor() = default;
+    LocalDescriptor(const LocalDescriptor&) = delete;
+    LocalDescriptor& operator=(const LocalDescriptor&) = delete;
+    ~LocalDescriptor() {
+        const DWORD error = GetLastError();
+        LocalFree(data);
+        SetLastError(error);
+    }
+};
+
+// A token of its own with the privilege that reading a system ACL needs, impersonated by the thread.
+class SecurityPrivilege {
+  public:
+    SecurityPrivilege() = default;
+    SecurityPrivilege(const SecurityPrivilege&) = delete;
+    SecurityPrivilege& operator=(const SecurityPrivilege&) = delete;
+
+    // Has something to do only when there was no memory for giving the privilege back.
+    ~SecurityPrivilege() {
+        if (acquired_) {
+            token_.Revert();
+        }
+    }
+
+    bool Acquire() {
+        acquired_ = token_.OpenImpersonationToken(kPrivateTokenAccess, false, false, SecurityImpersonation) &&
+                    token_.EnablePrivilege("SeSecurityPrivilege", &before_) && token_.Impersonate();
+        return acquired_;
+    }
+
+    // Reverts also when the privilege could not be given back.
+    bool GiveBack() {
+        const bool restored = token_.EnableDisablePrivileges(&before_, nullptr);
+        const DWORD error = GetLastError();
+        acquired_ = false;
+        const bool reverted = token_.Revert();
+        if (!restored) {
+            SetLastError(error);
+        }
+        return restored && reverted;
+    }
+
+  private:
+    bool acquired_ = false;
+    CAccessToken token_;
+    CTokenPrivileges before_;
+};
+
+// What both forms share around the one call that reads.
+template <class Read>
+bool ReadDescriptor(CSecurityDesc* descriptor, SECURITY_INFORMATION information, bool requestPrivileges,
+                    Read read) {
+    if (descriptor == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    SecurityPrivilege privilege;
+    const bool privileged = (information & SACL_SECURITY_INFORMATION) != 0 && requestPrivileges;
+    if (privileged && !privilege.Acquire()) {
+        return false;
+    }
+    LocalDescriptor found;
+    const DWORD error = read(&found.data);
+    if (privileged && !privilege.GiveBack()) {
+        return false;
+    }
+    if (error != ERROR_SUCCESS) {
+        SetLastError(error);
+        return false;
+    }
+    *descriptor = found.data;
+    return true;
+}
+
+} // namespace
+
+bool GetObjectSecurityDescriptor(HANDLE handle, SE_OBJECT_TYPE type, CSecurityDesc* descriptor,
+                                 SECURITY_INFORMATION information, bool requestPrivileges) {
+    return ReadDescriptor(descriptor, information, requestPrivileges, [&](PSECURITY_DESCRIPTOR* found) {
+        return GetSecurityInfo(handle, type, information, nullptr, nullptr, nullptr, nullptr, found);
+    });
+}
+
+bool GetNamedObjectSecurityDescriptor(const char* name, SE_OBJECT_TYPE type, CSecurityDesc* descriptor,
+                                      SECURITY_INFORMATION information, bool requestPrivileges) {
+    return ReadDescriptor(descriptor, information, requestPrivileges, [&](PSECURITY_DESCRIPTOR* found) {
+        return GetNamedSecurityInfoA(name, type, information, nullptr, nullptr, nullptr, nullptr, found);
+    });
+}

@@ -1,0 +1,52 @@
+// Makes a registry key writable for this process when its security would refuse the write.
+#pragma once
+
+#include <windows.h>
+#include <accctrl.h>
+
+#include "security/access_token.h"
+#include "security/dacl.h"
+#include "security/security_desc.h"
+#include "security/sid.h"
+
+// Construct it, call one SetPermissions, do the registry work on the same thread, and destroy it there: once
+// SetPermissions got that far, the thread impersonates a token with the privileges taken until then, whatever
+// SetPermissions returned. The changes to keys are for good. Failures are traced; nothing is thrown.
+class PermissionAcquirer {
+  public:
+    // Reads the user and the owner of the process; SetPermissions refuses to work without them.
+    PermissionAcquirer();
+    PermissionAcquirer(const PermissionAcquirer&) = delete;
+    PermissionAcquirer& operator=(const PermissionAcquirer&) = delete;
+
+    // Takes the ownership of an open key and gives the process's owner and user full access to it. Returns
+    // false when the key's security could not be read or its owner not be changed; the new access list may
+    // have been refused all the same.
+    bool SetPermissions(HKEY key);
+
+    // Does so for a key by its path, which begins with the name of a predefined root key.
+    //   aceFlags  of the added entries, such as CONTAINER_INHERIT_ACE
+    //   view32    whether the path is meant in the 32-bit view
+    // Returns false, too, when the new access list was refused.
+    bool SetPermissions(const char* keyPath, BYTE aceFlags, bool view32);
+
+  private:
+    struct RevertGuard {
+        CAccessToken* token;
+        ~RevertGuard() { token->Revert(); }
+    };
+
+    bool InitProcessSids();
+    bool CheckInited() const;
+    void TakePrivileges();
+    bool HasOwner() const;
+    template <class Key> bool TakeOver(const Key& key, BYTE aceFlags);
+    bool ExtendDacl(const CSecurityDesc& descriptor, BYTE aceFlags, CDacl* dacl) const;
+
+    // In this order: the members go in the reverse one, and the token must outlive the guard.
+    bool inited_;
+    CAccessToken token_;
+    RevertGuard revertGuard_;
+    CSid ownerSid_;
+    CSid userSid_;
+};
