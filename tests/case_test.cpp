@@ -15,6 +15,8 @@
 
 #include "common/registry_helpers.h"
 #include "common/text_conversion.h"
+#include "comrestore/original_dll_restore.h"
+#include "comrestore/registration_runner.h"
 #include "files/file_remover.h"
 #include "lsp/lsp_map.h"
 #include "lsp/lsp_removal.h"
@@ -138,6 +140,9 @@ const std::map<std::string, std::function<std::string(const Words&)>> kActions =
     {"lsp", [](const Words& w) { return RemoveLsp(true, w[1]), ""; }},
     {"delete", [](const Words& w) { return RemoveFile(w[1].c_str(), w[2] == "64", w[3] == "reboot"), ""; }},
     {"uninstall", [](const Words& w) { return to_string(HrUninstallNetComponent(Wide(w[1]).c_str())); }},
+    {"restore-vbs", [](const Words& w) { return to_string(RestoreOriginalDll(w[1].c_str())); }},
+    {"restore-class", [](const Words& w) { return to_string(RestoreClassOriginalDll(w[1].c_str())); }},
+    {"start", [](const Words& w) { return to_string(RegSvr32Dll(Wide(w[1]).c_str())); }},
     {"to-wide", [](const Words& w) { return conv_wchar_to_utf8(conv_to_wchar(w[1].c_str()).c_str()); }},
     {"to-narrow", [](const Words& w) { return conv_to_char(conv_utf8_to_wchar(w[1].c_str()).c_str()); }},
     {"null-to-utf8", [](const Words&) { return conv_wchar_to_utf8(nullptr); }},

@@ -8,6 +8,8 @@
 #include <string>
 
 #include "common/text_conversion.h"
+#include "comrestore/original_dll_restore.h"
+#include "comrestore/registration_runner.h"
 #include "lsp/remove_lsp_command.h"
 #include "netcfg/netcfg_removal.h"
 #include "trace/trace_log.h"
@@ -53,11 +55,6 @@ int RejectCommandLine(int argc) {
     return Finish(kRejected);
 }
 
-int ReportNotAvailable(const std::string& name) {
-    Trace("Command '%s' is not available in this version", name.c_str());
-    return kRejected;
-}
-
 int RemoveNetworkComponent(const std::string& componentId) {
     Trace("Command detected: remove network component '%s'", componentId.c_str());
     Trace("removing network component '%s'...", componentId.c_str());
@@ -79,14 +76,21 @@ int RemoveLayeredProvider(const std::string& dllName) {
     return 0;
 }
 
+// The classes of the engine's script languages. Support staff know the last one's result as the command's
+// exit code; the others are in the trace.
 int RestoreVbs() {
     Trace("Command detected: restore original DLLs for VBS");
-    return ReportNotAvailable(kVbsName);
+    RestoreOriginalDll("{B54F3741-5B07-11cf-A4B0-00AA004A55E8}");
+    RestoreOriginalDll("{B54F3742-5B07-11cf-A4B0-00AA004A55E8}");
+    const LONG result = RestoreOriginalDll("{B54F3743-5B07-11cf-A4B0-00AA004A55E8}");
+    RegSvr32Dll(L"regsvr32.exe /s /u vbscript.dll");
+    RegSvr32Dll(L"regsvr32.exe /s vbscript.dll");
+    return result;
 }
 
 int RestoreDll(const std::string& classId) {
     Trace("Command detected: restore original DLL for '%s'", classId.c_str());
-    return ReportNotAvailable(kRestoreDllName);
+    return RestoreClassOriginalDll(classId.c_str());
 }
 
 // Runs the command that name stands for. Returns its exit code, or nothing when there is no such command.
