@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Runs one command of norvane64.exe on a sample machine in a throwaway Wine prefix and shows what became of it.
 # tools/demo.sh [--system update|plain] [WORDS...]
-#   WORDS     the command; "remove lsp examplelsp.dll" when none are given
-#   --system  whether the machine's Winsock has the update functions; both kinds in turn when not given
+#   WORDS     the command; "remove lsp examplelsp.dll" when none are given; "all" for one of each kind
+#   --system  whether the machine's Winsock has the update functions; for "remove lsp" both kinds in turn when not given
 # Needs nothing but Debian 12.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -10,21 +10,38 @@ cd "$(dirname "$0")/.."
 . sandbox/sandbox.sh
 export WINEPREFIX=$PWD/build/sandbox/demo
 drive=$WINEPREFIX/drive_c
-kinds=(update plain)
+kinds=()
 if [ "${1:-}" = --system ]; then
     kinds=("$2")
     shift 2
 fi
 (($# > 0)) || set -- remove lsp examplelsp.dll
+if [ "$1" = all ]; then
+    "$0"
+    "$0" remove network-component ms_example
+    "$0" remove restore-dll "$SANDBOX_CLASS"
+    exec "$0" remove vbs x
+fi
+((${#kinds[@]} > 0)) || { [ "${2:-}" = lsp ] && kinds=(update plain) || kinds=(update); }
 
 heading() {
     printf '\n== %s\n' "$1"
 }
 
-# Files and registry values, a line each, to be compared.
+# Files, registry values and network components, a line each, to be compared.
 list_machine() {
-    (cd "$drive" && find . -path ./sandbox -prune -o -path ./users -prune -o -type f -print | sed 's/^\./file C:/; s/\//\\/g')
-    sandbox_wine reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' | sed 's/^  */count /'
+    (cd "$drive" && find . -path ./sandbox -prune -o -path ./users -prune -o -type f -print |
+        sed 's/^\./file C:/; s/\//\\/g')
+    sandbox_wine reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' | sed -n 's/^  */count /p'
+    local class
+    for class in "$SANDBOX_CLASS" '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}'; do
+        sandbox_wine reg query "HKCR\\CLSID\\$class\\InprocServer32" | sed -n "s/^  */class $class /p"
+    done
+    cat "$drive/sandbox/netcfg.txt"
+}
+
+show_catalogs() {
+    awk -f sandbox/draw_catalogs.awk "$drive/sandbox/winsock.txt"
 }
 
 show_pending() {
@@ -33,17 +50,23 @@ show_pending() {
 }
 
 run_on() {
-    local code=0 before after
-    sandbox_machine "$1"
-    heading "A machine whose Winsock $([ "$1" = update ] && echo has || echo lacks) the update functions; before"
-    awk -f sandbox/draw_catalogs.awk "$drive/sandbox/winsock.txt"
+    local code=0 before after kind=$1
+    shift
+    sandbox_machine "$kind"
     before=$(list_machine)
-    heading "norvane64.exe ${*:2}"
-    sandbox_wine 'C:\sandbox\release\norvane64.exe' "${@:2}" || code=$?
+    if [ "${2:-}" = lsp ]; then
+        heading "A machine whose Winsock $([ "$kind" = update ] && echo has || echo lacks) the update functions; before"
+        show_catalogs
+    else
+        heading "What the machine has that matters"
+        grep -v '^file' <<<"$before" | sed 's/^/  /'
+    fi
+    heading "norvane64.exe $*"
+    sandbox_wine 'C:\sandbox\release\norvane64.exe' "$@" || code=$?
     heading "Exit code $code; after"
-    awk -f sandbox/draw_catalogs.awk "$drive/sandbox/winsock.txt"
-    heading "Files and counts that went (-) or came (+)"
+    [ "${2:-}" != lsp ] || show_catalogs
     after=$(list_machine)
+    heading "What went (-) and came (+)"
     { diff <(echo "$before") <(echo "$after") || true; } | sed -n 's/^</  -/p; s/^>/  +/p'
     heading "Pending deletions at the next start"
     show_pending

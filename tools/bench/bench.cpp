@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lsp/lsp_map.h"
@@ -51,15 +53,25 @@ void RunProcess(std::string words) {
 }
 
 void BenchProcesses() {
-    std::vector<double> empty;
-    std::vector<double> rejected;
-    for (int i = 0; i < 60; ++i) {
-        empty.push_back(TimeOf([] { RunProcess("C:\\sandbox\\empty\\norvane64.exe"); }));
-        rejected.push_back(TimeOf([] { RunProcess("C:\\sandbox\\bench\\norvane64.exe remove"); }));
+    const std::string program = "C:\\sandbox\\bench\\norvane64.exe ";
+    const std::pair<const char*, std::string> rows[] = {
+        {"the empty program", "C:\\sandbox\\empty\\norvane64.exe"},
+        {"a rejected command line", program + "remove"},
+        {"remove lsp", program + "remove lsp none.dll"},
+        {"remove network-component", program + "remove network-component none"},
+        {"remove restore-dll", program + "remove restore-dll {none}"},
+        {"remove vbs", program + "remove vbs x"}};
+    // By turns, so that whatever else the machine does meets all alike.
+    std::vector<double> times[std::size(rows)];
+    for (int round = 0; round < 40; ++round) {
+        for (size_t i = 0; i < std::size(rows); ++i) {
+            times[i].push_back(TimeOf([&] { RunProcess(rows[i].second); }));
+        }
     }
-    const double unit = Median(empty);
-    std::printf("process: empty program %.1f ms; a rejected command line %.1f ms, ratio %.2f\n", unit,
-                Median(rejected), Median(rejected) / unit);
+    for (size_t i = 0; i < std::size(rows); ++i) {
+        std::printf("process: %s %.1f ms, ratio %.2f\n", rows[i].first, Median(times[i]),
+                    Median(times[i]) / Median(times[0]));
+    }
 }
 
 // One base provider for ten entries; the LSPs each have a hidden and four layered entries, over one another
