@@ -21,6 +21,7 @@ HRESULT DeInstallThroughClass(INetCfgClass* classObject, INetCfgComponent* compo
     HRESULT result =
         classObject->QueryInterface(IID_INetCfgClassSetup, reinterpret_cast<void**>(&classSetup));
     Trace("HrUninstallNetComponentHelper: QueryInterface IID_INetCfgClassSetup returns %08X", result);
+    result = CheckGiven(result, classSetup);
     if (result == S_OK) {
         result = DeInstall(classSetup, component);
         Trace("HrUninstallNetComponentHelper: try ReleaseObj(pncClassSetup)");
@@ -41,6 +42,7 @@ HRESULT DeInstallComponent(INetCfg* netCfg, INetCfgComponent* component) {
     Trace("HrUninstallNetComponentHelper: try QueryNetCfgClass");
     result = netCfg->QueryNetCfgClass(&classGuid, IID_INetCfgClass, reinterpret_cast<void**>(&classObject));
     Trace("HrUninstallNetComponentHelper: QueryNetCfgClass returns %08X", result);
+    result = CheckGiven(result, classObject);
     if (result == S_OK) {
         result = DeInstallThroughClass(classObject, component);
         Trace("HrUninstallNetComponentHelper: try ReleaseObj(pncClass)");
@@ -55,6 +57,7 @@ HRESULT HrUninstallNetComponentHelper(INetCfg* netCfg, const wchar_t* componentI
     Trace("HrUninstallNetComponentHelper: try FindComponent");
     HRESULT result = netCfg->FindComponent(componentId, &component);
     Trace("HrUninstallNetComponentHelper: FindComponent returns %08X", result);
+    result = CheckGiven(result, component);
     if (result == S_OK) {
         result = DeInstallComponent(netCfg, component);
         Trace("HrUninstallNetComponentHelper: try ReleaseObj(pncc)");

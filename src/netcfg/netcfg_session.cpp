@@ -64,8 +64,9 @@ HRESULT AcquireLock(INetCfgLock* lock) {
 //   lock  receives the lock, also when it could not be taken; the caller releases it
 HRESULT FindAndAcquireLock(INetCfg* netCfg, INetCfgLock** lock) {
     Trace("HrGetINetCfg: try QueryInterface");
-    const HRESULT hr = netCfg->QueryInterface(IID_INetCfgLock, reinterpret_cast<void**>(lock));
+    HRESULT hr = netCfg->QueryInterface(IID_INetCfgLock, reinterpret_cast<void**>(lock));
     Trace("HrGetINetCfg: QueryInterface return %08X", hr);
+    hr = CheckGiven(hr, *lock);
     return hr == S_OK ? AcquireLock(*lock) : hr;
 }
 
@@ -108,6 +109,7 @@ HRESULT ReleaseLock(INetCfg* netCfg) {
     Trace("HrReleaseINetCfg: try QueryInterface");
     HRESULT rel = netCfg->QueryInterface(IID_INetCfgLock, reinterpret_cast<void**>(&lock));
     Trace("HrReleaseINetCfg: QueryInterface return %08X", rel);
+    rel = CheckGiven(rel, lock);
     if (rel == S_OK) {
         Trace("HrReleaseINetCfg: try ReleaseWriteLock");
         rel = lock->ReleaseWriteLock();
@@ -132,6 +134,7 @@ HRESULT HrGetINetCfg(bool getWriteLock, INetCfg** outNetCfg) {
     hr = CoCreateInstance(CLSID_CNetCfg, nullptr, CLSCTX_INPROC_SERVER, IID_INetCfg,
                           reinterpret_cast<void**>(&netCfg));
     Trace("HrGetINetCfg: CoCreateInstance return %08X", hr);
+    hr = CheckGiven(hr, netCfg);
     if (hr == S_OK) {
         hr = OpenNetCfg(netCfg, getWriteLock, outNetCfg);
         if (hr == S_OK) {

@@ -5,6 +5,12 @@
 #include <objbase.h>
 #include <netcfgx.h>
 
+// The code of a call that gives out an object: E_POINTER in the place of a success without one, as a broken
+// class factory or component can give it.
+inline HRESULT CheckGiven(HRESULT hr, const void* object) {
+    return hr == S_OK && object == nullptr ? E_POINTER : hr;
+}
+
 // Starts COM, creates the network configuration object, takes its write lock and initialises it. Each step is
 // traced.
 //   getWriteLock  false leaves the lock alone

@@ -46,7 +46,7 @@ struct KeyByHandle {
     bool Read(CSecurityDesc* descriptor) const {
         return GetObjectSecurityDescriptor(key, SE_REGISTRY_KEY, descriptor, kWholeDescriptor, true);
     }
-    bool IsNamed() const { return key != nullptr; }
+    bool IsGiven() const { return key != nullptr; }
     DWORD Write(SECURITY_INFORMATION information, PSID owner, ACL* dacl) const {
         return SetSecurityInfo(key, SE_REGISTRY_KEY, information, owner, nullptr, dacl, nullptr);
     }
@@ -64,7 +64,7 @@ struct KeyByName {
     bool Read(CSecurityDesc* descriptor) const {
         return GetNamedObjectSecurityDescriptor(name.c_str(), type, descriptor, kWholeDescriptor, true);
     }
-    bool IsNamed() const { return name.c_str() != nullptr; } // an empty name is one too
+    bool IsGiven() const { return name.c_str() != nullptr; } // an empty name is one too
     DWORD Write(SECURITY_INFORMATION information, PSID owner, ACL* dacl) const {
         std::string copy = name; // the call takes it as not const
         return SetNamedSecurityInfoA(copy.data(), type, information, owner, nullptr, dacl, nullptr);
@@ -176,7 +176,7 @@ template <class Key> bool PermissionAcquirer::TakeOver(const Key& key, BYTE aceF
         return false;
     }
     TakePrivileges();
-    if (!key.IsNamed() || !HasOwner() ||
+    if (!key.IsGiven() || !HasOwner() ||
         !Succeeded(key.Write(OWNER_SECURITY_INFORMATION, ownerSid_.Get(), nullptr))) {
         Trace("Could not change owner, err %d", GetLastError());
         return false;
