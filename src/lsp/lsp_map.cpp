@@ -158,7 +158,7 @@ DWORD* CollectBaseIds(const MapBuild& build, int* baseCount) {
 }
 
 // The first chain position, behind the LSP's own id, at which any of the layered entries names a base
-// provider. All positions are read, whatever a chain's length says: what lies behind it counts as well.
+// provider. A chain's length does not matter: what lies behind it counts as well.
 int DepthOf(const LspEntry& record, const DWORD* baseIds, int baseCount) {
     int depth = kNoDepth;
     for (int k = 0; k < record.layerCount; ++k) {

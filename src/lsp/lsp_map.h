@@ -16,11 +16,11 @@ struct LspEntry {
     WSAPROTOCOL_INFOW*
         layers; // copies of the layered entries; once relinked, dwProviderReserved is the new id
     int layerCount;
-    int* layerEdited; // one flag for each of layers; null in the orphan record
+    int* layerEdited; // one flag for each of layers; null in an orphan or unfilled record
     GUID* layerGuids; // distinct provider ids of layers, in the order of first appearance
     int layerGuidCount;
     int maxChainLen;
-    int depth; // 1 to 6 above the base providers; 7 when no chain meets one there
+    int depth; // 1 to 6 above the base providers; 7 when no chain meets one there; 0 while not known
     int dependentCount;
     int* dependents; // map indices of the LSPs over this one; one index can stand there several times
 };
@@ -41,7 +41,7 @@ void ReleaseLspMap(LspEntry* map, int lspCount);
 // Returns 0, or SOCKET_ERROR after a trace line.
 int AddGuidToLspEntry(LspEntry* entry, GUID* guid, int* error);
 
-// Counts the layered entries whose LSP has no entry in the array.
+// Counts the layered entries whose first chain element is the id of no other entry.
 int CountOrphanedEntries(const WSAPROTOCOL_INFOW* providers, int count);
 
 // The largest layerCount of the map; 0 for an empty one.

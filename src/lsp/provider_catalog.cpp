@@ -56,7 +56,8 @@ WSAPROTOCOL_INFOW* FetchCatalog(EnumFunction enumerate, int* count, bool* fetche
     return providers;
 }
 
-// Not every Windows version has the function, so it is looked up.
+// Looked up where it is called for the first time; a system without the function gives an empty result and no
+// message.
 WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
     const HMODULE module = LoadLibraryA("ws2_32.dll");
     if (module == nullptr) {

@@ -64,7 +64,7 @@ class AceReader {
         return guid;
     }
 
-    // The SID that fills the rest.
+    // A SID of the length that it gives itself.
     PSID TakeSid() {
         const BYTE* sid = Take(offsetof(SID, SubAuthority));
         Take(sid[offsetof(SID, SubAuthorityCount)] * sizeof(DWORD));

@@ -12,8 +12,8 @@ class CDacl : public CAcl {
 
     // Takes over the access entries of a Win32 ACL, which may be damaged; null makes this stand for no ACL at
     // all. Entries of other types (audit, callback, label) are dropped: this program neither needs nor
-    // understands them. Throws E_INVALIDARG for an entry whose SID is not valid, and the error of a Windows
-    // call that failed.
+    // understands them; so are entries that cannot be read. Throws E_INVALIDARG for an entry whose SID is not
+    // valid, E_OUTOFMEMORY, and the error of a Windows call that failed.
     CDacl& operator=(const ACL* acl);
 
     UINT GetAceCount() const override { return static_cast<UINT>(aces_.size()); }

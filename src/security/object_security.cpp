@@ -78,8 +78,8 @@ bool ReadDescriptor(CSecurityDesc* descriptor, SECURITY_INFORMATION information,
     if (privileged && !privilege.GiveBack()) {
         return false;
     }
-    if (error != ERROR_SUCCESS) {
-        SetLastError(error);
+    if (error != ERROR_SUCCESS || found.data == nullptr) {
+        SetLastError(error != ERROR_SUCCESS ? error : static_cast<DWORD>(ERROR_INVALID_SECURITY_DESCR));
         return false;
     }
     *descriptor = found.data;

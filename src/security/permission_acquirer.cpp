@@ -80,7 +80,8 @@ bool Succeeded(DWORD error) {
     return error == ERROR_SUCCESS;
 }
 
-// The key's own rights for the key itself; the generic ones for what inherits the entry.
+// Two entries: one with the generic rights, one with the key's own, as an access check on a key looks at its
+// own alone.
 void AddFullAccess(CDacl* dacl, const CSid& sid, BYTE aceFlags, const char* whose) {
     if (!dacl->AddAllowedAce(sid, GENERIC_ALL | STANDARD_RIGHTS_ALL, aceFlags)) {
         Trace("SetPermissions(): Fail AddAllowedAce for %s with (GENERIC_ALL | STANDARD_RIGHTS_ALL), err %d",

@@ -27,7 +27,7 @@ class PermissionAcquirer {
     // Does so for a key by its path, which begins with the name of a predefined root key.
     //   aceFlags  of the added entries, such as CONTAINER_INHERIT_ACE
     //   view32    whether the path is meant in the 32-bit view
-    // Returns false, too, when the new access list was refused.
+    // Returns false, after a trace line, also when the new access list was refused.
     bool SetPermissions(const char* keyPath, BYTE aceFlags, bool view32);
 
   private:
