@@ -15,25 +15,24 @@ sandbox_make build/release build/checked
 cp -r tests/cases "$WINEPREFIX/drive_c/sandbox/"
 trap sandbox_stop EXIT
 
-tests=build/checked/tests/norvane_tests.exe
-# Wine itself refuses one start in some thousands; that alone is tried again.
+# run_tests LOG WORDS...: runs the test program, with everything that it prints in LOG too. Wine itself refuses one start in
+# some thousands; that alone is tried again.
 run_tests() {
-    local log try
-    log=$(mktemp)
+    local log=$1 try
+    shift
     for try in 1 2 3; do
-        sandbox_wine "$tests" "$@" 2> >(tee "$log" >&2) && rm "$log" && return
-        grep -q 'failed to map the shared user data' "$log" || break
+        sandbox_wine build/checked/tests/norvane_tests.exe "$@" 2>&1 | tee "$log" && return
+        grep -q 'failed to map the shared user data' "$log" || return 1
     done
-    rm "$log"
     return 1
 }
 
 # The random catalogs once more with Wine's heap checking, which tells of every write out of bounds.
 if [ $# = 0 ]; then
-    heap=$(WINEDEBUG=warn+heap sandbox_wine "$tests" --gtest_brief=1 '--gtest_filter=*Random*' 2>&1)
-    if grep -E '(err|warn):heap' <<<"$heap"; then
+    WINEDEBUG=warn+heap run_tests build/heap.log --gtest_brief=1 '--gtest_filter=*Random*'
+    if grep -E '(err|warn):heap' build/heap.log; then
         echo "The heap was damaged." >&2
         exit 1
     fi
 fi
-run_tests "--gtest_filter=${1:-*}" --gtest_brief="${BRIEF:-0}"
+run_tests build/tests.log "--gtest_filter=${1:-*}" --gtest_brief="${BRIEF:-0}"
