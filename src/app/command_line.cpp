@@ -51,7 +51,7 @@ int Finish(int returnCode) {
 // The same lines, deliberately, for too few words and for enough of them that name no command.
 int RejectCommandLine(int argc) {
     Trace("Bad command line, argc = %d", argc);
-    Trace("Command line = '%s'", static_cast<const char*>(GetCommandLineA()));
+    Trace("Command line = '%s'", GetCommandLineA());
     return Finish(kRejected);
 }
 

@@ -42,16 +42,14 @@ bool Exists(const char* path) {
     return GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES;
 }
 
-// Traces a failed open. Returns whether the key is open.
-bool CheckOpened(LONG error, const std::string& keyPath) {
-    if (error != ERROR_SUCCESS) {
-        Trace("OriginalDLL: cannot open key %s, err %d", keyPath.c_str(), error);
+// Reads the kept path of a key, whatever type the value has, unless the key could not be opened. Traces what
+// failed.
+//   opened  the result of opening the key
+LONG ReadKeptPath(LONG opened, HKEY key, const std::string& keyPath, KeptPath* kept) {
+    if (opened != ERROR_SUCCESS) {
+        Trace("OriginalDLL: cannot open key %s, err %d", keyPath.c_str(), opened);
+        return opened;
     }
-    return error == ERROR_SUCCESS;
-}
-
-// Whatever type the value has, its bytes are taken for the path.
-LONG ReadKeptPath(HKEY key, KeptPath* kept) {
     const LONG error = RegQueryValueExA(key, "OriginalDll", nullptr, &kept->type,
                                         reinterpret_cast<BYTE*>(kept->text), &kept->size);
     if (error != ERROR_SUCCESS) {
@@ -95,11 +93,8 @@ LONG RestoreOriginalDll(const char* classId) {
     Trace("OriginalDLL: try restore %s", classId);
     OpenKey open;
     LONG result = RegOpenKeyA(HKEY_CLASSES_ROOT, keyPath.c_str(), &open.key);
-    if (!CheckOpened(result, keyPath)) {
-        return result;
-    }
     KeptPath kept;
-    result = ReadKeptPath(open.key, &kept);
+    result = ReadKeptPath(result, open.key, keyPath, &kept);
     if (result != ERROR_SUCCESS) {
         return result;
     }
@@ -129,11 +124,8 @@ LONG RestoreClassOriginalDll(const char* classId) {
         acquirer->SetPermissions(fullName.c_str(), OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE, false));
     OpenKey open;
     LONG result = RegOpenKeyExA(HKEY_CLASSES_ROOT, keyPath.c_str(), 0, KEY_READ | KEY_WRITE, &open.key);
-    if (!CheckOpened(result, keyPath)) {
-        return result;
-    }
     KeptPath kept;
-    result = ReadKeptPath(open.key, &kept);
+    result = ReadKeptPath(result, open.key, keyPath, &kept);
     if (result != ERROR_SUCCESS) {
         return result;
     }

@@ -21,15 +21,16 @@ bool HasLayer(const LspEntry& record, DWORD catalogId) {
 
 void ReportOwnerOfLayer(const LspEntry& record, DWORD catalogId) {
     if (record.isOrphanSet == 0) {
-        Trace("Catalog ID %d is a layered protocol entry and not the hidden\nprovider representing the "
-              "entire LSP. "
-              "The LSP which owns this\nprovider is ID %d (%ws). This entire LSP will be removed!\n",
+        Trace("Catalog ID %d is a layered protocol entry and not the hidden\n"
+              "provider representing the entire LSP. The LSP which owns this\n"
+              "provider is ID %d (%ws). This entire LSP will be removed!\n",
               catalogId, record.hiddenEntry.dwCatalogEntryId, record.hiddenEntry.szProtocol);
         return;
     }
-    Trace("Catalog ID %d is one of %d orphaned protocol entries.\nThese entries could be causing serious "
-          "problems "
-          "and\nwill be removed. The following providers are to be\ndeleted:\n",
+    Trace("Catalog ID %d is one of %d orphaned protocol entries.\n"
+          "These entries could be causing serious problems and\n"
+          "will be removed. The following providers are to be\n"
+          "deleted:\n",
           catalogId, record.layerCount);
     for (int k = 0; k < record.layerCount; ++k) {
         Trace("   %d: %ws\n", record.layers[k].dwCatalogEntryId, record.layers[k].szProtocol);
@@ -95,8 +96,8 @@ int RemoveProvider(CatalogSelector catalog, DWORD catalogId) {
     ReportTarget(*target);
     FixDependentChains(snapshot.map, *target);
 
-    // The 64-bit function decides for both catalogs. With CatalogBoth its calls all fail, as the selector
-    // means none.
+    // The 64-bit function decides for both catalogs. With CatalogBoth no update is called, and each counts as
+    // failed.
     if (UpdateFunctions().update64 != nullptr) {
         UpdateDependents(catalog, snapshot.map, *target);
     } else if (!ReinstallDependents(catalog, &snapshot, *target)) { // without dependents, too: for the order
@@ -114,7 +115,7 @@ int RemoveProvider(CatalogSelector catalog, const wchar_t* dllName, wchar_t* rem
     for (int i = 0; i < snapshot.lspCount; ++i) {
         const LspEntry& record = snapshot.map[i];
         if (std::wcscmp(FileNameOf(record.dllPath), dllName) == 0) {
-            // It reads the catalog afresh.
+            // The form by id reads the catalog afresh.
             const int result = RemoveProvider(catalog, record.hiddenEntry.dwCatalogEntryId);
             wcscpy_s(removedPath, kDllPathSize, record.dllPath);
             return result;

@@ -56,7 +56,7 @@ WSAPROTOCOL_INFOW* FetchCatalog(EnumFunction enumerate, int* count, bool* fetche
     return providers;
 }
 
-// Looked up where it is called for the first time; a system without the function gives an empty result and no
+// The function is looked up at run time; where that fails the catalog counts as unreadable, without a
 // message.
 WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
     const HMODULE module = LoadLibraryA("ws2_32.dll");
@@ -124,8 +124,7 @@ int InstallProvider(CatalogSelector catalog, GUID* providerId, const wchar_t* dl
     }
     const WSAPROTOCOL_INFOW* installed = ProviderByGuid(providerId, providers, count);
     if (installed != nullptr) {
-        Trace("Installed: [%4d] %ls\n", installed->dwCatalogEntryId,
-              static_cast<const wchar_t*>(installed->szProtocol));
+        Trace("Installed: [%4d] %ls\n", installed->dwCatalogEntryId, installed->szProtocol);
     }
     LspFree(providers);
     return result;
