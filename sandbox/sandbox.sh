@@ -45,7 +45,7 @@ SANDBOX_CLASS='{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}'
 # sandbox_machine KIND: a sample machine of that kind, with three providers over one another, a shared DLL count, three
 # network components, and two classes whose DLLs were replaced: one of its own and one of VBScript's.
 sandbox_machine() {
-    local drive=$WINEPREFIX/drive_c sample key
+    local drive=$WINEPREFIX/drive_c sample
     sandbox_winsock "$1"
     for sample in winsock netcfg; do
         cp "sandbox/sample_$sample.txt" "$drive/sandbox/$sample.txt"

@@ -142,7 +142,7 @@ std::string program; // the executable under test
 std::string kind;    // of the last "system"
 std::string words;   // of the last run
 
-std::string PrepareSystem() {
+void PrepareSystem() {
     const std::string sandbox = "C:\\sandbox\\";
     CopyFileA((sandbox + "ws2_32_" + kind + ".dll").c_str(), "C:\\windows\\system32\\ws2_32.dll", FALSE);
     for (const std::string simulation : {"winsock", "netcfg"}) {
@@ -152,7 +152,7 @@ std::string PrepareSystem() {
     }
     HoldOpen("C:\\windows\\system32\\examplelsp.dll", false);
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDlls);
-    return WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDlls, "", REG_SZ, "");
+    WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDlls, "", REG_SZ, "");
 }
 
 std::string RunWords(const std::string& commandLine, ChildOutput to) {
@@ -195,7 +195,7 @@ std::string RunWithFault(const std::string& simulation, std::string rest) {
         << "fail " << call << " " << number << " " << code << "\n";
     const std::string text = RunChild(program + " " + words);
     const std::string output = text + ReadWholeFile("C:\\sandbox\\" + simulation + ".calls.txt");
-    EXPECT_EQ(std::to_string(LastExitCode()), exitCode);
+    EXPECT_EQ(std::to_string(lastExitCode), exitCode);
     EXPECT_TRUE(text.ends_with("\n64-bit utility finished, return code = " + exitCode + "\n"));
     EXPECT_NE(output.find(code), std::string::npos) << "the call did not fail";
     EXPECT_NE(output.find(rest), std::string::npos) << output;
@@ -213,10 +213,6 @@ std::string RunMachineStep(const std::string& step, std::string rest) {
     ReplaceAll(rest, "%LONG%", std::string(8000, 'x'));
     const std::string all = rest;
     const std::string first = TakeWord(rest);
-    if (step == "system") {
-        kind = all;
-        return PrepareSystem();
-    }
     if (step.starts_with("run")) {
         words = all;
         if (step == "run-piped") {
@@ -229,13 +225,16 @@ std::string RunMachineStep(const std::string& step, std::string rest) {
     if (step == "fails") {
         return RunWithFault(first, rest);
     }
-    if (step == "file") {
+    if (step == "system") {
+        kind = all;
+        PrepareSystem();
+    } else if (step == "file") {
         HoldOpen(first, rest == "lock");
     } else if (step == "reg") {
         const std::string name = TakeWord(rest);
         const DWORD type = std::stoul(TakeWord(rest));
         const auto [root, path] = SplitKey(first);
-        return WriteRegistry(root, path, name == "@" ? "" : name, type, ParseBytes(rest));
+        WriteRegistry(root, path, name == "@" ? "" : name, type, ParseBytes(rest));
     } else if (step == "show-reg") {
         return ShowValue(first, rest == "@" ? "" : rest);
     } else if (step == "pending") {

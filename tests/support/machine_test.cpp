@@ -17,9 +17,9 @@ void Capture(const char* text, size_t length, void*, unsigned level) {
     traced += (level == kExtraFileLevel ? "* " : "") + std::string(text, length) + "\n";
 }
 
-DWORD lastExitCode = 0;
-
 } // namespace
+
+DWORD lastExitCode = 0;
 
 void MachineTest::SetUp() {
     traceLog->AddSink({Capture, nullptr, 1000});
@@ -57,10 +57,6 @@ void MachineTest::UseSystem(bool withUpdateFunctions) {
 
 std::string Traced() {
     return std::exchange(traced, "");
-}
-
-DWORD LastExitCode() {
-    return lastExitCode;
 }
 
 void RunProgram(std::string commandLine, HANDLE output) {
@@ -112,9 +108,9 @@ bool FileExists(const std::string& pathOrPattern) {
     return search != INVALID_HANDLE_VALUE;
 }
 
-std::string WriteRegistry(HKEY root, const std::string& key, const std::string& name, DWORD type,
-                          const std::string& bytes) {
-    const LONG error = RegSetKeyValueA(root, key.c_str(), name.c_str(), type, bytes.data(),
-                                       static_cast<DWORD>(bytes.size()));
-    return error == ERROR_SUCCESS ? "" : "error " + std::to_string(error) + "\n";
+void WriteRegistry(HKEY root, const std::string& key, const std::string& name, DWORD type,
+                   const std::string& bytes) {
+    EXPECT_EQ(RegSetKeyValueA(root, key.c_str(), name.c_str(), type, bytes.data(),
+                              static_cast<DWORD>(bytes.size())),
+              0);
 }

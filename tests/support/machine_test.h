@@ -36,12 +36,12 @@ std::string RunChild(const std::string& commandLine, ChildOutput to = ChildOutpu
 void RunProgram(std::string commandLine, HANDLE output);
 
 // The exit code of the last program.
-DWORD LastExitCode();
+extern DWORD lastExitCode;
 
 std::string ReadWholeFile(const std::string& path);
 void WriteWholeFile(const std::string& path, const std::string& content);
 bool FileExists(const std::string& pathOrPattern);
 
-// Writes a value, and its key where there is none. Returns an error as the output of a step.
-std::string WriteRegistry(HKEY root, const std::string& key, const std::string& name, DWORD type,
-                          const std::string& bytes);
+// Writes a value, and its key where there is none.
+void WriteRegistry(HKEY root, const std::string& key, const std::string& name, DWORD type,
+                   const std::string& bytes);

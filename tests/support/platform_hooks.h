@@ -35,7 +35,6 @@ struct HookBase {
         failingCall = call;
         error = withError;
     }
-    bool Counted() { return ++calls == failingCall || failingCall == -1; }
 };
 
 template <class F> struct Hook;
@@ -57,7 +56,7 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
         return reinterpret_cast<R(WINAPI*)(A...)>(real)(arguments...);
     }
     R Call(A... arguments) {
-        if (Counted()) {
+        if (++calls == failingCall || failingCall == -1) {
             ++failed;
             SetLastError(error);
             // Wide enough for each of the results: pointers, handles, numbers.
@@ -84,18 +83,19 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
     X(kernel32, MoveFileExA, 0, false) X(kernel32, CreateProcessW, 0, false) \
     X(kernel32, WaitForSingleObject, -1, false) X(kernel32, CloseHandle, 0, false) \
     X(msvcrt, _vscprintf, -1, false) X(msvcrt, _vscwprintf, -1, false) X(ole32, CoCreateInstance, 0, true) \
-    X(ole32, CoInitializeEx, 0, true) X(ole32, CoUninitialize, 0, false) X(advapi32, RegOpenKeyA, 0, true) \
-    X(advapi32, RegOpenKeyExA, 0, true) X(advapi32, RegQueryValueExA, 0, true) \
-    X(advapi32, RegSetValueA, 0, true) X(advapi32, RegSetValueExA, 0, true) \
-    X(advapi32, RegDeleteValueA, 0, true) X(advapi32, OpenProcessToken, 0, false) \
-    X(advapi32, GetTokenInformation, 0, false) X(advapi32, ImpersonateSelf, 0, false) \
-    X(advapi32, OpenThreadToken, 0, false) X(advapi32, SetThreadToken, 0, false) \
-    X(advapi32, RevertToSelf, 0, false) X(advapi32, AdjustTokenPrivileges, 0, false) \
-    X(advapi32, GetSecurityInfo, 0, true) X(advapi32, SetSecurityInfo, 0, true) \
-    X(advapi32, GetNamedSecurityInfoA, 0, true) X(advapi32, SetNamedSecurityInfoA, 0, true) \
-    X(advapi32, GetSecurityDescriptorControl, 0, false) X(advapi32, MakeSelfRelativeSD, 0, false) \
-    X(advapi32, GetSecurityDescriptorDacl, 0, false) X(advapi32, GetAclInformation, 0, false) \
-    X(advapi32, InitializeAcl, 0, false) X(advapi32, AddAce, 0, false) X(advapi32, CopySid, 0, false)
+    X(ole32, CoInitializeEx, 0, true) X(ole32, CoUninitialize, 0, false) X(ole32, CoTaskMemFree, 0, false) \
+    X(advapi32, RegOpenKeyA, 0, true) X(advapi32, RegOpenKeyExA, 0, true) \
+    X(advapi32, RegQueryValueExA, 0, true) X(advapi32, RegSetValueA, 0, true) \
+    X(advapi32, RegSetValueExA, 0, true) X(advapi32, RegDeleteValueA, 0, true) \
+    X(advapi32, OpenProcessToken, 0, false) X(advapi32, GetTokenInformation, 0, false) \
+    X(advapi32, ImpersonateSelf, 0, false) X(advapi32, OpenThreadToken, 0, false) \
+    X(advapi32, SetThreadToken, 0, false) X(advapi32, RevertToSelf, 0, false) \
+    X(advapi32, AdjustTokenPrivileges, 0, false) X(advapi32, GetSecurityInfo, 0, true) \
+    X(advapi32, SetSecurityInfo, 0, true) X(advapi32, GetNamedSecurityInfoA, 0, true) \
+    X(advapi32, SetNamedSecurityInfoA, 0, true) X(advapi32, GetSecurityDescriptorControl, 0, false) \
+    X(advapi32, MakeSelfRelativeSD, 0, false) X(advapi32, GetSecurityDescriptorDacl, 0, false) \
+    X(advapi32, GetAclInformation, 0, false) X(advapi32, InitializeAcl, 0, false) \
+    X(advapi32, AddAce, 0, false) X(advapi32, CopySid, 0, false)
 // clang-format on
 
 namespace on {

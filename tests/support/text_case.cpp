@@ -11,7 +11,7 @@ bool CheckOutput(const std::string& word, const std::string& rest, const std::st
     if (word == "has" || word == "lacks") {
         EXPECT_EQ(output.find(rest) != std::string::npos, word == "has") << "in:\n" << output.substr(0, 4000);
     } else if (word == "exit") {
-        EXPECT_EQ(std::to_string(LastExitCode()), rest) << "after:\n" << output.substr(0, 4000);
+        EXPECT_EQ(std::to_string(lastExitCode), rest) << "after:\n" << output.substr(0, 4000);
     } else if (word == "there" || word == "gone") {
         EXPECT_EQ(FileExists(rest), word == "there");
     } else {
