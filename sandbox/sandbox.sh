@@ -1,36 +1,104 @@
-# Functions for a throwaway Wine prefix that stands for a machine. To be sourced; WINEPREFIX names the prefix.
+# The sandbox: a throwaway Wine prefix that stands for a machine, and the jail that it lives in. To be sourced after
+# tools/script.sh and tools/setup.sh.
+#
+# A script prepares what it needs, makes the sandbox's folder with sandbox_open, and runs itself again in the jail with
+# sandbox_enter. In there sandbox_inside is true, and the one folder that can be written to is $SANDBOX, the same. It goes
+# when the script ends.
 
-export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all} DISPLAY= WINEDLLOVERRIDES="mscoree,mshtml="
+export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all} DISPLAY='' WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
+export WINEPREFIX=${SANDBOX:-}/prefix
+drive=$WINEPREFIX/drive_c
 
-# The loader itself: Debian's wrapper looks for a 32-bit Wine first and complains.
-sandbox_wine() {
-    /usr/lib/wine/wine64 "$@"
+sandbox_inside() {
+    [ -n "${SANDBOX:-}" ]
 }
 
-# Ends what still runs in the prefix.
-sandbox_stop() {
-    /usr/lib/wine/wineserver64 -k 2>/dev/null || true
+sandbox_packages() {
+    setup_packages wine wine64 bubblewrap
+}
+
+# sandbox_open NAME: makes $sandbox, the folder build/sandbox/NAME, to the end of the script.
+sandbox_open() {
+    sandbox=$PWD/build/sandbox/$1
+    trap sandbox_leave EXIT
+    rm -rf "$sandbox"
+    mkdir -p "$sandbox/home" "$sandbox/prefix"
+}
+
+# sandbox_enter COMMAND...: runs a command in the jail. Returns its exit code.
+sandbox_enter() {
+    local refusal jail=(bwrap --ro-bind / / --dev /dev --proc /proc --tmpfs /tmp --tmpfs /var/tmp --tmpfs /run
+        --ro-bind "$PWD" "$PWD" --bind "$sandbox" "$sandbox" --unshare-all --cap-drop ALL
+        --die-with-parent --new-session --setenv SANDBOX_JAILED 1 --)
+    if ! refusal=$("${jail[@]}" true 2>&1); then
+        echo "Not jailed: this machine grants no namespaces (${refusal%%$'\n'*})" >&2
+        jail=(env)
+    fi
+    # In the background, so that a signal ends the waiting at once. Debian 13's Wine aborts when TMPDIR is set.
+    env -u TMPDIR -u XDG_RUNTIME_DIR -u XDG_CONFIG_HOME -u XDG_DATA_HOME -u XDG_CACHE_HOME \
+        HOME="$sandbox/home" SANDBOX="$sandbox" "${jail[@]}" "$@" </dev/null {script_lock}>&- &
+    sandbox_process=$!
+    wait "$sandbox_process"
+}
+
+# Ends what still runs in the sandbox, and removes it. Without the jail Wine's own processes live on, in sessions of their
+# own; what they all have is the sandbox in their environment.
+sandbox_leave() {
+    set +eo pipefail
+    local processes temporary
+    kill "${sandbox_process:-}" 2>/dev/null || true
+    while processes=$(grep -lsz "^SANDBOX=$sandbox\$" /proc/[0-9]*/environ | tr -cd '0-9\n') && [ -n "$processes" ]; do
+        xargs kill -KILL <<<"$processes" 2>/dev/null || true
+    done
+    # Where Debian's wineserver keeps its socket; it leaves the folder behind.
+    temporary=$(cat "$sandbox/prefix/wineserver" 2>/dev/null || true)
+    [[ ! $temporary =~ ^wine-[A-Za-z0-9]+$ ]] || rm -rf "/tmp/$temporary"
+    rm -rf "$sandbox"
+}
+
+# sandbox_find NAMES...: the first of Wine's programs that is there. Debian has the loader itself in a folder of its own;
+# the command "wine" is a wrapper that looks for a 32-bit Wine first, and complains.
+sandbox_find() {
+    local name
+    for name in "${@/#//usr/lib/wine/}" "$@"; do
+        command -v "$name" && return
+    done
+    script_fail "Wine is not installed: none of $* is there"
+}
+
+# sandbox_wine WORDS...: runs a Windows program in C:\sandbox. It has ten minutes.
+sandbox_wine() {
+    (sandbox_exec "$@")
+}
+
+sandbox_exec() {
+    cd "$drive/sandbox" || exit
+    exec timeout --kill-after=5 600 "$sandbox_loader" "$@"
 }
 
 # sandbox_winsock KIND: puts the stand-in of that kind, "update" or "plain", in the place of the system's.
 sandbox_winsock() {
-    cp -f "$WINEPREFIX/drive_c/sandbox/ws2_32_$1.dll" "$WINEPREFIX/drive_c/windows/system32/ws2_32.dll"
+    cp -f "$drive/sandbox/ws2_32_$1.dll" "$drive/windows/system32/ws2_32.dll"
 }
 
-# sandbox_make BUILD...: makes the prefix afresh. The folder C:\sandbox gets the executable of each build folder, in a
-# folder named as the build, and both kinds of stand-in ws2_32.dll from the last build.
+# sandbox_make BUILD...: makes the prefix, with no drive but C: and the home folders in it. The folder C:\sandbox gets the
+# executable of each build folder, in a folder named as the build, and the simulated system libraries of the last build.
 sandbox_make() {
-    local build drive=$WINEPREFIX/drive_c
+    local build link
     local netcfg='HKCR\CLSID\{5B035261-40F9-11D1-AAEC-00805FC1270E}\InprocServer32'
-    sandbox_stop
-    rm -rf "$WINEPREFIX"
-    mkdir -p "$WINEPREFIX"
-    sandbox_wine wineboot -i >/dev/null 2>&1
+    sandbox_loader=$(sandbox_find wine64 wine)
+    mkdir -p "$drive/sandbox"
+    sandbox_wine wineboot -i >/dev/null 2>&1 || script_fail "Wine could not make a prefix"
+    find "$WINEPREFIX/dosdevices" -type l ! -name c: -delete
+    find "$drive/users" -type l -print0 | while IFS= read -rd '' link; do
+        rm "$link"
+        mkdir "$link"
+    done
     for build; do
         mkdir -p "$drive/sandbox/${build##*/}"
         cp "$build/norvane64.exe" "$drive/sandbox/${build##*/}/"
     done
-    cp "$build"/sandbox/*.dll sandbox/sample_*.txt "$drive/sandbox/"
+    cp "$build"/sandbox/*.dll "$build"/sandbox/*.exe sandbox/sample_*.txt "$drive/sandbox/"
     sandbox_set 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs'
     # For this one program: with the stand-in, Wine's own services would not start.
     sandbox_set 'HKCU\Software\Wine\AppDefaults\norvane64.exe\DllOverrides' /v ws2_32 /d native
@@ -42,21 +110,36 @@ sandbox_make() {
 # A class whose DLL something replaced, for restore-dll and the demo.
 SANDBOX_CLASS='{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}'
 
-# sandbox_machine KIND: a sample machine of that kind, with three providers over one another, a shared DLL count, three
-# network components, and two classes whose DLLs were replaced: one of its own and one of VBScript's.
+# sandbox_machine KIND [STATE NAME]: a machine of that kind with the catalogs of the sample, or of another state file, which
+# messages call NAME: three providers over one another, a shared DLL count, three network components, and two classes whose DLLs were replaced: one
+# of its own and one of VBScript's.
 sandbox_machine() {
-    local drive=$WINEPREFIX/drive_c sample
+    local name
     sandbox_winsock "$1"
-    for sample in winsock netcfg; do
-        cp "sandbox/sample_$sample.txt" "$drive/sandbox/$sample.txt"
-    done
-    for sample in examplelsp filterlsp guardlsp original; do
-        echo "stands for a DLL" >"$drive/windows/system32/$sample.dll"
+    sandbox_state winsock "${2:-sandbox/sample_winsock.txt}" "${3:-sandbox/sample_winsock.txt}"
+    sandbox_state netcfg sandbox/sample_netcfg.txt sandbox/sample_netcfg.txt
+    for name in examplelsp filterlsp guardlsp original; do
+        echo "stands for a DLL" >"$drive/windows/system32/$name.dll"
     done
     sandbox_set 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' \
         /v 'C:\windows\system32\examplelsp.dll' /t REG_DWORD /d 1
     sandbox_replaced_dll "$SANDBOX_CLASS" '%SystemRoot%\system32\original.dll'
     sandbox_replaced_dll '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}' '%SystemRoot%\system32\vbscript.dll'
+}
+
+# sandbox_state SIMULATION FILE NAME: gives a simulation its state, with the drives that the paths in it name, each a folder of
+# the prefix. Ends the script when the state has an error.
+sandbox_state() {
+    local verdict letter
+    cp "$2" "$drive/sandbox/$1.txt"
+    verdict=$(sandbox_wine 'C:\sandbox\check_state.exe' "$1" "C:\\sandbox\\$1.txt" | tr -d '\r')
+    [[ $verdict == sound* ]] || script_fail "$3:${verdict:- could not be checked}"
+    for letter in ${verdict#sound}; do
+        [ "$letter" = c ] || {
+            mkdir -p "$WINEPREFIX/drive_$letter"
+            ln -sfn "../drive_$letter" "$WINEPREFIX/dosdevices/$letter:"
+        }
+    done
 }
 
 # sandbox_replaced_dll CLASS DLL: makes a class whose DLL was replaced, with the old one kept.
@@ -68,5 +151,5 @@ sandbox_replaced_dll() {
 
 # sandbox_set KEY WORDS...: writes a registry value.
 sandbox_set() {
-    sandbox_wine reg add "$@" /f >/dev/null
+    sandbox_wine reg add "$@" /f >/dev/null || script_fail "reg add $* failed"
 }

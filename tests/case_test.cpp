@@ -283,7 +283,11 @@ std::string CaseTest::RunStep(const std::string& step, std::string rest) {
         UseSystem(rest == "update");
         state_ = {};
     } else if (step == "entry" || step == "next-id") {
-        state_ = ParseWinsockState(FormatWinsockState(state_) + "catalog 64\n" + step + " " + rest + "\n");
+        if (step == "entry") {
+            state_.catalog64.push_back(ParseEntry(rest));
+        } else {
+            state_.nextId = ParseNumber32(rest);
+        }
         state_.catalog32 = state_.catalog64;
     } else if (step == "fail") {
         const std::string call = TakeWord(rest);

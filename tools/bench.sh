@@ -1,30 +1,38 @@
 #!/usr/bin/env bash
-# Measures the release executable and the removal code, in one run under Wine. Judges nothing.
-set -euo pipefail
-cd "$(dirname "$0")/.."
+# Measures the release executable and the removal code, in one run under Wine. Judges nothing. Takes no words.
+. "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . sandbox/sandbox.sh
-export WINEPREFIX=$PWD/build/sandbox/bench
-
-setup_build
-setup_packages time
-build bench
-sandbox_make build/bench
-# Under the same name, to get the same ws2_32.dll.
-mkdir "$WINEPREFIX/drive_c/sandbox/empty"
-cp build/bench/tools/bench/norvane_empty.exe "$WINEPREFIX/drive_c/sandbox/empty/norvane64.exe"
-sandbox_machine update
-trap sandbox_stop EXIT
-sandbox_wine build/bench/tools/bench/norvane_bench.exe
+script_words 0 "$@"
 
 # peak WORDS...: the most memory that a program held, in KiB; the smallest of several runs.
 peak() {
     local run
     for run in 1 2 3 4 5 6 7 8 9 10; do
         sandbox_machine update
-        { /usr/bin/time -f 'peak %M' /usr/lib/wine/wine64 "$@" >/dev/null; } 2>&1 | sed -n 's/^peak //p'
+        (cd "$drive/sandbox" && /usr/bin/time -f 'peak %M' "$sandbox_loader" "$@" 2>&1 >/dev/null) |
+            sed -n 's/^peak //p'
     done | sort -n | head -n 1
 }
-empty=$(peak 'C:\sandbox\empty\norvane64.exe')
-removal=$(peak 'C:\sandbox\bench\norvane64.exe' remove lsp examplelsp.dll)
-echo "peak memory: a removal $removal KiB, the empty program $empty KiB, $((removal - empty)) KiB above it"
+
+if sandbox_inside; then
+    sandbox_make build/bench
+    # Under the same name, to get the same ws2_32.dll.
+    mkdir "$drive/sandbox/empty"
+    cp build/bench/tools/bench/norvane_empty.exe "$drive/sandbox/empty/norvane64.exe"
+    cp build/bench/tools/bench/norvane_bench.exe "$drive/sandbox/"
+    sandbox_machine update
+    sandbox_wine 'C:\sandbox\norvane_bench.exe' 2>&1 | tee "$SANDBOX/bench.log"
+    grep -q '^trace line: ' "$SANDBOX/bench.log" || script_fail "The benchmark ended before its last figure."
+    empty=$(peak 'C:\sandbox\empty\norvane64.exe')
+    removal=$(peak 'C:\sandbox\bench\norvane64.exe' remove lsp examplelsp.dll)
+    echo "peak memory: a removal $removal KiB, the empty program $empty KiB, $((removal - empty)) KiB above it"
+    exit
+fi
+script_lock
+setup_build
+sandbox_packages
+setup_packages time
+build bench
+sandbox_open bench
+sandbox_enter "$script"

@@ -1,19 +1,29 @@
 #!/usr/bin/env bash
-# Prints which lines and branches of src/ the tests reach, and each branch that they do not.
-set -euo pipefail
-cd "$(dirname "$0")/.."
+# Prints which lines and branches of src/ the tests reach, and each branch that they do not. Takes no words.
+. "$(dirname "$0")/script.sh"
 . tools/setup.sh
+. tools/test_runner.sh
 . sandbox/sandbox.sh
-export WINEPREFIX=$PWD/build/sandbox/coverage
+script_words 0 "$@"
 
+if sandbox_inside; then
+    sandbox_make build/coverage
+    cp build/coverage/tests/norvane_tests.exe "$drive/sandbox/"
+    cp -r tests/cases "$drive/sandbox/"
+    # In there the build folder cannot be written to.
+    GCOV_PREFIX='C:\sandbox\gcov' run_tests 'C:\sandbox\norvane_tests.exe' '*'
+    mv "$drive/sandbox/gcov" "$SANDBOX/gcov"
+    exit
+fi
+script_lock
 setup_build
+sandbox_packages
 setup_packages googletest gcovr
 build coverage
+sandbox_open coverage
+sandbox_enter "$script"
 find build/coverage -name '*.gcda' -delete
-sandbox_make build/coverage
-cp -r tests/cases "$WINEPREFIX/drive_c/sandbox/"
-trap sandbox_stop EXIT
-sandbox_wine build/coverage/tests/norvane_tests.exe --gtest_brief=1
+cp -r "$sandbox/gcov$PWD/build/coverage/." build/coverage
 
 report() {
     gcovr --root . --filter src/ --gcov-executable x86_64-w64-mingw32-gcov-posix \

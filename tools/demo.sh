@@ -1,31 +1,43 @@
 #!/usr/bin/env bash
-# Runs one command of norvane64.exe on a sample machine in a throwaway Wine prefix and shows what became of it.
-# tools/demo.sh [--system update|plain] [WORDS...]
+# Runs one command of norvane64.exe on a sample machine in a throwaway Wine prefix, and shows what became of it. Installs
+# what is missing.
+#
+# tools/demo.sh [--system update|plain] [--state FILE] [WORDS...]
 #   WORDS     the command; "remove lsp examplelsp.dll" when none are given; "all" for one of each kind
 #   --system  whether the machine's Winsock has the update functions; for "remove lsp" both kinds in turn when not given
-# Needs nothing but Debian 12.
-set -euo pipefail
-cd "$(dirname "$0")/.."
+#   --state   the catalogs of a machine of your own, in the form of sandbox/sample_winsock.txt
+#
+# Exit code 0 when everything could be shown, whatever the command made of it.
+. "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . sandbox/sandbox.sh
-export WINEPREFIX=$PWD/build/sandbox/demo
-drive=$WINEPREFIX/drive_c
+words=("$@")
 kinds=()
-if [ "${1:-}" = --system ]; then
-    kinds=("$2")
-    shift 2
-fi
+state=
+while [[ ${1:-} == -* ]]; do
+    case $1 in
+    --system)
+        [[ ${2:-} =~ ^(update|plain)$ ]] || script_refuse "--system takes update or plain"
+        kinds=("$2")
+        shift 2
+        ;;
+    --state)
+        state=${2:-}
+        [ -n "$state" ] || script_refuse "--state takes a file"
+        shift 2
+        ;;
+    *) script_words 0 "$@" ;;
+    esac
+done
 (($# > 0)) || set -- remove lsp examplelsp.dll
-if [ "$1" = all ]; then
-    "$0"
-    "$0" remove network-component ms_example
-    "$0" remove restore-dll "$SANDBOX_CLASS"
-    exec "$0" remove vbs x
-fi
-((${#kinds[@]} > 0)) || { [ "${2:-}" = lsp ] && kinds=(update plain) || kinds=(update); }
 
 heading() {
     printf '\n== %s\n' "$1"
+}
+
+# Whether the words are "remove lsp", which the program takes in any letter case.
+about_catalogs() {
+    [[ ${1,,} == remove && ${2,,} == lsp ]]
 }
 
 # Files, registry values and network components, a line each, to be compared.
@@ -49,12 +61,16 @@ show_pending() {
         2>/dev/null | grep REG_MULTI_SZ | sed 's/.*REG_MULTI_SZ *//' || echo "  none"
 }
 
-run_on() {
+# show_command KIND WORDS...: runs a command on a fresh machine.
+show_command() {
     local code=0 before after kind=$1
     shift
-    sandbox_machine "$kind"
+    rm -rf "$WINEPREFIX"
+    mkdir "$WINEPREFIX"
+    sandbox_make build/release
+    sandbox_machine "$kind" ${state:+"$SANDBOX/state.txt" "$state"}
     before=$(list_machine)
-    if [ "${2:-}" = lsp ]; then
+    if about_catalogs "$@"; then
         heading "A machine whose Winsock $([ "$kind" = update ] && echo has || echo lacks) the update functions; before"
         show_catalogs
     else
@@ -64,7 +80,7 @@ run_on() {
     heading "norvane64.exe $*"
     sandbox_wine 'C:\sandbox\release\norvane64.exe' "$@" || code=$?
     heading "Exit code $code; after"
-    [ "${2:-}" != lsp ] || show_catalogs
+    ! about_catalogs "$@" || show_catalogs
     after=$(list_machine)
     heading "What went (-) and came (+)"
     { diff <(echo "$before") <(echo "$after") || true; } | sed -n 's/^</  -/p; s/^>/  +/p'
@@ -72,10 +88,32 @@ run_on() {
     show_pending
 }
 
+# On each kind of machine where it makes a difference, or on the one that was asked for.
+show_on_kinds() {
+    local kind shown=("${kinds[@]}")
+    ((${#shown[@]} > 0)) || { about_catalogs "$@" && shown=(update plain) || shown=(update); }
+    for kind in "${shown[@]}"; do
+        show_command "$kind" "$@"
+    done
+}
+
+if sandbox_inside; then
+    if [ "$1" = all ]; then
+        show_on_kinds remove lsp examplelsp.dll
+        show_on_kinds remove network-component ms_example
+        show_on_kinds remove restore-dll "$SANDBOX_CLASS"
+        show_on_kinds remove vbs x
+    else
+        show_on_kinds "$@"
+    fi
+    exit
+fi
+script_lock
 setup_build
+sandbox_packages
 build release
-trap sandbox_stop EXIT
-for kind in "${kinds[@]}"; do
-    sandbox_make build/release
-    run_on "$kind" "$@"
-done
+sandbox_open demo
+if [ -n "$state" ]; then
+    (cd "$script_caller" && cp "$state" "$sandbox/state.txt") || script_fail "The state file cannot be read: $state"
+fi
+sandbox_enter "$script" "${words[@]}"

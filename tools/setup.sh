@@ -1,24 +1,34 @@
-# Installs the Debian packages that are missing. To be sourced; does nothing on a machine that has them.
+# Installs the Debian packages that are missing, and builds. To be sourced; does nothing on a machine that has them.
 
+# setup_packages PACKAGES...: as root, or with sudo where there is one; says what it runs.
 setup_packages() {
     local package missing=() as_root=()
     for package; do
         dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
     done
-    if ((${#missing[@]} > 0)); then
-        echo "Installing ${missing[*]}" >&2
-        ((EUID == 0)) || as_root=(sudo)
-        "${as_root[@]}" apt-get -qq update
-        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq -y install "${missing[@]}" >/dev/null
+    ((${#missing[@]} > 0)) || return 0
+    if ((EUID != 0)); then
+        command -v sudo >/dev/null || script_fail "Packages are missing; as root: apt-get install ${missing[*]}"
+        as_root=(sudo)
     fi
+    setup_run "${as_root[@]}" apt-get -qq update
+    setup_run "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq -y install "${missing[@]}" >/dev/null
+}
+
+setup_run() {
+    echo "+ $*" >&2
+    "$@" </dev/null || script_fail "This failed: $*"
 }
 
 setup_build() {
-    setup_packages cmake ninja-build g++-mingw-w64-x86-64-posix wine wine64
+    setup_packages cmake ninja-build g++-mingw-w64-x86-64-posix
 }
 
 # build PRESET: configures and builds; silent unless it fails.
 build() {
     local log
-    log=$(cmake --preset "$1" 2>&1 && cmake --build --preset "$1" 2>&1) || { echo "$log" >&2 && return 1; }
+    log=$(cmake --preset "$1" 2>&1 && cmake --build --preset "$1" 2>&1) || {
+        echo "$log" >&2
+        script_fail "The build of preset $1 failed."
+    }
 }

@@ -1,38 +1,29 @@
 #!/usr/bin/env bash
-# Builds, and runs every test under Wine in a fresh prefix. Needs nothing but Debian 12.
-# tools/test.sh [FILTER]: FILTER is a GoogleTest filter, such as '*Removal*'.
-set -euo pipefail
-cd "$(dirname "$0")/.."
+# Builds, and runs the tests under Wine in a sandbox that is made for the run. Installs what is missing.
+#
+# tools/test.sh [FILTER]
+#   FILTER   a GoogleTest filter, such as 'lsp_removal.*'; every test when it is not given
+#   BRIEF=1  in the environment: no line for a test that passes
+#
+# Exit code 0 when every test that matches ran and passed. The last line is "N passed, N failed", or what went wrong.
+. "$(dirname "$0")/script.sh"
 . tools/setup.sh
+. tools/test_runner.sh
 . sandbox/sandbox.sh
-export WINEPREFIX=$PWD/build/sandbox/test
+script_words 1 "$@"
 
+if sandbox_inside; then
+    sandbox_make build/release build/checked
+    cp build/checked/tests/norvane_tests.exe "$drive/sandbox/"
+    cp -r tests/cases "$drive/sandbox/"
+    run_tests 'C:\sandbox\norvane_tests.exe' "${1:-*}"
+    exit
+fi
+script_lock
 setup_build
+sandbox_packages
 setup_packages googletest
 build release
 build checked
-sandbox_make build/release build/checked
-cp -r tests/cases "$WINEPREFIX/drive_c/sandbox/"
-trap sandbox_stop EXIT
-
-# run_tests LOG WORDS...: runs the test program, with everything that it prints in LOG too. Wine itself refuses one start in
-# some thousands; that alone is tried again.
-run_tests() {
-    local log=$1 try
-    shift
-    for try in 1 2 3; do
-        sandbox_wine build/checked/tests/norvane_tests.exe "$@" 2>&1 | tee "$log" && return
-        grep -q 'failed to map the shared user data' "$log" || return 1
-    done
-    return 1
-}
-
-# The random catalogs once more with Wine's heap checking, which tells of every write out of bounds.
-if [ $# = 0 ]; then
-    WINEDEBUG=warn+heap run_tests build/heap.log --gtest_brief=1 '--gtest_filter=*Random*'
-    if grep -E '(err|warn):heap' build/heap.log; then
-        echo "The heap was damaged." >&2
-        exit 1
-    fi
-fi
-run_tests build/tests.log "--gtest_filter=${1:-*}" --gtest_brief="${BRIEF:-0}"
+sandbox_open test
+sandbox_enter "$script" "$@"

@@ -1,11 +1,7 @@
 // A stand-in for the network configuration object of Windows: a COM DLL, to be registered under CLSID_CNetCfg.
 //
-// Its machine is described in C:\sandbox\netcfg.txt, one line for each thing:
-//   component ms_example Example protocol   an installed component
-//   locked-by NAME                          another client holds the write lock; without a name, an unknown one
-//   granted-with NAME                       the lock is granted, and a holder is named all the same
-//   fail DeInstall 1 80004005               the first call of that method returns that code and does nothing
-// Apply writes the file. The calls are recorded in C:\sandbox\netcfg.calls.txt, and at the end what was left behind.
+// Its state is in C:\sandbox\netcfg.txt; Apply writes it. The calls are recorded in C:\sandbox\netcfg.calls.txt, and at
+// the end what was left behind.
 #include <initguid.h>
 
 #include <windows.h>
@@ -16,14 +12,11 @@
 
 #include <algorithm>
 #include <cwchar>
-#include <fstream>
-#include <iterator>
 #include <map>
-#include <sstream>
 #include <string>
-#include <vector>
 
 #include "common/text_conversion.h"
+#include "netcfg/netcfg_state.h"
 
 namespace {
 
@@ -31,10 +24,7 @@ constexpr char kStateFile[] = "C:\\sandbox\\netcfg.txt";
 constexpr char kCallsFile[] = "C:\\sandbox\\netcfg.calls.txt";
 
 struct Machine {
-    std::vector<std::string> lines; // of the file, less the components that are deinstalled
-    std::string holder;             // named when the lock is asked for
-    bool lockedByOthers = false;
-    std::map<std::pair<std::string, int>, HRESULT> faults;
+    NetcfgState state; // less the components that are deinstalled
     std::map<std::string, int> calls;
     int references = 0;
     bool locked = false;
@@ -42,36 +32,33 @@ struct Machine {
 } machine;
 
 void Record(const std::string& line) {
-    std::ofstream(kCallsFile, std::ios::app | std::ios::binary) << line << "\n";
+    AppendToFile(kCallsFile, line + "\n");
 }
 
-void ReadMachine() {
-    machine = {};
-    std::ifstream file(kStateFile);
-    for (std::string line; std::getline(file, line);) {
-        machine.lines.push_back(line);
-        std::istringstream words(line);
-        std::string word;
-        std::string rest;
-        words >> word >> std::ws;
-        std::getline(words, rest);
-        if (word == "locked-by" || word == "granted-with") {
-            machine.holder = rest;
-            machine.lockedByOthers = word == "locked-by";
-        } else if (word == "fail") {
-            std::istringstream fault(rest);
-            int call = 0;
-            unsigned long code = 0;
-            fault >> word >> call >> std::hex >> code;
-            machine.faults[{word, call}] = static_cast<HRESULT>(code);
+// The result that is planned for this call of a method; S_OK with planned false when there is none.
+HRESULT PlannedResult(const std::string& method, bool& planned) {
+    const int call = ++machine.calls[method];
+    for (const PlannedFault& fault : machine.state.faults) {
+        if (fault.function == method && fault.call == call) {
+            planned = true;
+            return fault.error;
         }
     }
+    return S_OK;
+}
+
+bool IsInstalled(const std::string& id) {
+    return std::any_of(machine.state.components.begin(), machine.state.components.end(),
+                       [&](const NetworkComponent& component) { return component.id == id; });
 }
 
 // Counts and records a call, and gives it its planned result in the place of its own.
 template <class F> HRESULT Call(const std::string& method, const std::string& arguments, F action) {
-    const auto fault = machine.faults.find({method, ++machine.calls[method]});
-    const HRESULT result = fault != machine.faults.end() ? fault->second : action();
+    bool planned = false;
+    HRESULT result = PlannedResult(method, planned);
+    if (!planned) {
+        result = action();
+    }
     char code[16];
     std::snprintf(code, sizeof(code), "%08lX", static_cast<unsigned long>(result));
     Record(method + (arguments.empty() ? "" : " " + arguments) + " = " + code);
@@ -157,10 +144,9 @@ class ComponentClass : public Counted<INetCfgClass, INetCfgClassSetup> {
                            list == nullptr;
         const std::string id = static_cast<Component*>(component)->id;
         return Call("DeInstall", id + (plain ? ", for the user" : ", for others"), [&] {
-            const auto named = [&](const std::string& line) {
-                return line.starts_with("component " + id + " ");
-            };
-            return machine.locked ? std::erase_if(machine.lines, named), S_OK : NETCFG_E_NO_WRITE_LOCK;
+            const auto named = [&](const NetworkComponent& installed) { return installed.id == id; };
+            return machine.locked ? std::erase_if(machine.state.components, named),
+                   S_OK           : NETCFG_E_NO_WRITE_LOCK;
         });
     }
     // clang-format off
@@ -190,20 +176,15 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
     }
     HRESULT STDMETHODCALLTYPE Apply() override {
         return Call("Apply", "", [] {
-            std::ofstream file(kStateFile, std::ios::binary);
-            std::copy(machine.lines.begin(), machine.lines.end(),
-                      std::ostream_iterator<std::string>(file, "\n"));
+            WriteWholeFile(kStateFile, FormatNetcfgState(machine.state));
             return S_OK;
         });
     }
     HRESULT STDMETHODCALLTYPE FindComponent(LPCWSTR id, INetCfgComponent** component) override {
         const std::string name = Utf8(id);
         return Call("FindComponent", name, [&] {
-            const auto named = [&](const std::string& line) {
-                return line.starts_with("component " + name + " ");
-            };
             return !machine.initialized ? NETCFG_E_NOT_INITIALIZED
-                   : std::none_of(machine.lines.begin(), machine.lines.end(), named)
+                   : !IsInstalled(name)
                        ? S_FALSE
                        : GiveOut<INetCfgComponent>(new Component(name), reinterpret_cast<void**>(component));
         });
@@ -215,12 +196,12 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
     }
     HRESULT STDMETHODCALLTYPE AcquireWriteLock(DWORD timeout, LPCWSTR client, LPWSTR* holder) override {
         return Call("AcquireWriteLock", std::to_string(timeout) + ", " + Utf8(client), [&] {
-            if (!machine.holder.empty()) {
-                const std::wstring wide = conv_utf8_to_wchar(machine.holder.c_str());
+            if (!machine.state.holder.empty()) {
+                const std::wstring wide = conv_utf8_to_wchar(machine.state.holder.c_str());
                 *holder = static_cast<LPWSTR>(CoTaskMemAlloc((wide.size() + 1) * sizeof(wchar_t)));
                 std::wcscpy(*holder, wide.c_str());
             }
-            return machine.locked = !machine.lockedByOthers, machine.locked ? S_OK : S_FALSE;
+            return machine.locked = !machine.state.lockedByOthers, machine.locked ? S_OK : S_FALSE;
         });
     }
     // clang-format off
@@ -234,8 +215,9 @@ class Factory : public Counted<IClassFactory> {
     ULONG STDMETHODCALLTYPE AddRef() override { return 2; } // there is one for the life of the DLL
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** out) override {
-        ReadMachine();
-        return Call("CoCreateInstance", "", [&] { return (new NetCfg)->QueryInterface(id, out); });
+        machine = {};
+        machine.state = ParseNetcfgState(ReadWholeFile(kStateFile));
+        return Call("CreateInstance", "", [&] { return (new NetCfg)->QueryInterface(id, out); });
     }
     UNUSED(LockServer, BOOL);
 };

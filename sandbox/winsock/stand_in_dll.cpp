@@ -2,23 +2,18 @@
 // the calls in C:\sandbox\winsock.calls.txt.
 #include "winsock/simulated_winsock.h"
 
-#include <fstream>
-#include <sstream>
-
 namespace {
 
 constexpr char kStateFile[] = "C:\\sandbox\\winsock.txt";
 constexpr char kCallsFile[] = "C:\\sandbox\\winsock.calls.txt";
 
 void ReadState(const std::string&) {
-    std::ostringstream text;
-    text << std::ifstream(kStateFile).rdbuf();
-    Winsock().state = ParseWinsockState(text.str());
+    Winsock().state = ParseWinsockState(ReadWholeFile(kStateFile));
 }
 
 void WriteState() {
-    std::ofstream(kStateFile, std::ios::binary) << FormatWinsockState(Winsock().state);
-    std::ofstream(kCallsFile, std::ios::app | std::ios::binary) << Winsock().calls.back() << "\n";
+    WriteWholeFile(kStateFile, FormatWinsockState(Winsock().state));
+    AppendToFile(kCallsFile, Winsock().calls.back() + "\n");
 }
 
 } // namespace

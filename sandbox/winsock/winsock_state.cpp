@@ -1,15 +1,15 @@
 // Reading and writing the text form of the simulated catalogs.
 #include "winsock/winsock_state.h"
 
-#include <objbase.h>
-
 #include <algorithm>
+#include <climits>
 #include <cstddef>
-#include <sstream>
+#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
 #include "common/text_conversion.h"
+#include "state_text.h"
 
 namespace {
 
@@ -26,14 +26,35 @@ const std::pair<const char*, size_t> kNumberFields[] = {
     // clang-format on
 };
 
+// Those that a state can make fail.
+const char* const kWinsockFunctions[] = {"WSAStartup",
+                                         "WSACleanup",
+                                         "WSCEnumProtocols",
+                                         "WSCEnumProtocols32",
+                                         "WSCGetProviderPath",
+                                         "WSCInstallProvider",
+                                         "WSCInstallProvider64_32",
+                                         "WSCDeinstallProvider",
+                                         "WSCDeinstallProvider32",
+                                         "WSCUpdateProvider",
+                                         "WSCUpdateProvider32",
+                                         "WSCWriteProviderOrder",
+                                         "WSCWriteProviderOrder32",
+                                         nullptr};
+
 DWORD& FieldAt(WSAPROTOCOL_INFOW& info, size_t offset) {
     return *reinterpret_cast<DWORD*>(reinterpret_cast<char*>(&info) + offset);
 }
 
-void ReadChain(const std::string& text, WSAPROTOCOLCHAIN& chain) {
-    std::istringstream ids(text);
-    for (std::string id; chain.ChainLen < MAX_PROTOCOL_CHAIN && std::getline(ids, id, ',');) {
-        chain.ChainEntries[chain.ChainLen++] = std::stoul(id);
+void ReadChain(std::string ids, WSAPROTOCOLCHAIN& chain) {
+    for (int i = 0; !ids.empty(); ++i) {
+        if (i == MAX_PROTOCOL_CHAIN) {
+            throw std::runtime_error("a chain of more than 7 ids");
+        }
+        const size_t comma = std::min(ids.find(','), ids.size());
+        chain.ChainEntries[i] = ParseNumber32(ids.substr(0, comma));
+        chain.ChainLen = i + 1;
+        ids.erase(0, comma + 1);
     }
 }
 
@@ -41,119 +62,169 @@ void SetField(SimulatedEntry& entry, const std::string& key, const std::string& 
     if (key == "chain") {
         ReadChain(value, entry.info.ProtocolChain);
     } else if (key == "length") {
-        entry.info.ProtocolChain.ChainLen = std::stoi(value);
+        entry.info.ProtocolChain.ChainLen = static_cast<int>(ParseNumber(value, INT_MIN, INT_MAX));
     } else if (key == "path") {
+        if (LeavesSandbox(value)) {
+            throw std::runtime_error("a path that leaves the sandbox: " + value);
+        }
         entry.path = conv_utf8_to_wchar(value.c_str());
     } else if (key == "name") {
         // A name that fills the array has no terminator there, as in a corrupt catalog.
         const std::wstring name = conv_utf8_to_wchar(value.c_str());
-        std::copy_n(name.c_str(), std::min<size_t>(name.size(), WSAPROTOCOL_LEN + 1), entry.info.szProtocol);
+        if (name.size() > WSAPROTOCOL_LEN + 1) {
+            throw std::runtime_error("a name of more than 256 characters");
+        }
+        std::copy(name.begin(), name.end(), entry.info.szProtocol);
     } else {
         const auto field = std::find_if(std::begin(kNumberFields), std::end(kNumberFields),
                                         [&](const auto& each) { return key == each.first; });
         if (field == std::end(kNumberFields)) {
-            throw std::runtime_error("unknown field " + key);
+            throw std::runtime_error("unknown field: " + key);
         }
-        FieldAt(entry.info, field->second) = std::stoul(value, nullptr, 0);
+        FieldAt(entry.info, field->second) = ParseNumber32(value);
     }
 }
 
-SimulatedEntry ReadEntry(std::istringstream& line) {
-    SimulatedEntry entry = {};
-    std::string guid;
-    line >> entry.info.dwCatalogEntryId >> guid;
-    entry.info.ProviderId = ParseGuid(guid);
-    for (std::string key; std::getline(line >> std::ws, key, '=');) {
-        std::string value;
-        if (line.peek() == '"') {
-            line.get();
-            std::getline(line, value, '"');
-        } else {
-            line >> value;
-        }
-        SetField(entry, key, value);
+void ReadStateLine(std::string line, WinsockState& state, SimulatedCatalog*& catalog) {
+    const std::string word = TakeWord(line);
+    if (word == "next-id") {
+        state.nextId = ParseNumber32(line);
+    } else if (word == "fail") {
+        state.faults.push_back(ParseFault(line, kWinsockFunctions));
+    } else if (word == "catalog" && (line == "64" || line == "32")) {
+        catalog = line == "32" ? &state.catalog32 : &state.catalog64;
+    } else if (word == "entry") {
+        catalog->push_back(ParseEntry(line));
+    } else {
+        throw std::runtime_error("not a line of a Winsock state: " + word + " " + line);
     }
-    return entry;
 }
 
-void WriteCatalog(std::ostringstream& out, const char* bits, const SimulatedCatalog& catalog) {
-    out << "catalog " << bits << "\n";
-    for (SimulatedEntry entry : catalog) {
-        const WSAPROTOCOLCHAIN& chain = entry.info.ProtocolChain;
-        const int elements = chain.ChainLen == 1 ? 0 : std::clamp(chain.ChainLen, 0, MAX_PROTOCOL_CHAIN);
-        const std::wstring name(entry.info.szProtocol, wcsnlen(entry.info.szProtocol, WSAPROTOCOL_LEN + 1));
-        out << "entry " << entry.info.dwCatalogEntryId << " " << FormatGuid(entry.info.ProviderId);
-        for (int i = 0; i < elements; ++i) {
-            out << (i == 0 ? " chain=" : ",") << chain.ChainEntries[i];
-        }
-        if (chain.ChainLen != elements) {
-            out << " length=" << chain.ChainLen;
-        }
-        out << " path=\"" << conv_wchar_to_utf8(entry.path.c_str()) << "\" name=\""
-            << conv_wchar_to_utf8(name.c_str()) << "\"";
-        for (const auto& [name32, offset] : kNumberFields) {
-            if (FieldAt(entry.info, offset) != 0) {
-                out << " " << name32 << "=" << FieldAt(entry.info, offset);
-            }
-        }
-        out << "\n";
+std::string Quoted(const char* key, const std::wstring& value) {
+    return std::string(" ") + key + "=\"" + conv_wchar_to_utf8(value.c_str()) + "\"";
+}
+
+// The ids of a chain up to its length, and any behind it.
+std::string FormatChain(const WSAPROTOCOLCHAIN& chain) {
+    int ids = MAX_PROTOCOL_CHAIN;
+    while (ids > 0 && chain.ChainEntries[ids - 1] == 0 && (ids > chain.ChainLen || chain.ChainLen == 1)) {
+        --ids;
     }
+    std::string text;
+    for (int i = 0; i < ids; ++i) {
+        text += (i == 0 ? " chain=" : ",") + std::to_string(chain.ChainEntries[i]);
+    }
+    return text + (chain.ChainLen != ids ? " length=" + std::to_string(chain.ChainLen) : "");
+}
+
+std::string FormatEntry(SimulatedEntry entry) {
+    const std::wstring name(entry.info.szProtocol, wcsnlen(entry.info.szProtocol, WSAPROTOCOL_LEN + 1));
+    std::string text = "entry " + std::to_string(entry.info.dwCatalogEntryId) + " " +
+                       FormatGuid(entry.info.ProviderId) + FormatChain(entry.info.ProtocolChain) +
+                       Quoted("path", entry.path) + Quoted("name", name);
+    for (const auto& [key, offset] : kNumberFields) {
+        if (FieldAt(entry.info, offset) != 0) {
+            text += std::string(" ") + key + "=" + std::to_string(FieldAt(entry.info, offset));
+        }
+    }
+    return text + "\n";
+}
+
+std::string FormatCatalog(const char* bits, const SimulatedCatalog& catalog) {
+    std::string text = std::string("catalog ") + bits + "\n";
+    for (const SimulatedEntry& entry : catalog) {
+        text += FormatEntry(entry);
+    }
+    return text;
+}
+
+bool IsSlash(char c) {
+    return c == '\\' || c == '/';
+}
+
+bool IsDrive(const std::string& path, size_t at) {
+    return path.size() > at + 1 && isalpha(static_cast<unsigned char>(path[at])) && path[at + 1] == ':';
 }
 
 } // namespace
+
+bool LeavesSandbox(const std::string& path) {
+    if (path.size() < 2 || !IsSlash(path[0]) || !(IsSlash(path[1]) || path[1] == '?')) {
+        return false;
+    }
+    return !(path.starts_with("\\\\?\\") && IsDrive(path, 4));
+}
+
+std::string DrivesOf(const WinsockState& state) {
+    std::string drives;
+    for (const SimulatedCatalog* catalog : {&state.catalog64, &state.catalog32}) {
+        for (const SimulatedEntry& entry : *catalog) {
+            const std::string path = conv_wchar_to_utf8(entry.path.c_str());
+            const size_t at = path.starts_with("\\\\?\\") ? 4 : 0;
+            const char drive = IsDrive(path, at) ? static_cast<char>(tolower(path[at])) : 'c';
+            drives += drives.find(drive) == std::string::npos ? std::string(1, drive) : "";
+        }
+    }
+    return drives;
+}
 
 std::string FormatGuid(const GUID& guid) {
     if (guid == GUID{guid.Data1, 0, 0, {}}) {
         return "{" + std::to_string(guid.Data1) + "}";
     }
-    wchar_t text[64];
-    StringFromGUID2(guid, text, 64);
-    return conv_wchar_to_utf8(text);
+    char text[64];
+    const unsigned char* b = guid.Data4;
+    std::snprintf(text, sizeof(text), "{%08lX-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.Data1,
+                  guid.Data2, guid.Data3, b[0], b[1], b[2], b[3], b[4], b[5], b[6], b[7]);
+    return text;
 }
 
 GUID ParseGuid(const std::string& text) {
+    const std::string digits = text.size() > 2 ? text.substr(1, text.size() - 2) : "";
     GUID guid = {};
-    if (text.find('-') == std::string::npos) {
-        guid.Data1 = std::stoul(text.substr(1));
-    } else if (FAILED(CLSIDFromString(conv_utf8_to_wchar(text.c_str()).c_str(), &guid))) {
+    if (text == "{" + digits + "}" && digits.find('-') == std::string::npos) {
+        guid.Data1 = ParseNumber32(digits);
+        return guid;
+    }
+    unsigned parts[11] = {};
+    const int read =
+        std::sscanf(text.c_str(), "{%8x-%4x-%4x-%2x%2x-%2x%2x%2x%2x%2x%2x}", &parts[0], &parts[1], &parts[2],
+                    &parts[3], &parts[4], &parts[5], &parts[6], &parts[7], &parts[8], &parts[9], &parts[10]);
+    guid = {parts[0], static_cast<WORD>(parts[1]), static_cast<WORD>(parts[2]), {}};
+    std::copy(parts + 3, parts + 11, guid.Data4);
+    if (read != 11 || _stricmp(FormatGuid(guid).c_str(), text.c_str()) != 0) {
         throw std::runtime_error("not a GUID: " + text);
     }
     return guid;
 }
 
+SimulatedEntry ParseEntry(std::string text) {
+    SimulatedEntry entry = {};
+    entry.info.dwCatalogEntryId = ParseNumber32(TakeWord(text));
+    entry.info.ProviderId = ParseGuid(TakeWord(text));
+    while (!text.empty()) {
+        const size_t equals = text.find('=');
+        if (equals == std::string::npos) {
+            throw std::runtime_error("not a field: " + text);
+        }
+        const std::string key = text.substr(0, equals);
+        text.erase(0, equals + 1);
+        SetField(entry, key, TakeQuoted(text));
+    }
+    return entry;
+}
+
 WinsockState ParseWinsockState(const std::string& text) {
     WinsockState state;
     SimulatedCatalog* catalog = &state.catalog64;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string word;
-        words >> word;
-        if (word == "next-id") {
-            words >> state.nextId;
-        } else if (word == "fail") {
-            PlannedFault fault = {};
-            words >> fault.function >> fault.call >> fault.error;
-            state.faults.push_back(fault);
-        } else if (word == "catalog") {
-            words >> word;
-            catalog = word == "32" ? &state.catalog32 : &state.catalog64;
-        } else if (word == "entry") {
-            catalog->push_back(ReadEntry(words));
-        } else if (!word.empty() && word[0] != '#') {
-            throw std::runtime_error("not a line of a Winsock state: " + line);
-        }
-    }
+    ReadLines(text, [&](const std::string& line) { ReadStateLine(line, state, catalog); });
     return state;
 }
 
 std::string FormatWinsockState(const WinsockState& state) {
-    std::ostringstream out;
-    out << "next-id " << state.nextId << "\n";
+    std::string text = "next-id " + std::to_string(state.nextId) + "\n";
     for (const PlannedFault& fault : state.faults) {
-        out << "fail " << fault.function << " " << fault.call << " " << fault.error << "\n";
+        text += FormatFault(fault);
     }
-    WriteCatalog(out, "64", state.catalog64);
-    WriteCatalog(out, "32", state.catalog32);
-    return out.str();
+    return text + FormatCatalog("64", state.catalog64) + FormatCatalog("32", state.catalog32);
 }

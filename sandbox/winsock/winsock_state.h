@@ -6,6 +6,7 @@
 //   catalog 64                          the entries that follow are in the 64-bit catalog
 //   entry 1011 {GUID} chain=1010,1001 path="C:\a.dll" name="Example over TCP" family=2 type=1 protocol=6
 // "length=" stands for a chain length other than the number of elements (a base provider has "length=1").
+// Lines that are empty or begin with # are passed over; anything else is an error.
 #pragma once
 
 #include <winsock2.h>
@@ -14,18 +15,14 @@
 #include <string>
 #include <vector>
 
+#include "state_text.h"
+
 struct SimulatedEntry {
     WSAPROTOCOL_INFOW info;
     std::wstring path;
 };
 
 using SimulatedCatalog = std::vector<SimulatedEntry>;
-
-struct PlannedFault {
-    std::string function;
-    int call; // the number of the call that fails, from 1 on
-    int error;
-};
 
 struct WinsockState {
     DWORD nextId = 1001;
@@ -34,11 +31,20 @@ struct WinsockState {
     SimulatedCatalog catalog32;
 };
 
-// Reads the text form (UTF-8). Throws std::runtime_error with the line that is wrong.
+// Reads the text form (UTF-8). Throws std::runtime_error whose text begins with the number of the line that is wrong.
 WinsockState ParseWinsockState(const std::string& text);
+
+// Reads what stands behind the word "entry". Throws std::runtime_error.
+SimulatedEntry ParseEntry(std::string text);
 
 // Writes the text form.
 std::string FormatWinsockState(const WinsockState& state);
+
+// Whether a path names something that no drive letter leads to: a share, a device, the host of a Wine prefix.
+bool LeavesSandbox(const std::string& path);
+
+// The letters of the drives that the paths of the state name, in lower case, each once.
+std::string DrivesOf(const WinsockState& state);
 
 // A GUID of which only the first field is not zero is a decimal number in braces, for short.
 std::string FormatGuid(const GUID& guid);

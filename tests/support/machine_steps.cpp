@@ -192,7 +192,7 @@ std::string RunWithFault(const std::string& simulation, std::string rest) {
     const std::string exitCode = TakeWord(rest);
     PrepareSystem();
     std::ofstream("C:\\sandbox\\" + simulation + ".txt", std::ios::app)
-        << "fail " << call << " " << number << " " << code << "\n";
+        << "fail " << call << " " << number << (simulation == "netcfg" ? " 0x" : " ") << code << "\n";
     const std::string text = RunChild(program + " " + words);
     const std::string output = text + ReadWholeFile("C:\\sandbox\\" + simulation + ".calls.txt");
     EXPECT_EQ(std::to_string(lastExitCode), exitCode);

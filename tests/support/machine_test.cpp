@@ -1,8 +1,6 @@
 #include "support/machine_test.h"
 
-#include <fstream>
 #include <regex>
-#include <sstream>
 
 #include "lsp/private_heap.h"
 #include "lsp/update_functions.h"
@@ -10,6 +8,8 @@
 #include "winsock/simulated_winsock.h"
 
 namespace {
+
+constexpr DWORD kSecondsForAProgram = 60;
 
 std::string traced;
 
@@ -73,7 +73,10 @@ void RunProgram(std::string commandLine, HANDLE output) {
                                  &startup, &process);
     }
     EXPECT_TRUE(started) << commandLine.substr(0, 200) << ": error " << GetLastError();
-    WaitForSingleObject(process.hProcess, started ? INFINITE : 0);
+    if (started && WaitForSingleObject(process.hProcess, kSecondsForAProgram * 1000) == WAIT_TIMEOUT) {
+        ADD_FAILURE() << "not ended after " << kSecondsForAProgram << " s: " << commandLine.substr(0, 200);
+        TerminateProcess(process.hProcess, 1);
+    }
     GetExitCodeProcess(process.hProcess, &lastExitCode);
     CloseHandle(process.hThread);
     CloseHandle(process.hProcess);
@@ -89,16 +92,6 @@ std::string RunChild(const std::string& commandLine, ChildOutput to) {
     CloseHandle(output);
     static const std::regex stamp("(^|\\n)\\d{3,}:[0-9a-f]{4,} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ");
     return std::regex_replace(ReadWholeFile(kOutput), stamp, "$1");
-}
-
-std::string ReadWholeFile(const std::string& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
-void WriteWholeFile(const std::string& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary) << content;
 }
 
 bool FileExists(const std::string& pathOrPattern) {

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "state_text.h"
 #include "support/platform_hooks.h"
 
 constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";
@@ -38,8 +39,6 @@ void RunProgram(std::string commandLine, HANDLE output);
 // The exit code of the last program.
 extern DWORD lastExitCode;
 
-std::string ReadWholeFile(const std::string& path);
-void WriteWholeFile(const std::string& path, const std::string& content);
 bool FileExists(const std::string& pathOrPattern);
 
 // Writes a value, and its key where there is none.

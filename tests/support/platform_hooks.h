@@ -52,7 +52,8 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
         Fail(0, 0);
     }
     R Real(A... arguments) {
-        const auto real = reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(library), name));
+        // Never freed: the library is one that the program under test imports.
+        const auto real = reinterpret_cast<void*>(GetProcAddress(LoadLibraryExA(library, nullptr, 0), name));
         return reinterpret_cast<R(WINAPI*)(A...)>(real)(arguments...);
     }
     R Call(A... arguments) {
@@ -82,7 +83,7 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
     X(kernel32, GetTempFileNameA, 0, false) X(kernel32, MoveFileA, 0, false) \
     X(kernel32, MoveFileExA, 0, false) X(kernel32, CreateProcessW, 0, false) \
     X(kernel32, WaitForSingleObject, -1, false) X(kernel32, CloseHandle, 0, false) \
-    X(msvcrt, _vscprintf, -1, false) X(msvcrt, _vscwprintf, -1, false) X(ole32, CoCreateInstance, 0, true) \
+    X(ole32, CoCreateInstance, 0, true) \
     X(ole32, CoInitializeEx, 0, true) X(ole32, CoUninitialize, 0, false) X(ole32, CoTaskMemFree, 0, false) \
     X(advapi32, RegOpenKeyA, 0, true) X(advapi32, RegOpenKeyExA, 0, true) \
     X(advapi32, RegQueryValueExA, 0, true) X(advapi32, RegSetValueA, 0, true) \

@@ -22,13 +22,6 @@ bool CheckOutput(const std::string& word, const std::string& rest, const std::st
 
 } // namespace
 
-std::string TakeWord(std::string& text) {
-    const size_t blank = std::min(text.find(' '), text.size());
-    const std::string word = text.substr(0, blank);
-    text.erase(0, blank + 1);
-    return word;
-}
-
 void RunTextCase(const std::string& path, const std::function<std::string(std::string, std::string)>& step) {
     std::istringstream lines(ReadWholeFile(path) + "#\n");
     std::string output;

@@ -20,6 +20,3 @@ std::vector<std::string> NamesIn(const std::string& pattern);
 
 // The builds of the executable in the sandbox, by the names of their folders.
 std::vector<std::string> Builds();
-
-// Takes the first word, and the blank behind it, out of text and returns it.
-std::string TakeWord(std::string& text);
