@@ -98,7 +98,7 @@ sandbox_make() {
         mkdir -p "$drive/sandbox/${build##*/}"
         cp "$build/norvane64.exe" "$drive/sandbox/${build##*/}/"
     done
-    cp "$build"/sandbox/*.dll "$build"/sandbox/*.exe sandbox/sample_*.txt "$drive/sandbox/"
+    cp "$build"/sandbox/*.dll "$build"/sandbox/*.exe sandbox/sample_* "$drive/sandbox/"
     sandbox_set 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs'
     # For this one program: with the stand-in, Wine's own services would not start.
     sandbox_set 'HKCU\Software\Wine\AppDefaults\norvane64.exe\DllOverrides' /v ws2_32 /d native
@@ -107,12 +107,9 @@ sandbox_make() {
     sandbox_winsock update
 }
 
-# A class whose DLL something replaced, for restore-dll and the demo.
-SANDBOX_CLASS='{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}'
-
-# sandbox_machine KIND [STATE NAME]: a machine of that kind with the catalogs of the sample, or of another state file, which
-# messages call NAME: three providers over one another, a shared DLL count, three network components, and two classes whose DLLs were replaced: one
-# of its own and one of VBScript's.
+# sandbox_machine KIND [STATE NAME]: the sample machine, of that kind: three providers over one another, or the catalogs of
+# another state file, which messages call NAME; a shared DLL count, three network components, two classes whose DLLs were
+# replaced.
 sandbox_machine() {
     local name
     sandbox_winsock "$1"
@@ -121,10 +118,7 @@ sandbox_machine() {
     for name in examplelsp filterlsp guardlsp original; do
         echo "stands for a DLL" >"$drive/windows/system32/$name.dll"
     done
-    sandbox_set 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' \
-        /v 'C:\windows\system32\examplelsp.dll' /t REG_DWORD /d 1
-    sandbox_replaced_dll "$SANDBOX_CLASS" '%SystemRoot%\system32\original.dll'
-    sandbox_replaced_dll '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}' '%SystemRoot%\system32\vbscript.dll'
+    sandbox_wine reg import 'C:\sandbox\sample_registry.reg' >/dev/null 2>&1 || script_fail "The sample's registry was refused"
 }
 
 # sandbox_state SIMULATION FILE NAME: gives a simulation its state, with the drives that the paths in it name, each a folder of
@@ -140,13 +134,6 @@ sandbox_state() {
             ln -sfn "../drive_$letter" "$WINEPREFIX/dosdevices/$letter:"
         }
     done
-}
-
-# sandbox_replaced_dll CLASS DLL: makes a class whose DLL was replaced, with the old one kept.
-sandbox_replaced_dll() {
-    local key="HKCR\\CLSID\\$1\\InprocServer32"
-    sandbox_set "$key" /ve /d 'C:\windows\system32\planted.dll'
-    sandbox_set "$key" /v OriginalDll /t REG_EXPAND_SZ /d "$2"
 }
 
 # sandbox_set KEY WORDS...: writes a registry value.

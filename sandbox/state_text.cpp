@@ -7,8 +7,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-void ReadLines(const std::string& text, const std::function<void(std::string)>& read) {
-    int number = 0;
+void ReadLines(const std::string& text, int& number, const std::function<void(std::string)>& read) {
     for (size_t at = 0; at < text.size();) {
         const size_t end = std::min(text.find('\n', at), text.size());
         std::string line = text.substr(at, end - at);

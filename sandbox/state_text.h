@@ -6,9 +6,9 @@
 #include <functional>
 #include <string>
 
-// Calls read with each line that is neither empty nor a comment (#), without its line end. What read throws of
-// std::runtime_error comes out as another whose text begins with the number of the line and a colon.
-void ReadLines(const std::string& text, const std::function<void(std::string)>& read);
+// Calls read with each line that is neither empty nor a comment (#), without its line end. number counts the lines. What
+// read throws of std::runtime_error comes out as another whose text begins with that number and a colon.
+void ReadLines(const std::string& text, int& number, const std::function<void(std::string)>& read);
 
 // Takes the first word, and the blanks behind it, out of text and returns it.
 std::string TakeWord(std::string& text);

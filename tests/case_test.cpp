@@ -1,16 +1,7 @@
-// Runs each file of tests/cases: those named run_... against each build of the executable, the others in process. Its
-// steps in process:
-//   machine KIND           a machine whose ws2_32.dll has the update functions ("update") or not ("plain")
-//   entry ..., next-id N   the catalogs, as in a state of the simulated Winsock: both alike
-//   fail CALL N ERROR      the N-th such call of Windows or of the simulated Winsock from now on fails
-//   sweep CALL ERROR ACTION  runs an action with the first, the second ... such call failing, as long as there is
-//                          one more; each output must have the text, or one of the two, of the last "told A || B"
-// the steps of machine_steps.h, and the actions below, whose empty words are written "". An action outputs its
-// trace (a star before result lines), the changing calls of the simulated Winsock, and its result; that it leaves nothing
-// behind is checked each time. %N% stands for N characters.
+// Runs the cases of tests/cases, each as a test of its own: those of a file run_... against each build of the executable, the
+// others in process. The actions of the latter are here, the other steps in machine_steps.cpp; tests/README.md describes
+// them all.
 #include <algorithm>
-#include <map>
-#include <set>
 #include <stdexcept>
 
 #include "common/registry_helpers.h"
@@ -25,14 +16,14 @@
 #include "lsp/update_functions.h"
 #include "netcfg/netcfg_removal.h"
 #include "security/permission_acquirer.h"
+#include "support/case_file.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
-#include "support/text_case.h"
+#include "trace/trace_log.h"
+#include "netcfg/netcfg_state.h"
 #include "winsock/simulated_winsock.h"
 
 namespace {
-
-using Words = std::vector<std::string>;
 
 using std::to_string;
 
@@ -41,34 +32,66 @@ std::wstring Wide(const std::string& word) {
 }
 
 CatalogSelector Selector(const std::string& word) {
-    return word == "both" ? CatalogBoth : word == "32" ? Catalog32 : word == "64" ? Catalog64 : 7;
+    if (word == "other") {
+        return 7;
+    }
+    if (word != "both" && word != "32" && word != "64") {
+        throw std::runtime_error("not a selector: " + word);
+    }
+    return word == "both" ? CatalogBoth : word == "32" ? Catalog32 : Catalog64;
 }
 
-// One operation on the catalogs; what it installs or updates with is their last entry.
-std::string Operate(const Words& words) {
-    const CatalogSelector catalog = Selector(words[1]);
-    GUID guid = ParseGuid(words.size() > 2 ? words[2] : "{0}");
+// The last entry of the catalogs, with which the operations install and update.
+WSAPROTOCOL_INFOW* LastEntry() {
+    return &Winsock().state.catalog64.back().info;
+}
+
+std::string Enumerate(const Words& words) {
+    int count = 0;
+    LspFreeIfAny(EnumerateProviders(Selector(words[0]), &count));
+    return to_string(count);
+}
+
+// With a buffer that ends with a page that cannot be touched; in a selector that reads nothing it is not there at all.
+std::string EnumerateExisting(const Words& words) {
     WSAPROTOCOL_INFOW entries[8] = {};
-    std::transform(Winsock().state.catalog64.rbegin(), Winsock().state.catalog64.rend(), entries,
-                   [](const SimulatedEntry& entry) { return entry.info; });
-    DWORD ids[] = {3, 2, 1, 0};
     DWORD length = sizeof(entries);
-    int error = 7;
-    int result = 0;
-    if (words[0] == "enumerate") {
-        LspFreeIfAny(EnumerateProviders(catalog, &result));
-    } else if (words[0] == "enumerate-existing") {
-        result = EnumerateProvidersExisting(catalog, entries, &length);
-    } else if (words[0] == "install") {
-        result = InstallProvider(catalog, &guid, L"new.dll", entries, 1);
-    } else if (words[0] == "deinstall") {
-        result = DeinstallProvider(catalog, &guid);
-    } else if (words[0] == "update") {
-        result = UpdateProvider(catalog, &guid, L"new.dll", entries, &error);
-    } else {
-        result = WriteProviderOrder(catalog, ids, words[0] == "order" ? 3 : 4, &error);
-    }
+    const bool reads = words[0] == "32" || words[0] == "64";
+    return to_string(
+        EnumerateProvidersExisting(Selector(words[0]), reads ? entries : nullptr, reads ? &length : nullptr));
+}
+
+std::string WithError(int result, int error) {
     return to_string(result) + (error == 7 ? "" : " error " + to_string(error));
+}
+
+std::string Update(const Words& words) {
+    int error = 7;
+    GUID id = ParseGuid(words[1]);
+    const int result = UpdateProvider(Selector(words[0]), &id, L"new.dll", LastEntry(), &error);
+    return WithError(result, error);
+}
+
+std::string WriteOrder(const Words& words) {
+    int error = 7;
+    std::vector<DWORD> ids;
+    for (const std::string& id : SplitAt(words[1], " ")) {
+        ids.push_back(ParseNumber32(id));
+    }
+    const int result =
+        WriteProviderOrder(Selector(words[0]), ids.data(), static_cast<DWORD>(ids.size()), &error);
+    return WithError(result, error);
+}
+
+std::string Install(const Words& words) {
+    GUID id = ParseGuid(words[1]);
+    WSAPROTOCOL_INFOW entry = *LastEntry();
+    return to_string(InstallProvider(Selector(words[0]), &id, L"new.dll", &entry, 1));
+}
+
+std::string Deinstall(const Words& words) {
+    GUID id = ParseGuid(words[1]);
+    return to_string(DeinstallProvider(Selector(words[0]), &id));
 }
 
 // "hidden id@depth" for each record, the hidden ids of its dependents in brackets, its provider ids in braces.
@@ -96,9 +119,21 @@ std::string MapText(const Words&) {
     return text;
 }
 
+// The ids of both catalogs in their order.
+std::string ShowCatalogs(const Words&) {
+    for (const SimulatedCatalog* catalog : {&Winsock().state.catalog64, &Winsock().state.catalog32}) {
+        std::string ids = catalog == &Winsock().state.catalog64 ? "64:" : "32:";
+        for (const SimulatedEntry& entry : *catalog) {
+            ids += " " + to_string(entry.info.dwCatalogEntryId);
+        }
+        Trace("%s", ids.c_str());
+    }
+    return "";
+}
+
 std::string RemoveByName(const Words& words) {
     wchar_t path[kDllPathSize] = L"untouched";
-    const int result = RemoveProvider(Selector(words[1]), Wide(words[2]).c_str(), path);
+    const int result = RemoveProvider(Selector(words[0]), Wide(words[1]).c_str(), path);
     return to_string(result) + " " + conv_to_char(path);
 }
 
@@ -115,7 +150,7 @@ std::string LoadFunctions(const Words&) {
 }
 
 std::string OpenKey(const Words& words) {
-    BYTE use64 = words[2] == "64";
+    BYTE use64 = words[0] == "64";
     HKEY key = nullptr;
     const LONG error = RegOpenKeyLogged(HKEY_LOCAL_MACHINE, words[1].c_str(), 0, KEY_READ, &key, use64);
     RegCloseKey(key);
@@ -124,40 +159,62 @@ std::string OpenKey(const Words& words) {
 
 std::string AcquireByHandle(const Words& words) {
     HKEY key = nullptr;
-    if (words[1] != "null") {
-        RegOpenKeyA(HKEY_CLASSES_ROOT, words[1].c_str(), &key);
-    }
+    RegOpenKeyA(HKEY_CLASSES_ROOT, words[0].c_str(), &key);
     const bool acquired = PermissionAcquirer().SetPermissions(key);
     RegCloseKey(key);
     return to_string(acquired);
 }
 
-const std::map<std::string, std::function<std::string(const Words&)>> kActions = {
-    {"map", MapText},
-    {"load", LoadFunctions},
-    {"remove", [](const Words& w) { return to_string(RemoveProvider(Selector(w[1]), std::stoul(w[2]))); }},
-    {"remove-name", RemoveByName},
-    {"lsp", [](const Words& w) { return RemoveLsp(true, w[1]), ""; }},
-    {"delete", [](const Words& w) { return RemoveFile(w[1].c_str(), w[2] == "64", w[3] == "reboot"), ""; }},
-    {"uninstall", [](const Words& w) { return to_string(HrUninstallNetComponent(Wide(w[1]).c_str())); }},
-    {"restore-vbs", [](const Words& w) { return to_string(RestoreOriginalDll(w[1].c_str())); }},
-    {"restore-class", [](const Words& w) { return to_string(RestoreClassOriginalDll(w[1].c_str())); }},
-    {"start", [](const Words& w) { return to_string(RegSvr32Dll(Wide(w[1]).c_str())); }},
-    {"to-wide", [](const Words& w) { return conv_wchar_to_utf8(conv_to_wchar(w[1].c_str()).c_str()); }},
-    {"to-narrow", [](const Words& w) { return conv_to_char(conv_utf8_to_wchar(w[1].c_str()).c_str()); }},
-    {"null-to-utf8", [](const Words&) { return conv_wchar_to_utf8(nullptr); }},
-    {"expand", [](const Words& w) { return ExpandEnvString(w[1] == "null" ? nullptr : w[1].c_str()); }},
-    {"system-error", [](const Words& w) { return FormatSystemError(std::stoul(w[1])); }},
-    {"open-key", OpenKey},
-    {"acquire-key", AcquireByHandle},
-    {"acquire",
-     [](const Words& w) {
-         return to_string(PermissionAcquirer().SetPermissions(w[1].c_str(), 3, w.size() > 2));
-     }},
-};
+std::string Acquire(const Words& words, bool view32) {
+    return to_string(PermissionAcquirer().SetPermissions(words[0].c_str(), 3, view32));
+}
 
-const std::set<std::string> kOperations = {
-    "enumerate", "enumerate-existing", "install", "deinstall", "update", "order", "order-unknown"};
+// With what the stand-in says at the end.
+std::string Uninstall(const Words& words) {
+    const HRESULT result = HrUninstallNetComponent(Wide(words[0]).c_str());
+    const std::string calls = ReadWholeFile("C:\\sandbox\\netcfg.calls.txt");
+    const size_t last = calls.rfind("all released");
+    if (last != std::string::npos) {
+        Trace("%s", calls.substr(last, calls.size() - last - 1).c_str());
+    }
+    EXPECT_EQ(last != std::string::npos, calls.starts_with("CreateInstance = 00000000")) << calls;
+    char text[16];
+    _snprintf(text, sizeof(text), result < 0 ? "0x%08lX" : "%ld", result);
+    return text;
+}
+
+const std::vector<Step> kActions = {
+    {"map", MapText},
+    {"catalogs", ShowCatalogs},
+    {"load", LoadFunctions},
+    {"enumerate SELECTOR", Enumerate},
+    {"enumerate-existing SELECTOR", EnumerateExisting},
+    {"install SELECTOR GUID", Install},
+    {"deinstall SELECTOR GUID", Deinstall},
+    {"update SELECTOR GUID", Update},
+    {"order SELECTOR IDS...", WriteOrder},
+    {"remove SELECTOR ID",
+     [](const Words& w) { return to_string(RemoveProvider(Selector(w[0]), ParseNumber32(w[1]))); }},
+    {"remove-name SELECTOR NAME", RemoveByName},
+    {"lsp NAME", [](const Words& w) { return RemoveLsp(true, w[0]), ""; }},
+    {"delete PATH", [](const Words& w) { return RemoveFile(w[0].c_str(), false, false), ""; }},
+    {"delete-64 PATH", [](const Words& w) { return RemoveFile(w[0].c_str(), true, false), ""; }},
+    {"delete-later PATH", [](const Words& w) { return RemoveFile(w[0].c_str(), false, true), ""; }},
+    {"uninstall ID", Uninstall},
+    {"restore-vbs CLASS", [](const Words& w) { return to_string(RestoreOriginalDll(w[0].c_str())); }},
+    {"restore-class CLASS", [](const Words& w) { return to_string(RestoreClassOriginalDll(w[0].c_str())); }},
+    {"start COMMAND", [](const Words& w) { return to_string(RegSvr32Dll(Wide(w[0]).c_str())); }},
+    {"to-wide TEXT", [](const Words& w) { return conv_wchar_to_utf8(conv_to_wchar(w[0].c_str()).c_str()); }},
+    {"to-narrow TEXT", [](const Words& w) { return conv_to_char(conv_utf8_to_wchar(w[0].c_str()).c_str()); }},
+    {"null-to-utf8", [](const Words&) { return conv_wchar_to_utf8(nullptr); }},
+    {"expand TEXT", [](const Words& w) { return ExpandEnvString(w[0].c_str()); }},
+    {"expand-null", [](const Words&) { return ExpandEnvString(nullptr); }},
+    {"system-error CODE", [](const Words& w) { return FormatSystemError(ParseNumber32(w[0])); }},
+    {"open-key VIEW PATH", OpenKey},
+    {"acquire-key PATH", AcquireByHandle},
+    {"acquire PATH", [](const Words& w) { return Acquire(w, false); }},
+    {"acquire-32 PATH", [](const Words& w) { return Acquire(w, true); }},
+};
 
 // The changing calls of the simulated Winsock.
 std::string Changes() {
@@ -168,26 +225,82 @@ std::string Changes() {
     return changes;
 }
 
-class CaseTest : public MachineTest, public testing::WithParamInterface<std::string> {
-  protected:
-    std::string RunStep(const std::string& step, std::string rest);
+class CaseTest : public MachineTest {
+  public:
+    CaseTest(const TextCase& textCase, const std::string& executable)
+        : case_(textCase), executable_(executable) {}
+
+    void TestBody() override;
 
   private:
-    std::string RunAction(const std::string& action, std::string rest);
+    std::vector<Step> Steps();
+    void SetMachine(const std::string& kind);
+    void AddEntries(const std::string& entries);
+    void PlanFault(const std::string& call, int number, int error);
+    int FaultsThatCame(const std::string& call, int error) const;
+    std::string Act(const std::string& action);
+    std::string RunAction(const Step& action, const Words& words);
     std::string ResidueOf(const std::function<void()>& action);
-    std::string Sweep(std::string rest);
-    void Fail(const std::string& call, int number, int error);
+    std::string ActWithFault(const std::string& call, int number, int error);
+    void CheckFaults(const Words& words);
+    void Sweep(const Words& words);
 
+    const TextCase& case_;
+    const std::string executable_;
+    std::vector<Step> steps_;
     WinsockState state_;
-    std::string told_;
+    std::string action_; // that faults and sweeps run
 };
 
-void CaseTest::Fail(const std::string& call, int number, int error) {
-    if (HookBase* hook = FindHook(call)) {
-        hook->Fail(number, static_cast<DWORD>(error));
-    } else {
-        state_.faults.push_back({call, number, error});
+void CaseTest::SetMachine(const std::string& kind) {
+    if (kind != "plain" && kind != "update") {
+        throw std::runtime_error("not a kind of machine: " + kind);
     }
+    UseSystem(kind == "update");
+    UseSystemLibrary(kind);
+    state_ = {};
+}
+
+// Entries with semicolons between them, for both catalogs. One without a GUID has its id in the GUID's place.
+void CaseTest::AddEntries(const std::string& entries) {
+    for (std::string entry : SplitAt(entries, "; ")) {
+        const std::string id = TakeWord(entry);
+        state_.catalog64.push_back(
+            ParseEntry(id + (entry.starts_with("{") ? " " : " {" + id + "} ") + entry));
+    }
+    state_.catalog32 = state_.catalog64;
+}
+
+// In process the calls of Windows and of the simulated Winsock fail there; all others in the simulations that have them.
+void CaseTest::PlanFault(const std::string& call, int number, int error) {
+    const std::string line = FormatFault({call, number, error});
+    if (HookBase* hook = executable_.empty() ? FindHook(call) : nullptr) {
+        hook->Fail(number, static_cast<DWORD>(error));
+    } else if (number < 1) {
+        throw std::runtime_error("not the number of a call of " + call);
+    } else if (IsWinsockFunction(call) && executable_.empty()) {
+        state_.faults.push_back({call, number, error});
+    } else {
+        const std::string file = IsWinsockFunction(call) ? "winsock.txt" : "netcfg.txt";
+        AppendToFile("C:\\sandbox\\" + file, line);
+        ParseNetcfgState(file == "netcfg.txt" ? line : "");
+    }
+}
+
+// How often a planned fault came about in the last action.
+int CaseTest::FaultsThatCame(const std::string& call, int error) const {
+    const HookBase* hook = executable_.empty() ? FindHook(call) : nullptr;
+    if (hook != nullptr) {
+        return hook->failed;
+    }
+    if (IsWinsockFunction(call) && executable_.empty()) {
+        return Winsock().failures;
+    }
+    char code[16];
+    _snprintf(code, sizeof(code), IsWinsockFunction(call) ? " %d\n" : " = %08X\n", error);
+    const std::string calls =
+        ReadWholeFile("C:\\sandbox\\winsock.calls.txt") + ReadWholeFile("C:\\sandbox\\netcfg.calls.txt");
+    return calls.find(code) != std::string::npos;
 }
 
 // The open handles of the process, of which there are few, by trying each value: Wine does not count them.
@@ -204,12 +317,11 @@ int CountHandles() {
 std::string CaseTest::ResidueOf(const std::function<void()>& action) {
     const int handles = CountHandles();
     const int blocks = liveBlocks;
-    on::CoUninitialize.calls = 0;
+    on::CoInitializeEx.calls = on::CoInitializeEx.failed = on::CoUninitialize.calls = 0;
     action();
     const int refused = static_cast<LONG>(on::CoInitializeEx.error) < 0 ? on::CoInitializeEx.failed : 0;
     const int com = on::CoInitializeEx.calls - refused - on::CoUninitialize.calls;
     const bool comUsed = on::CoInitializeEx.calls > 0; // it keeps handles of its own, once used
-    on::CoInitializeEx.Fail(0, 0);
     StopFailing();
     std::string residue;
     residue += liveBlocks != blocks ? "blocks left: " + to_string(liveBlocks - blocks) + "\n" : "";
@@ -224,106 +336,164 @@ std::string CaseTest::ResidueOf(const std::function<void()>& action) {
     return residue + (open != 0 ? "handles left: " + to_string(open) + "\n" : "");
 }
 
-std::string CaseTest::RunAction(const std::string& action, std::string rest) {
-    Words words = {action};
-    while (!rest.empty()) {
-        words.push_back(TakeWord(rest));
-        words.back() = words.back() == "\"\"" ? "" : words.back();
+// Outputs what the action traces, the changing calls of the simulated Winsock, and its result.
+std::string CaseTest::RunAction(const Step& action, const Words& words) {
+    if (!executable_.empty()) {
+        throw std::runtime_error("not an action of the program: " + action.usage);
     }
     ResetWinsock(state_);
     std::string result;
     const std::string residue = ResidueOf([&] {
         try {
-            result = kOperations.contains(action) ? Operate(words) : kActions.at(action)(words);
+            result = action.run(words);
         } catch (const std::runtime_error& error) {
             result = error.what();
         }
     });
+    EXPECT_FALSE(result.starts_with("not a ")) << result;
     state_ = Winsock().state;
     state_.faults.clear();
-    EXPECT_EQ(residue, "") << action;
-    return Traced() + Changes() + (result.empty() ? "" : "= " + result + "\n");
+    EXPECT_EQ(residue, "") << action.usage;
+    return Traced() + Changes() + (result.empty() ? "" : "= " + Escaped(result) + "\n");
 }
 
-std::string CaseTest::Sweep(std::string rest) {
-    const std::string call = TakeWord(rest);
-    const int error = std::stoi(TakeWord(rest));
-    const std::string action = TakeWord(rest);
-    const size_t bar = std::min(told_.find(" || "), told_.size());
+// Runs a step from its whole text; a run of the program gets its exit code for a result.
+std::string CaseTest::Act(const std::string& action) {
+    std::string text = action;
+    const std::string name = TakeWord(text);
+    const Step* step = FindStep(steps_, name);
+    if (step == nullptr) {
+        throw std::runtime_error("no action: " + action);
+    }
+    const std::string output = step->run(SplitWords(*step, text));
+    return output + (name == "run" ? "= " + to_string(lastExitCode) + "\n" : "");
+}
+
+// Runs the action with one call failing. The simulations are as before afterwards.
+std::string CaseTest::ActWithFault(const std::string& call, int number, int error) {
     const WinsockState before = state_;
-    for (int number = 1;; ++number) {
-        Fail(call, number, error);
-        const std::string output = RunAction(action, rest);
-        const bool unchanged = FormatWinsockState(state_) == FormatWinsockState(before);
-        state_ = before;
-        if ((FindHook(call) != nullptr ? FindHook(call)->failed : Winsock().failures) == 0) {
-            return to_string(number - 1) + " calls\n";
-        }
-        EXPECT_TRUE(output.find(told_.substr(0, bar)) != std::string::npos ||
-                    (bar < told_.size() && output.find(told_.substr(bar + 4)) != std::string::npos))
-            << call << " " << number << " is not told in:\n"
+    const std::string files[] = {"C:\\sandbox\\winsock.txt", "C:\\sandbox\\netcfg.txt"};
+    const std::string contents[] = {ReadWholeFile(files[0]), ReadWholeFile(files[1])};
+    WriteWholeFile("C:\\sandbox\\winsock.calls.txt", "");
+    WriteWholeFile("C:\\sandbox\\netcfg.calls.txt", "");
+    PlanFault(call, number, error);
+    const std::string output = Act(action_);
+    const bool unchanged = FormatWinsockState(state_) == FormatWinsockState(before);
+    EXPECT_TRUE(unchanged || output.find("= -1\n") == std::string::npos) << "changed, and failed:\n"
+                                                                         << output;
+    state_ = before;
+    WriteWholeFile(files[0], contents[0]);
+    WriteWholeFile(files[1], contents[1]);
+    return output;
+}
+
+// "CODE = RESULT", with what else is expected: " | LINE | LINE" for the whole trace, " has TEXT", or nothing. More of them
+// can follow, with semicolons between them.
+void CaseTest::CheckFaults(const Words& words) {
+    for (std::string one : SplitAt(Escaped(words[2]), " ; ")) {
+        const int error = static_cast<int>(ParseNumber32(TakeWord(one)));
+        const size_t more = std::min({one.find(" | "), one.find(" has "), one.size()});
+        const std::string result = one.substr(0, more) + "\n";
+        one.erase(0, more);
+        const std::string output =
+            ActWithFault(words[0], static_cast<int>(ParseNumber(words[1], -1, 1000)), error);
+        EXPECT_GT(FaultsThatCame(words[0], error), 0) << "the call did not fail";
+        EXPECT_TRUE(result.starts_with("= ") && output.ends_with(result))
+            << result << "is not the result of\n"
             << output;
-        EXPECT_TRUE(unchanged || output.find("= -1\n") == std::string::npos) << call << " " << number;
-    }
-}
-
-std::string CaseTest::RunStep(const std::string& step, std::string rest) {
-    for (size_t at; (at = rest.find('%')) != std::string::npos && isdigit(rest[at + 1]);) {
-        const size_t end = rest.find('%', at + 1);
-        rest.replace(at, end - at + 1, std::string(std::stoul(rest.substr(at + 1)), 'x'));
-    }
-    if (kActions.contains(step) || kOperations.contains(step)) {
-        return RunAction(step, rest);
-    }
-    if (step == "sweep") {
-        return Sweep(rest);
-    }
-    if (step == "machine") {
-        MachineTest::SetUp();
-        UseSystem(rest == "update");
-        state_ = {};
-    } else if (step == "entry" || step == "next-id") {
-        if (step == "entry") {
-            state_.catalog64.push_back(ParseEntry(rest));
-        } else {
-            state_.nextId = ParseNumber32(rest);
-        }
-        state_.catalog32 = state_.catalog64;
-    } else if (step == "fail") {
-        const std::string call = TakeWord(rest);
-        const int number = std::stoi(TakeWord(rest));
-        Fail(call, number, std::stoi(rest));
-    } else if (step == "told") {
-        told_ = rest;
-    } else {
-        return RunMachineStep(step, rest);
-    }
-    return {};
-}
-
-TEST_P(CaseTest, Runs) {
-    const std::string& name = GetParam();
-    UseProgram("C:\\sandbox\\" + name.substr(name.find("__") + 2) + "\\norvane64.exe");
-    RunTextCase("C:\\sandbox\\cases\\" + name.substr(0, name.find("__")) + ".txt",
-                [this](const std::string& step, const std::string& rest) { return RunStep(step, rest); });
-}
-
-// Each file once for each build that it runs; the ones that run none, once.
-std::vector<std::string> Cases() {
-    std::vector<std::string> cases;
-    for (const std::string& name : NamesIn("C:\\sandbox\\cases\\*.txt")) {
-        for (const std::string& build : Builds()) {
-            // Sweeping over the faults takes long; the release stands for the others.
-            if (name.starts_with("run_fault") ? build == Builds().back()
-                                              : name.starts_with("run_") || build == Builds().front()) {
-                cases.push_back(name + "__" + build);
-            }
+        if (one.starts_with(" has ")) {
+            EXPECT_NE(output.find(one.substr(5)), std::string::npos) << one << "\nin:\n" << output;
+        } else if (!one.empty()) {
+            ReplaceAll(one, " | ", "\n");
+            EXPECT_EQ(output, one.substr(1) + "\n" + result);
         }
     }
-    return cases;
 }
 
-INSTANTIATE_TEST_SUITE_P(All, CaseTest, testing::ValuesIn(Cases()),
-                         [](const auto& tested) { return tested.param; });
+// Runs the action with the first, the second ... such call failing, as long as there is one more. Each output must have one
+// of the texts, which the output without a fault has not.
+void CaseTest::Sweep(const Words& words) {
+    const int error = static_cast<int>(ParseNumber32(words[1]));
+    const long long calls = ParseNumber(words[2], 0, 1000);
+    for (int number = 1;; ++number) {
+        const std::string output = ActWithFault(words[0], number, error);
+        const bool failed = FaultsThatCame(words[0], error) > 0;
+        const std::vector<std::string> texts = SplitAt(words[3], " || ");
+        const bool told = std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
+            return output.find(text) != std::string::npos;
+        });
+        EXPECT_EQ(told, failed) << words[0] << " " << number << ":\n" << output;
+        if (!failed) {
+            EXPECT_EQ(number - 1, calls) << "calls of " << words[0];
+            return;
+        }
+    }
+}
+
+std::vector<Step> CaseTest::Steps() {
+    std::vector<Step> steps = MachineSteps();
+    for (const Step& action : kActions) {
+        steps.push_back({action.usage, [&](const Words& w) { return RunAction(action, w); }});
+    }
+    const auto add = [&](const char* usage, const std::function<void(const Words&)>& run) {
+        steps.push_back({usage, [=](const Words& w) { return run(w), std::string(); }});
+    };
+    add("machine KIND", [this](const Words& w) { SetMachine(w[0]); });
+    add("catalog ENTRIES...", [this](const Words& w) { AddEntries(w[0]); });
+    add("next-id ID", [this](const Words& w) { state_.nextId = ParseNumber32(w[0]); });
+    add("fail CALL NUMBER CODE", [this](const Words& w) {
+        PlanFault(w[0], static_cast<int>(ParseNumber(w[1], -1, 1000)), static_cast<int>(ParseNumber32(w[2])));
+    });
+    add("action ACTION...", [this](const Words& w) { action_ = w[0]; });
+    add("fails CALL NUMBER CODES...", [this](const Words& w) { CheckFaults(w); });
+    add("sweep CALL CODE CALLS TEXTS...", [this](const Words& w) { Sweep(w); });
+    return steps;
+}
+
+void CaseTest::TestBody() {
+    PrepareMachine(executable_);
+    steps_ = Steps();
+    RunCase(case_, steps_);
+}
+
+// The builds of the executable in the sandbox, by the names of their folders.
+std::vector<std::string> Builds() {
+    std::vector<std::string> builds = NamesIn("C:\\sandbox\\*");
+    std::erase_if(builds, [](const std::string& build) {
+        return !FileExists("C:\\sandbox\\" + build + "\\norvane64.exe");
+    });
+    return builds;
+}
+
+std::vector<TextCase> cases;
+std::vector<std::string> caseErrors;
+
+TEST(CaseFiles, AreSound) {
+    for (const std::string& error : caseErrors) {
+        ADD_FAILURE() << error;
+    }
+    EXPECT_FALSE(cases.empty());
+}
+
+void RegisterCase(const TextCase& textCase, const std::string& name, const std::string& executable) {
+    testing::RegisterTest(
+        textCase.file.c_str(), name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+        [&textCase, executable]() -> MachineTest* { return new CaseTest(textCase, executable); });
+}
 
 } // namespace
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    cases = ReadCases(caseErrors);
+    for (const TextCase& textCase : cases) {
+        if (!textCase.file.starts_with("run_")) {
+            RegisterCase(textCase, textCase.name, "");
+            continue;
+        }
+        for (const std::string& build : Builds()) {
+            RegisterCase(textCase, textCase.name + "_" + build, "C:\\sandbox\\" + build + "\\norvane64.exe");
+        }
+    }
+    return RUN_ALL_TESTS();
+}

@@ -8,8 +8,7 @@ script_words 0 "$@"
 
 if sandbox_inside; then
     sandbox_make build/coverage
-    cp build/coverage/tests/norvane_tests.exe "$drive/sandbox/"
-    cp -r tests/cases "$drive/sandbox/"
+    test_files coverage
     # In there the build folder cannot be written to.
     GCOV_PREFIX='C:\sandbox\gcov' run_tests 'C:\sandbox\norvane_tests.exe' '*'
     mv "$drive/sandbox/gcov" "$SANDBOX/gcov"

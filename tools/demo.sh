@@ -11,6 +11,7 @@
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . sandbox/sandbox.sh
+sample_class='{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}'
 words=("$@")
 kinds=()
 state=
@@ -46,7 +47,7 @@ list_machine() {
         sed 's/^\./file C:/; s/\//\\/g')
     sandbox_wine reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' | sed -n 's/^  */count /p'
     local class
-    for class in "$SANDBOX_CLASS" '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}'; do
+    for class in "$sample_class" '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}'; do
         sandbox_wine reg query "HKCR\\CLSID\\$class\\InprocServer32" | sed -n "s/^  */class $class /p"
     done
     cat "$drive/sandbox/netcfg.txt"
@@ -101,7 +102,7 @@ if sandbox_inside; then
     if [ "$1" = all ]; then
         show_on_kinds remove lsp examplelsp.dll
         show_on_kinds remove network-component ms_example
-        show_on_kinds remove restore-dll "$SANDBOX_CLASS"
+        show_on_kinds remove restore-dll "$sample_class"
         show_on_kinds remove vbs x
     else
         show_on_kinds "$@"

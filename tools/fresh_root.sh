@@ -17,9 +17,10 @@ esac
 shift
 (($# > 0)) || set -- .ci/run
 ((EUID == 0)) || script_fail "Only root can make a root."
-setup_packages debootstrap bubblewrap git
+setup_packages debootstrap git
 
 root=$(mktemp -d)
+chmod 755 "$root"
 trap 'rm -rf "$root"' EXIT
 echo "Making a root of Debian $release" >&2
 debootstrap --variant=minbase --include=git,ca-certificates "$release" "$root" >"$root.log" 2>&1 || {
@@ -28,8 +29,18 @@ debootstrap --variant=minbase --include=git,ca-certificates "$release" "$root" >
 }
 rm "$root.log"
 git clone -q . "$root/norvane"
-# Its own processes, and no way back to this machine's files; the network is needed for the packages.
-bwrap --bind "$root" / --dev /dev --proc /proc --ro-bind /etc/resolv.conf /etc/resolv.conf --unshare-pid --unshare-ipc \
-    --die-with-parent --cap-add ALL --chdir /norvane --clearenv --setenv HOME /root --setenv PATH "$PATH" \
-    --setenv TERM "${TERM:-dumb}" "$@" </dev/null &
+cp /etc/resolv.conf "$root/etc/"
+# Its own processes, which end with this script, and no way back to this machine's files. Not a mere chroot: the kernel grants
+# no namespaces in there, and the sandbox would have no jail.
+# shellcheck disable=SC2016
+unshare --mount --pid --fork --kill-child bash -ec '
+    mount --bind "$1" "$1"
+    cd "$1"
+    mount -t proc proc proc
+    mount --rbind /dev dev
+    mkdir host
+    pivot_root . host
+    umount -l host
+    cd /norvane
+    exec env -i HOME=/root PATH="$PATH" TERM=dumb "${@:2}"' - "$root" "$@" </dev/null &
 wait $!

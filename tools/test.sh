@@ -14,8 +14,7 @@ script_words 1 "$@"
 
 if sandbox_inside; then
     sandbox_make build/release build/checked
-    cp build/checked/tests/norvane_tests.exe "$drive/sandbox/"
-    cp -r tests/cases "$drive/sandbox/"
+    test_files checked
     run_tests 'C:\sandbox\norvane_tests.exe' "${1:-*}"
     exit
 fi

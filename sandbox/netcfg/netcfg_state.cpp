@@ -27,7 +27,8 @@ void ReadStateLine(std::string line, NetcfgState& state) {
 
 NetcfgState ParseNetcfgState(const std::string& text) {
     NetcfgState state;
-    ReadLines(text, [&](const std::string& line) { ReadStateLine(line, state); });
+    int number = 0;
+    ReadLines(text, number, [&](const std::string& line) { ReadStateLine(line, state); });
     return state;
 }
 

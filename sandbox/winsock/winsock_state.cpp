@@ -148,6 +148,11 @@ bool IsDrive(const std::string& path, size_t at) {
 
 } // namespace
 
+bool IsWinsockFunction(const std::string& name) {
+    return std::any_of(std::begin(kWinsockFunctions), std::end(kWinsockFunctions) - 1,
+                       [&](const char* known) { return name == known; });
+}
+
 bool LeavesSandbox(const std::string& path) {
     if (path.size() < 2 || !IsSlash(path[0]) || !(IsSlash(path[1]) || path[1] == '?')) {
         return false;
@@ -217,7 +222,8 @@ SimulatedEntry ParseEntry(std::string text) {
 WinsockState ParseWinsockState(const std::string& text) {
     WinsockState state;
     SimulatedCatalog* catalog = &state.catalog64;
-    ReadLines(text, [&](const std::string& line) { ReadStateLine(line, state, catalog); });
+    int number = 0;
+    ReadLines(text, number, [&](const std::string& line) { ReadStateLine(line, state, catalog); });
     return state;
 }
 

@@ -40,6 +40,9 @@ SimulatedEntry ParseEntry(std::string text);
 // Writes the text form.
 std::string FormatWinsockState(const WinsockState& state);
 
+// Whether a function is one of the simulated Winsock that can be made to fail.
+bool IsWinsockFunction(const std::string& name);
+
 // Whether a path names something that no drive letter leads to: a share, a device, the host of a Wine prefix.
 bool LeavesSandbox(const std::string& path);
 

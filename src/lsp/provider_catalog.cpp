@@ -56,8 +56,8 @@ WSAPROTOCOL_INFOW* FetchCatalog(EnumFunction enumerate, int* count, bool* fetche
     return providers;
 }
 
-// The function is looked up at run time; where that fails the catalog counts as unreadable, without a
-// message.
+// Here the function is looked up at run time, though EnumerateProvidersExisting imports it: where the lookup fails, the
+// catalog counts as unreadable, without a message.
 WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
     const HMODULE module = LoadLibraryA("ws2_32.dll");
     if (module == nullptr) {
@@ -71,7 +71,7 @@ WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
     WSAPROTOCOL_INFOW* providers =
         FetchCatalog(reinterpret_cast<EnumFunction>(reinterpret_cast<void*>(function)), count, &fetched);
     if (fetched) {
-        // Only success gives the library back; a failure deliberately leaves it loaded.
+        // Only success gives the library back. After a failure it stays loaded, as callers have always seen it.
         FreeLibrary(module);
     }
     return providers;
@@ -89,14 +89,13 @@ WSAPROTOCOL_INFOW* EnumerateProviders(CatalogSelector catalog, int* count) {
 }
 
 int EnumerateProvidersExisting(CatalogSelector catalog, WSAPROTOCOL_INFOW* buffer, DWORD* bufferLength) {
+    if (catalog != Catalog64 && catalog != Catalog32) {
+        return 0;
+    }
+    const auto enumerate = catalog == Catalog64 ? &WSCEnumProtocols : &WSCEnumProtocols32;
     const DWORD capacity = *bufferLength;
     int error = 0;
-    int fetched = 0;
-    if (catalog == Catalog64) {
-        fetched = WSCEnumProtocols(nullptr, buffer, bufferLength, &error);
-    } else if (catalog == Catalog32) {
-        fetched = WSCEnumProtocols32(nullptr, buffer, bufferLength, &error);
-    }
+    const int fetched = enumerate(nullptr, buffer, bufferLength, &error);
     return BoundFetched(buffer, fetched, capacity);
 }
 

@@ -75,11 +75,23 @@ void AppendToFile(HANDLE file, const std::string& line) {
     WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
 }
 
-TraceLog processLog("%TEMP%", "norvane");
+struct ProcessLog {
+    TraceLog log{"%TEMP%", "norvane"};
+
+    ProcessLog() { traceLog = &log; }
+    // Runs before the log itself goes: other globals can still write lines, which are dropped.
+    ~ProcessLog() { traceLog = nullptr; }
+};
 
 } // namespace
 
-TraceLog* const traceLog = &processLog;
+constinit TraceLog* traceLog = nullptr;
+
+namespace {
+
+ProcessLog processLog;
+
+} // namespace
 
 TraceLog::TraceLog(const std::string& directory, const std::string& prefix) {
     InitializeCriticalSection(&lock_);
@@ -126,8 +138,9 @@ bool TraceLog::OpenInto(FileSet& files, const std::string& path) {
     if (files.contains(path)) {
         return true;
     }
-    const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    // Shared for writing: one path can be in both sets.
+    const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         return false;
     }
@@ -148,10 +161,7 @@ void TraceLog::AddSink(const TraceSink& sink) {
     sinks_.insert(sink);
 }
 
-void TraceLog::Write(unsigned level, const char* format, ...) {
-    if (IsOff()) {
-        return;
-    }
+void TraceLog::WriteAny(unsigned level, const char* format, ...) {
     const LockGuard guard(lock_);
     if (IsOff()) {
         return;

@@ -38,8 +38,8 @@ struct TraceSinkOrder {
     }
 };
 
-// The program writes to standard output only. The files and the callbacks are for whoever traces more
-// closely.
+// The program itself writes to standard output only. The files and the callbacks are for code that wants the
+// lines elsewhere, such as the tests.
 class TraceLog {
   public:
     // Names the log file after the local time and the process, and reads "TraceEnable" once. No file is
@@ -73,14 +73,21 @@ class TraceLog {
     // lock, so that a switched-off log costs next to nothing.
     bool IsOff() const { return mainFiles_.empty() && echo_ == 0 && sinks_.empty(); }
 
-    // Writes one line. The format is one of the runtime's narrow printf family.
-    // A message that the narrow functions refuse (a wide text outside the code page) is written in UTF-8.
+    // Writes one line. The format is a constant that fits the arguments, of the runtime's narrow printf family.
+    // Those functions refuse a wide text with a character that the runtime's own locale has no byte for: beyond
+    // U+00FF, whatever the code page. Such a message is written in UTF-8.
     // Failed writes are ignored. Throws std::runtime_error when a text cannot be converted.
-    void Write(unsigned level, const char* format, ...);
+    template <class... Args>
+    void Write(unsigned level, CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
+        if (!IsOff()) {
+            WriteAny(level, format.text, args...);
+        }
+    }
 
   private:
     using FileSet = std::map<std::string, HANDLE>;
 
+    void WriteAny(unsigned level, const char* format, ...);
     void WriteLocked(unsigned level, const char* format, va_list args);
     void Deliver(unsigned level, const std::string& line, size_t prefixLength);
     bool OpenInto(FileSet& files, const std::string& path);
@@ -94,14 +101,14 @@ class TraceLog {
     std::set<TraceSink, TraceSinkOrder> sinks_;
 };
 
-// The log of the process; built before main runs.
-extern TraceLog* const traceLog;
+// The log of the process; built before main runs. Null once it is destroyed, at the end of the process.
+extern TraceLog* traceLog;
 
-// Writes one line at the given level. The format must be a constant that fits the arguments.
+// Writes one line at the given level, see TraceLog::Write. Once the log is gone, the line is dropped.
 template <class... Args>
 void TraceAtLevel(unsigned level, CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
-    if (!traceLog->IsOff()) {
-        traceLog->Write(level, format.text, args...);
+    if (traceLog != nullptr) {
+        traceLog->Write<Args...>(level, format, args...);
     }
 }
 

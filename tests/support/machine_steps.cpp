@@ -4,35 +4,48 @@
 #include <sddl.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
+#include <regex>
+#include <stdexcept>
 #include <tuple>
 
 #include "security/access_token.h"
 #include "support/machine_test.h"
-#include "support/text_case.h"
 #include "trace/trace_log.h"
 
 namespace {
 
 constexpr SECURITY_INFORMATION kOwnerAndDacl = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
+const std::string kSandbox = "C:\\sandbox\\";
+
+const std::pair<const char*, DWORD> kValueTypes[] = {
+    {"sz", REG_SZ},          {"expand", REG_EXPAND_SZ}, {"binary", REG_BINARY},    {"dword", REG_DWORD},
+    {"multi", REG_MULTI_SZ}, {"qword", REG_QWORD},      {"short-dword", REG_DWORD}};
 
 // The root's short name before the first backslash, and the path behind it.
 std::pair<HKEY, std::string> SplitKey(const std::string& key) {
+    if (!key.starts_with("HKCR\\") && !key.starts_with("HKLM\\")) {
+        throw std::runtime_error("not a key: " + key);
+    }
     return {key.starts_with("HKCR") ? HKEY_CLASSES_ROOT : HKEY_LOCAL_MACHINE, key.substr(5)};
 }
 
-std::string ParseBytes(std::string text) {
-    if (!text.starts_with("hex:")) {
-        std::replace(text.begin(), text.end(), '|', '\0');
-        return text;
+std::string ValueName(const std::string& word) {
+    return word == "@" ? "" : word;
+}
+
+void WriteValue(const Words& w) {
+    const auto [root, path] = SplitKey(w[0]);
+    const auto type = std::find_if(std::begin(kValueTypes), std::end(kValueTypes),
+                                   [&](const auto& each) { return w[2] == each.first; });
+    if (type == std::end(kValueTypes)) {
+        throw std::runtime_error("not a type: " + w[2]);
     }
-    std::string bytes;
-    std::istringstream words(text.substr(4));
-    for (unsigned byte = 0; words >> std::hex >> byte;) {
-        bytes += static_cast<char>(byte);
+    std::string bytes = w[3];
+    if (w[2] == "dword" || w[2] == "qword") {
+        const long long number = ParseNumber(w[3], 0, INT64_MAX);
+        bytes.assign(reinterpret_cast<const char*>(&number), type->second == REG_DWORD ? 4 : 8);
     }
-    return bytes;
+    WriteRegistry(root, path, ValueName(w[1]), type->second, bytes);
 }
 
 std::string ShowValue(const std::string& key, const std::string& name) {
@@ -40,20 +53,17 @@ std::string ShowValue(const std::string& key, const std::string& name) {
     char data[4096];
     DWORD size = sizeof(data);
     DWORD type = 0;
-    HKEY handle = nullptr;
-    RegOpenKeyExA(root, path.c_str(), 0, KEY_READ, &handle);
     const LONG error =
-        on::RegQueryValueExA.Real(handle, name.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(data), &size);
-    RegCloseKey(handle);
+        RegGetValueA(root, path.c_str(), name.c_str(), RRF_RT_ANY | RRF_NOEXPAND, &type, data, &size);
     if (error != ERROR_SUCCESS) {
         return "error " + std::to_string(error) + "\n";
     }
-    std::string text(data, size);
-    std::replace(text.begin(), text.end(), '\0', '|');
-    if (type == REG_DWORD) {
-        text = std::to_string(*reinterpret_cast<const DWORD*>(data));
-    }
-    return std::to_string(type) + " " + text + "\n";
+    const auto known = std::find_if(std::begin(kValueTypes), std::end(kValueTypes),
+                                    [&](const auto& each) { return type == each.second; });
+    return std::string(known == std::end(kValueTypes) ? "another type" : known->first) + " " +
+           (type == REG_DWORD ? std::to_string(*reinterpret_cast<const DWORD*>(data))
+                              : Escaped(std::string(data, size))) +
+           "\n";
 }
 
 // The SID of the process's user, or owner, in text form; ME and OWNER in the cases.
@@ -67,12 +77,6 @@ std::string OwnSid(bool owner) {
     const std::string result = text;
     LocalFree(text);
     return result;
-}
-
-void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
-    for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-        text.replace(at, from.size(), to);
-    }
 }
 
 void WriteSecurity(const std::string& key, std::string sddl) {
@@ -124,7 +128,7 @@ std::string TakePending() {
     const std::string manager = "SYSTEM\\CurrentControlSet\\Control\\Session Manager";
     const std::string pending = ShowValue("HKLM\\" + manager, "PendingFileRenameOperations");
     RegDeleteKeyValueA(HKEY_LOCAL_MACHINE, manager.c_str(), "PendingFileRenameOperations");
-    return pending.substr(2);
+    return pending;
 }
 
 // One file at a time is held open.
@@ -138,33 +142,46 @@ void HoldOpen(const std::string& path, bool hold) {
     }
 }
 
-std::string program; // the executable under test
-std::string kind;    // of the last "system"
-std::string words;   // of the last run
+std::string program; // the executable under test, if the case has one
 
-void PrepareSystem() {
-    const std::string sandbox = "C:\\sandbox\\";
-    CopyFileA((sandbox + "ws2_32_" + kind + ".dll").c_str(), "C:\\windows\\system32\\ws2_32.dll", FALSE);
-    for (const std::string simulation : {"winsock", "netcfg"}) {
-        WriteWholeFile(sandbox + simulation + ".txt",
-                       ReadWholeFile(sandbox + "sample_" + simulation + ".txt"));
-        WriteWholeFile(sandbox + simulation + ".calls.txt", "");
+// The messages of an output as lines, without their stamps. Where no message begins it, its lines as they are.
+std::string Lines(const std::string& output) {
+    static const std::regex stamp("(^|\\n)\\d{3,}:[0-9a-f]{4,} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ");
+    static const std::regex process("h=0x[0-9A-F]{8} pid=\\d+");
+    std::string marked = std::regex_replace(output, stamp, "$1\x01");
+    const bool stamped = marked.starts_with('\x01');
+    std::string lines;
+    marked.erase(0, stamped);
+    for (const std::string& line :
+         SplitAt(marked.substr(0, marked.size() - (stamped ? 1 : 2)), stamped ? "\n\x01" : "\r\n")) {
+        lines += Escaped(std::regex_replace(line, process, "h=<handle> pid=<id>")) + "\n";
     }
-    HoldOpen("C:\\windows\\system32\\examplelsp.dll", false);
-    RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDlls);
-    WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDlls, "", REG_SZ, "");
+    ReplaceAll(lines, program.empty() ? "<program>" : program, "<program>");
+    return lines;
 }
 
-std::string RunWords(const std::string& commandLine, ChildOutput to) {
-    std::string text = RunChild(commandLine, to);
-    ReplaceAll(text, std::string(8000, 'x'), "%LONG%");
-    ReplaceAll(text, program, "%PROGRAM%");
-    return text;
+std::string Run(const std::string& words, ChildOutput to) {
+    if (program.empty()) {
+        throw std::runtime_error("only the cases of a file run_... run the program");
+    }
+    return Lines(RunChild(program + " " + words, to));
+}
+
+// Puts the sample machine's files, values and classes there that the commands look at.
+void PrepareSample() {
+    for (const char* name : {"examplelsp", "filterlsp", "guardlsp", "original"}) {
+        WriteWholeFile("C:\\windows\\system32\\" + std::string(name) + ".dll", "stands for a DLL");
+    }
+    RunChild("reg import C:\\sandbox\\sample_registry.reg");
+}
+
+std::string StateFile(const std::string& simulation) {
+    return kSandbox + simulation + ".txt";
 }
 
 // Runs the program with a pipe of messages for its output, which shows the single writes; returns their number and that
 // of the lines that they end.
-std::string CountWrites() {
+std::string CountWrites(const std::string& words) {
     const char* const name = "\\\\.\\pipe\\norvane";
     const HANDLE pipe = CreateNamedPipeA(name, PIPE_ACCESS_INBOUND, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE,
                                          1, 0, 1 << 20, 0, nullptr);
@@ -184,109 +201,115 @@ std::string CountWrites() {
     return std::to_string(writes) + " writes, " + std::to_string(lines) + " lines\n";
 }
 
-// Runs the last words once more on a fresh machine, with one simulated call failing.
-std::string RunWithFault(const std::string& simulation, std::string rest) {
-    const std::string call = TakeWord(rest);
-    const std::string number = TakeWord(rest);
-    const std::string code = TakeWord(rest);
-    const std::string exitCode = TakeWord(rest);
-    PrepareSystem();
-    std::ofstream("C:\\sandbox\\" + simulation + ".txt", std::ios::app)
-        << "fail " << call << " " << number << (simulation == "netcfg" ? " 0x" : " ") << code << "\n";
-    const std::string text = RunChild(program + " " + words);
-    const std::string output = text + ReadWholeFile("C:\\sandbox\\" + simulation + ".calls.txt");
-    EXPECT_EQ(std::to_string(lastExitCode), exitCode);
-    EXPECT_TRUE(text.ends_with("\n64-bit utility finished, return code = " + exitCode + "\n"));
-    EXPECT_NE(output.find(code), std::string::npos) << "the call did not fail";
-    EXPECT_NE(output.find(rest), std::string::npos) << output;
-    EXPECT_EQ(output.find("references left"), std::string::npos) << output;
-    return output;
+void ShowNames() {
+    on::GetNamedSecurityInfoA.Replace([](LPCSTR name, SE_OBJECT_TYPE type, auto...) {
+        Trace("%s %d", name, static_cast<int>(type));
+        return static_cast<DWORD>(ERROR_FILE_NOT_FOUND);
+    });
+}
+
+void PretendFiles() {
+    on::GetFileAttributesExA.Replace([](LPCSTR, GET_FILEEX_INFO_LEVELS, LPVOID) { return TRUE; });
+    on::MoveFileExA.Replace([](LPCSTR, LPCSTR, DWORD) { return TRUE; });
+}
+
+void FakeProcess() {
+    on::CreateProcessW.Replace([](auto... arguments) {
+        *std::get<9>(std::tuple(arguments...)) = {reinterpret_cast<HANDLE>(0x7FFF0001),
+                                                  reinterpret_cast<HANDLE>(0x7FFF0002), 7, 8};
+        return TRUE;
+    });
+    on::CloseHandle.Replace([](HANDLE handle) {
+        Trace("closed %x", static_cast<unsigned>(reinterpret_cast<ULONG_PTR>(handle)));
+        return TRUE;
+    });
+}
+
+void FakeMessage(const std::string& message) {
+    on::FormatMessageA.Replace([=](DWORD flags, LPCVOID, DWORD, DWORD language, LPSTR buffer, auto...) {
+        EXPECT_TRUE(flags == 0x1100 && language == 0x400);
+        char* text = static_cast<char*>(LocalAlloc(LPTR, message.size() + 1));
+        *reinterpret_cast<char**>(buffer) = std::copy(message.begin(), message.end(), text) - message.size();
+        return static_cast<DWORD>(message.size());
+    });
+}
+
+void FakeSystemDirectory(const std::string& length, const std::string& text) {
+    const UINT result = ParseNumber32(length);
+    on::GetSystemDirectoryA.Replace([=](LPSTR buffer, UINT size) {
+        EXPECT_EQ(size, 261u);
+        text.copy(buffer, size);
+        return result;
+    });
 }
 
 } // namespace
 
-void UseProgram(const std::string& path) {
-    program = path;
+void PrepareMachine(const std::string& executable) {
+    program = executable;
+    for (const std::string simulation : {"winsock", "netcfg"}) {
+        WriteWholeFile(StateFile(simulation), ReadWholeFile(kSandbox + "sample_" + simulation + ".txt"));
+        WriteWholeFile(kSandbox + simulation + ".calls.txt", "");
+    }
+    UseSystemLibrary("update");
+    HoldOpen("C:\\windows\\system32\\examplelsp.dll", false);
+    HoldOpen("C:\\sandbox\\f.dll", false);
+    DeleteFileA("C:\\sandbox\\f.dll");
+    for (const std::string pattern : {"C:\\norvane.tmp\\", "C:\\sandbox\\"}) {
+        for (const std::string& name : NamesIn(pattern + "vor*")) {
+            DeleteFileA((pattern + name).c_str());
+            DeleteFileA((pattern + name + ".tmp").c_str());
+        }
+    }
+    RemoveDirectoryA("C:\\norvane.tmp");
+    TakePending();
+    HKEY left = nullptr;
+    RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDlls);
+    for (const std::string key : {"HKCR\\CLSID\\{T}", "HKCR\\CLSID\\{T}\\InprocServer32"}) {
+        if (RegOpenKeyExA(HKEY_CLASSES_ROOT, key.c_str() + 5, 0, WRITE_DAC, &left) == ERROR_SUCCESS) {
+            RegCloseKey(left);
+            WriteSecurity(key, "D:(A;;KA;;;WD)");
+        }
+    }
+    RegDeleteTreeA(HKEY_CLASSES_ROOT, "CLSID\\{T}");
+    WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDlls, "", REG_SZ, "");
 }
 
-std::string RunMachineStep(const std::string& step, std::string rest) {
-    ReplaceAll(rest, "%LONG%", std::string(8000, 'x'));
-    const std::string all = rest;
-    const std::string first = TakeWord(rest);
-    if (step.starts_with("run")) {
-        words = all;
-        if (step == "run-piped") {
-            return CountWrites();
-        }
-        return RunWords(program + " " + words, step == "run"          ? ChildOutput::kFile
-                                               : step == "run-silent" ? ChildOutput::kNone
-                                                                      : ChildOutput::kUnwritable);
+void UseSystemLibrary(const std::string& kind) {
+    static std::string present;
+    if (kind != present) {
+        EXPECT_TRUE(CopyFileA((kSandbox + "ws2_32_" + kind + ".dll").c_str(),
+                              "C:\\windows\\system32\\ws2_32.dll", FALSE));
+        present = kind;
     }
-    if (step == "fails") {
-        return RunWithFault(first, rest);
-    }
-    if (step == "system") {
-        kind = all;
-        PrepareSystem();
-    } else if (step == "file") {
-        HoldOpen(first, rest == "lock");
-    } else if (step == "reg") {
-        const std::string name = TakeWord(rest);
-        const DWORD type = std::stoul(TakeWord(rest));
-        const auto [root, path] = SplitKey(first);
-        WriteRegistry(root, path, name == "@" ? "" : name, type, ParseBytes(rest));
-    } else if (step == "show-reg") {
-        return ShowValue(first, rest == "@" ? "" : rest);
-    } else if (step == "pending") {
-        return TakePending();
-    } else if (step == "pretend-files") {
-        on::GetFileAttributesExA.Replace([](LPCSTR, GET_FILEEX_INFO_LEVELS, LPVOID) { return TRUE; });
-        on::MoveFileExA.Replace([](LPCSTR, LPCSTR, DWORD) { return TRUE; });
-    } else if (step == "security") {
-        WriteSecurity(first, rest);
-    } else if (step == "show-security") {
-        return ShowSecurity(first);
-    } else if (step == "readable") {
-        MakeReadable();
-    } else if (step == "message") {
-        std::string message = all;
-        ReplaceAll(message, "^", "\r\n");
-        on::FormatMessageA.Replace([=](DWORD flags, LPCVOID, DWORD, DWORD language, LPSTR buffer, auto...) {
-            EXPECT_TRUE(flags == 0x1100 && language == 0x400);
-            char* text = static_cast<char*>(LocalAlloc(LPTR, message.size() + 1));
-            *reinterpret_cast<char**>(buffer) =
-                std::copy(message.begin(), message.end(), text) - message.size();
-            return static_cast<DWORD>(message.size());
-        });
-    } else if (step == "fake-process") {
-        on::CreateProcessW.Replace([](auto... arguments) {
-            *std::get<9>(std::tuple(arguments...)) = {reinterpret_cast<HANDLE>(0x7FFF0001),
-                                                      reinterpret_cast<HANDLE>(0x7FFF0002), 7, 8};
-            return TRUE;
-        });
-        on::CloseHandle.Replace([](HANDLE handle) {
-            Trace("closed %x", static_cast<unsigned>(reinterpret_cast<ULONG_PTR>(handle)));
-            return TRUE;
-        });
-    } else if (step == "named") {
-        on::GetNamedSecurityInfoA.Replace([](LPCSTR name, SE_OBJECT_TYPE type, auto...) {
-            Trace("%s %d", name, static_cast<int>(type));
-            return static_cast<DWORD>(ERROR_FILE_NOT_FOUND);
-        });
-    } else if (step == "winsock" || step == "netcfg") {
-        std::ofstream("C:\\sandbox\\" + step + ".txt", std::ios::app) << all << "\n";
-    } else if (step == "show") {
-        return ReadWholeFile("C:\\sandbox\\" + first);
-    } else if (step == "cmd") {
-        return RunChild(all);
-    } else if (step == "system-directory") {
-        on::GetSystemDirectoryA.Replace([=](LPSTR buffer, UINT size) {
-            EXPECT_EQ(size, 261u);
-            rest.copy(buffer, size);
-            return static_cast<UINT>(std::stoul(first));
-        });
-    } else {
-        ADD_FAILURE() << "unknown step " << step;
-    }
-    return {};
+}
+
+std::vector<Step> MachineSteps() {
+    const auto make = [](const char* usage, auto action) {
+        return Step{usage, [=](const Words& w) { return action(w), std::string(); }};
+    };
+    return {
+        make("file PATH", [](const Words& w) { HoldOpen(w[0], false); }),
+        make("held-file PATH", [](const Words& w) { HoldOpen(w[0], true); }),
+        make("reg KEY NAME TYPE TEXT...", WriteValue),
+        {"show-reg KEY NAME", [](const Words& w) { return ShowValue(w[0], ValueName(w[1])); }},
+        make("security KEY SDDL", [](const Words& w) { WriteSecurity(w[0], w[1]); }),
+        {"show-security KEY", [](const Words& w) { return ShowSecurity(w[0]); }},
+        {"pending", [](const Words&) { return TakePending(); }},
+        {"cmd WORDS...", [](const Words& w) { return Lines(RunChild(w[0])); }},
+        {"show FILE", [](const Words& w) { return ReadWholeFile(kSandbox + w[0]); }},
+        make("sample", [](const Words&) { PrepareSample(); }),
+        make("winsock LINE...", [](const Words& w) { AppendToFile(StateFile("winsock"), w[0] + "\n"); }),
+        make("netcfg LINE...", [](const Words& w) { AppendToFile(StateFile("netcfg"), w[0] + "\n"); }),
+        {"run WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kFile); }},
+        {"run-silent WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kNone); }},
+        {"run-unwritable WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kUnwritable); }},
+        {"run-piped WORDS...", [](const Words& w) { return CountWrites(w[0]); }},
+        make("readable", [](const Words&) { MakeReadable(); }),
+        make("named", [](const Words&) { ShowNames(); }),
+        make("pretend-files", [](const Words&) { PretendFiles(); }),
+        make("fake-process", [](const Words&) { FakeProcess(); }),
+        make("message TEXT...", [](const Words& w) { FakeMessage(w[0]); }),
+        make("system-directory LENGTH TEXT...", [](const Words& w) { FakeSystemDirectory(w[0], w[1]); }),
+    };
 }

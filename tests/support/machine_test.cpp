@@ -1,9 +1,8 @@
 #include "support/machine_test.h"
 
-#include <regex>
-
 #include "lsp/private_heap.h"
 #include "lsp/update_functions.h"
+#include "support/case_file.h"
 #include "trace/trace_log.h"
 #include "winsock/simulated_winsock.h"
 
@@ -11,10 +10,26 @@ namespace {
 
 constexpr DWORD kSecondsForAProgram = 60;
 
-std::string traced;
+std::vector<std::string> traced;
 
 void Capture(const char* text, size_t length, void*, unsigned level) {
-    traced += (level == kExtraFileLevel ? "* " : "") + std::string(text, length) + "\n";
+    traced.push_back((level == kExtraFileLevel ? "* " : "") + std::string(text, length));
+}
+
+// A zeroed block that ends where memory ends that may be touched, so that reading one byte too far ends the run.
+void* AllocateGuarded(size_t size) {
+    const size_t pages = (size + 4095) / 4096 * 4096;
+    auto* block =
+        static_cast<BYTE*>(VirtualAlloc(nullptr, pages + 4096, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+    DWORD before = 0;
+    VirtualProtect(block + pages, 4096, PAGE_NOACCESS, &before);
+    return block + pages - size;
+}
+
+void FreeGuarded(void* block) {
+    MEMORY_BASIC_INFORMATION memory = {};
+    VirtualQuery(block, &memory, sizeof(memory));
+    VirtualFree(memory.AllocationBase, 0, MEM_RELEASE);
 }
 
 } // namespace
@@ -33,12 +48,15 @@ void MachineTest::SetUp() {
     on::HeapAlloc.Replace([](HANDLE heap, DWORD flags, SIZE_T size) {
         EXPECT_EQ(flags, static_cast<DWORD>(HEAP_ZERO_MEMORY));
         ++liveBlocks;
-        return on::HeapAlloc.Real(heap, flags, size);
+        EXPECT_NE(heap, nullptr);
+        return AllocateGuarded(size);
     });
     on::HeapFree.Replace([](HANDLE heap, DWORD flags, LPVOID block) {
         EXPECT_NE(block, nullptr);
         --liveBlocks;
-        return on::HeapFree.Real(heap, flags, block);
+        EXPECT_TRUE(heap != nullptr && flags == 0);
+        FreeGuarded(block);
+        return TRUE;
     });
     traced.clear();
 }
@@ -56,7 +74,11 @@ void MachineTest::UseSystem(bool withUpdateFunctions) {
 }
 
 std::string Traced() {
-    return std::exchange(traced, "");
+    std::string lines;
+    for (const std::string& message : std::exchange(traced, {})) {
+        lines += Escaped(message) + "\n";
+    }
+    return lines;
 }
 
 void RunProgram(std::string commandLine, HANDLE output) {
@@ -90,8 +112,7 @@ std::string RunChild(const std::string& commandLine, ChildOutput to) {
                                       FILE_ATTRIBUTE_NORMAL, nullptr);
     RunProgram(commandLine, to == ChildOutput::kNone ? nullptr : output);
     CloseHandle(output);
-    static const std::regex stamp("(^|\\n)\\d{3,}:[0-9a-f]{4,} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ");
-    return std::regex_replace(ReadWholeFile(kOutput), stamp, "$1");
+    return ReadWholeFile(kOutput);
 }
 
 bool FileExists(const std::string& pathOrPattern) {

@@ -24,13 +24,13 @@ class MachineTest : public testing::Test {
     static inline int liveBlocks = 0;
 };
 
-// The captured texts, a line each, those of level 100 with a star before them. Forgets them.
+// The captured texts, a line each as Escaped gives it, those of level 100 with a star before them. Forgets them.
 std::string Traced();
 
 enum class ChildOutput { kFile, kNone, kUnwritable };
 
 // Runs a command line, with standard output and error to a file, without any, or with one that refuses every write.
-// Returns what it wrote, without the stamps of trace lines.
+// Returns what it wrote. A program that has not ended after a minute is ended, and fails the test.
 std::string RunChild(const std::string& commandLine, ChildOutput to = ChildOutput::kFile);
 
 // Runs a command line with the given handle for its output.
