@@ -151,6 +151,9 @@ std::string Lines(const std::string& output) {
     std::string marked = std::regex_replace(output, stamp, "$1\x01");
     const bool stamped = marked.starts_with('\x01');
     std::string lines;
+    if (marked.empty()) {
+        return lines;
+    }
     marked.erase(0, stamped);
     for (const std::string& line :
          SplitAt(marked.substr(0, marked.size() - (stamped ? 1 : 2)), stamped ? "\n\x01" : "\r\n")) {
