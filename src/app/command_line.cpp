@@ -37,8 +37,9 @@ std::string JoinWords(int argc, char** argv, int first) {
     return joined;
 }
 
-// ASCII letters only: a word must match the same way under every code page, which _stricmp does as long as
-// nobody calls setlocale.
+// Whether two words are equal but for the case of their ASCII letters. Other letters are compared as they
+// are, because a word must match the same way under every code page. _stricmp does so as long as nobody calls
+// setlocale.
 bool SameWord(const std::string& a, const std::string& b) {
     return _stricmp(a.c_str(), b.c_str()) == 0;
 }
@@ -48,7 +49,8 @@ int Finish(int returnCode) {
     return returnCode;
 }
 
-// The same lines, deliberately, for too few words and for enough of them that name no command.
+// Traces the same lines for too few words and for words that name no command, so that readers of the trace
+// find every rejected command line in the same way.
 int RejectCommandLine(int argc) {
     Trace("Bad command line, argc = %d", argc);
     Trace("Command line = '%s'", GetCommandLineA());
@@ -76,8 +78,9 @@ int RemoveLayeredProvider(const std::string& dllName) {
     return 0;
 }
 
-// The classes of the engine's script languages. Support staff know the last one's result as the command's
-// exit code; the others are in the trace.
+// Restores the classes of the engine's script languages, then unregisters and registers its DLL. The exit
+// code is the result of the last class, as support staff know it; the results of the others are in the trace
+// only.
 int RestoreVbs() {
     Trace("Command detected: restore original DLLs for VBS");
     RestoreOriginalDll("{B54F3741-5B07-11cf-A4B0-00AA004A55E8}");

@@ -1,4 +1,3 @@
-// Registry opens that tell why they failed.
 #include "common/registry_helpers.h"
 
 #include <cstring>
@@ -7,8 +6,8 @@
 
 namespace {
 
-// The system ends its messages with a line break and most of them with a full stop; the caller's text has
-// its own.
+// The system ends its messages with a line break, and most of them with a full stop. Both are taken off: the
+// caller adds a full stop of its own.
 std::string TrimSystemText(std::string text) {
     if (text.size() >= 2 && text.ends_with("\r\n")) {
         text.resize(text.size() - 2);

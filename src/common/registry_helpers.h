@@ -9,9 +9,9 @@
 // system has none.
 std::string FormatSystemError(DWORD code);
 
-// Takes the first "Wow6432Node\" (in any letter case) out of path and clears use64: a path with that node names a
-// key of the 32-bit view, which is where a 32-bit process finds it under the stripped path. In this 64-bit process
-// a path without the node and without a view flag names the key of the 64-bit view; callers have always got that.
+// Takes the first "Wow6432Node\" (in any letter case) out of path and clears use64. A path with that node
+// names a key of the 32-bit view. A 32-bit process finds this key under the stripped path. This 64-bit
+// process finds the key of the 64-bit view there, as no view flag is set; callers have always got that key.
 // Does nothing when use64 is 0 or nothing is found.
 //   path   in/out, narrow
 //   use64  in/out, not 0 when the 64-bit view is wanted

@@ -1,4 +1,3 @@
-// Conversions over the Win32 code page functions.
 #include "common/text_conversion.h"
 
 #include <windows.h>
@@ -17,8 +16,8 @@ std::wstring ToWide(UINT codePage, const char* text, size_t capacity, const char
     return buffer.data();
 }
 
-// Both code pages fail with the one text, which names neither the UTF-8 function nor the call really made:
-// support staff search for these words.
+// A failure has the same text for both code pages, although it names neither the UTF-8 function nor the call
+// that is really made: support staff search for these words.
 std::string ToNarrow(UINT codePage, const wchar_t* text) {
     const int size = WideCharToMultiByte(codePage, 0, text, -1, nullptr, 0, nullptr, nullptr);
     std::vector<char> buffer(static_cast<size_t>(size) + 1);

@@ -12,15 +12,15 @@ namespace {
 
 constexpr DWORD kPathSize = 260;
 
-// What "OriginalDll" holds. The value may lack its terminator: the text has one behind the room that is read
-// into.
+// What "OriginalDll" holds. The value may lack its terminator. So the text has one more character than is
+// read, and that character stays zero.
 struct KeptPath {
     char text[kPathSize + 1] = {};
     DWORD size = kPathSize;
     DWORD type = REG_SZ;
 };
 
-// Closes the key with CloseHandle, deliberately not RegCloseKey: an opened key is a kernel handle.
+// Closes the key with CloseHandle and not with RegCloseKey, because an opened key is a kernel handle.
 struct OpenKey {
     HKEY key = nullptr;
 
@@ -64,7 +64,8 @@ void TraceUnlessAcquired(bool acquired) {
     }
 }
 
-// Reports the write, and deletes the kept path whatever came of it: a second run must not find it again.
+// Traces the result of the write and deletes the kept path, also after a failed write: a second run must not
+// find it again.
 void FinishRestore(HKEY key, const std::string& keyPath, const char* dll, LONG written) {
     if (written == ERROR_SUCCESS) {
         TraceAtLevel(kExtraFileLevel, "Original dll restored (%s): %s", keyPath.c_str(), dll);
@@ -77,8 +78,9 @@ void FinishRestore(HKEY key, const std::string& keyPath, const char* dll, LONG w
     }
 }
 
-// The default value is set by the key's path. The length given is twice that of the text, as if it were wide;
-// Windows goes by the terminator. The padding keeps whoever goes by the length within the buffer.
+// Sets the default value of the key at keyPath. The length given is twice that of the text, as if the text
+// were wide. Windows ignores the length and reads up to the terminator. The buffer is padded, so that code
+// which does use the length stays within it.
 LONG SetDefaultValueByPath(const std::string& keyPath, const std::string& dll) {
     const DWORD length = static_cast<DWORD>(2 * dll.size());
     std::string padded = dll;
@@ -140,7 +142,7 @@ LONG RestoreClassOriginalDll(const char* classId) {
             return ERROR_SUCCESS;
         }
     }
-    // The stored text with the size that it was read with, so that what was kept comes back as it was.
+    // Writes the text as stored, with the size that was read, so that exactly the kept bytes come back.
     result = RegSetValueExA(open.key, nullptr, 0, expandNeeded ? REG_EXPAND_SZ : REG_SZ,
                             reinterpret_cast<const BYTE*>(kept.text), kept.size);
     FinishRestore(open.key, keyPath, kept.text, result);

@@ -8,8 +8,8 @@
 
 namespace {
 
-// CreateProcess writes into its command line, so it gets a copy. The copy is deliberately made by formatting:
-// the commands have no percent sign, which would be taken for a conversion.
+// CreateProcess writes into its command line, so it gets a copy. The copy is made with the command line as
+// the format. A percent sign would be taken for a conversion, but the commands have none.
 std::vector<wchar_t> CopyCommandLine(const wchar_t* commandLine) {
     const size_t count = std::wcslen(commandLine) + 1;
     std::vector<wchar_t> copy(count);

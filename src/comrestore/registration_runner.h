@@ -1,4 +1,4 @@
-// Runs a registration command as a child process.
+// Runs the regsvr32 commands of the "vbs" command, each as a child process.
 #pragma once
 
 #include <windows.h>

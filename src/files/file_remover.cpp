@@ -40,7 +40,8 @@ DWORD ReadSharedCount(const char* path, bool use64BitView) {
 }
 
 // Returns the count that is left; 1 when the key cannot be opened. A stored 0 wraps around to the largest
-// number, deliberately: nothing is claimed of a file whose count was wrong.
+// number. This is deliberate, for the readers of the trace: a file whose count was wrong is not reported as
+// deleted.
 DWORD LowerSharedCount(const char* path, bool use64BitView) {
     DWORD count = 1;
     HKEY key = nullptr;
@@ -58,8 +59,8 @@ DWORD LowerSharedCount(const char* path, bool use64BitView) {
     return count;
 }
 
-// Whether the pieces of the path fit the buffers of SplitPath; the runtime ends the process over one that
-// does not.
+// Whether the pieces of the path fit the buffers of SplitPath. The runtime ends the process when one does not
+// fit.
 bool ComponentsFit(const std::string& path) {
     const size_t slash = path.find_last_of("\\/");
     const size_t directory = slash == std::string::npos ? 0 : slash + 1;
@@ -86,7 +87,7 @@ std::string MakePath(const char* drive, const char* directory, const char* name,
     return path;
 }
 
-// Whether the folder is there, hidden, for files on their way out.
+// Makes the hidden folder for files that wait for their deletion. Returns whether it is there.
 bool PrepareFolder(const char* folder) {
     if (!CreateDirectoryA(folder, nullptr) && GetLastError() != ERROR_ALREADY_EXISTS) {
         return false;
@@ -95,7 +96,9 @@ bool PrepareFolder(const char* folder) {
     return true;
 }
 
-// A fresh name in directory, under which an empty file then exists; without one, a name that may be taken.
+// Makes an empty file with a new name in directory and returns its path. When Windows refuses, returns a path
+// that a file may already have.
+//   unique  as GetTempFileNameA takes it: 0 for a new name
 std::string MakeTempFileName(const std::string& directory, const char* prefix, UINT unique) {
     char name[MAX_PATH + 1] = {};
     if (GetTempFileNameA(directory.c_str(), prefix, unique, name) == 0) {
@@ -122,8 +125,8 @@ void DeleteAtReboot(const char* path) {
     const std::string target =
         MakePath(parts.drive, usable ? "\\norvane.tmp\\" : parts.directory, nullptr, nullptr);
     const std::string tempName = MakeTempFileName(target, "vorn", 0);
-    // Moving never replaces, and the temporary name is taken already: the file mostly keeps its place and is
-    // scheduled from there. It moves only where no temporary file could be made.
+    // MoveFile never replaces a file, and the temporary file already has the new name. So the move mostly
+    // fails, and the file is scheduled in its old place. It moves only where no temporary file could be made.
     const bool moved = MoveFileA(path, tempName.c_str()) != 0;
     Schedule(moved ? tempName.c_str() : path, path);
     if (usable) {
@@ -171,7 +174,7 @@ void RemoveFile(const char* path, bool use64BitView, bool rebootOnly) {
     } else {
         DeleteNowOrAtReboot(path, rebootOnly);
     }
-    // The message follows the count, not the file: a file that waits for the reboot counts as deleted.
+    // The message depends on the count only. A file that waits for the reboot is reported as deleted, too.
     if (LowerSharedCount(path, use64BitView) == 0) {
         TraceAtLevel(kExtraFileLevel, "File deleted: %s", path);
     }

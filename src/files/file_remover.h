@@ -2,8 +2,8 @@
 #pragma once
 
 // Deletes a file unless its count under SharedDLLs is above 1, and lowers the count. A file that cannot be
-// deleted now is scheduled for the next reboot. The outcome is in the trace only; a file that does not exist
-// is left at that.
+// deleted now is scheduled for the next reboot. A read-only file loses that attribute, even when it is not
+// deleted. A file that does not exist gives a trace line and nothing else. The outcome is in the trace only.
 //   path          full path, ANSI code page; also the name of its value under SharedDLLs
 //   use64BitView  whether SharedDLLs is opened with KEY_WOW64_64KEY, which makes no difference in a 64-bit
 //                 process

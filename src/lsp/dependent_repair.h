@@ -12,7 +12,8 @@ void FixDependentChains(LspEntry* map, const LspEntry& target);
 void UpdateDependents(CatalogSelector catalog, LspEntry* map, const LspEntry& target);
 
 // Deinstalls all dependents and installs them again with their edited chains, the lowest first. The new ids
-// of each go into the chains of those listed before it, and into the snapshot's order;
-// then that order, the target's ids included, is written. Failures of single calls are traced and skipped.
+// of each go into the chains of those listed before it, and into the snapshot's order. At the end that order,
+// the target's ids included, is written, also when there are no dependents. Failures of single calls are
+// traced and skipped.
 // Returns false, with nothing deinstalled, after a trace line when there is no memory.
 bool ReinstallDependents(CatalogSelector catalog, CatalogSnapshot* snapshot, const LspEntry& target);

@@ -3,9 +3,9 @@
 
 #include "lsp/lsp_map.h"
 
-// Finds each layered entry of the record among providers (see SameProviderEntry) and stores the id that it
-// has there in its dwProviderReserved. An entry that is not found keeps what it has there,
-// mostly 0, and later steps take that for its id.
+// Finds each layered entry of the record among providers (see SameProviderEntry) and stores the catalog id
+// found there in the entry's dwProviderReserved. An entry that is not found keeps its dwProviderReserved,
+// mostly 0, and later steps take that value for its new id.
 void RelinkLayerIds(LspEntry* entry, const WSAPROTOCOL_INFOW* providers, int count);
 
 // Replaces oldId by newId in the chains of the record's layered entries.

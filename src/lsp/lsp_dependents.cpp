@@ -36,7 +36,9 @@ bool NamesAnyLayer(const LspEntry& over, const LspEntry& under) {
     return false;
 }
 
-// Adds map[over] to the dependents of map[under] as often as it names it. False when there is no memory.
+// Adds map[over] to the dependents of map[under], once for each of its layered entries that names the hidden
+// id of map[under]. When none does, adds it once if any of them names a layered id of map[under]. Returns
+// false when there is no memory.
 bool AddIfDependent(LspEntry* map, int under, int over) {
     bool found = false;
     for (int k = 0; k < map[over].layerCount; ++k) {

@@ -90,7 +90,7 @@ bool AllocateLayers(LspEntry* record, int layerCount) {
         Trace("BuildLspMap: LspAlloc failed: %d\n", error);
         return false;
     }
-    // Only now: a count without its arrays would send later steps through a null pointer.
+    // Set only now: with a count but without the arrays, later steps would read through a null pointer.
     record->layerCount = layerCount;
     return true;
 }
@@ -115,7 +115,7 @@ bool FillLspRecord(const MapBuild& build, LspEntry* record, const WSAPROTOCOL_IN
         }
         record->layers[slot++] = *entry;
         record->maxChainLen = std::max(record->maxChainLen, entry->ProtocolChain.ChainLen);
-        entry->dwProviderReserved = 1; // for the caller: taken by an LSP
+        entry->dwProviderReserved = 1; // tells the caller that an LSP owns it
         if (!AddGuidOfLayer(record, &entry->ProviderId)) {
             return false;
         }
@@ -158,7 +158,7 @@ DWORD* CollectBaseIds(const MapBuild& build, int* baseCount) {
 }
 
 // The first chain position, behind the LSP's own id, at which any of the layered entries names a base
-// provider. A chain's length does not matter: what lies behind it counts as well.
+// provider. ChainLen does not matter: the elements behind it count as well.
 int DepthOf(const LspEntry& record, const DWORD* baseIds, int baseCount) {
     int depth = kNoDepth;
     for (int k = 0; k < record.layerCount; ++k) {
@@ -172,8 +172,8 @@ int DepthOf(const LspEntry& record, const DWORD* baseIds, int baseCount) {
     return depth;
 }
 
-// This exchange sort, and the next, are not stable, and which of two LSPs with one DLL name is removed
-// follows from the order that they leave: a library sort would choose another.
+// This exchange sort and the next one are not stable. The order that they leave decides which of two LSPs
+// with the same DLL name is removed. With a library sort it could be the other one.
 void SortByDepth(LspEntry* map, int lspCount) {
     for (int i = 0; i < lspCount; ++i) {
         for (int j = i; j < lspCount; ++j) {
@@ -210,7 +210,8 @@ void SortLsps(LspEntry* map, int lspCount) {
     }
 }
 
-// Fills the map as far as it can. Returns false only when the map is of no use without what failed.
+// Fills the map as far as it can. Returns false only when there is no memory for the dependents, without
+// which the map is of no use.
 bool FillMap(const MapBuild& build, int orphanCount) {
     if ((orphanCount > 0 && !FillOrphanRecord(build, orphanCount)) || !FillLspRecords(build)) {
         return true;

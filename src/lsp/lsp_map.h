@@ -20,7 +20,7 @@ struct LspEntry {
     GUID* layerGuids; // distinct provider ids of layers, in the order of first appearance
     int layerGuidCount;
     int maxChainLen;
-    int depth; // 1 to 6 above the base providers; 7 when no chain meets one there; 0 while not known
+    int depth; // chain position of the first base provider: 1 to 6, 7 without one, 0 while not known
     int dependentCount;
     int* dependents; // map indices of the LSPs over this one; one index can stand there several times
 };
@@ -36,7 +36,7 @@ LspEntry* BuildLspMap(WSAPROTOCOL_INFOW* providers, int providerCount, int* lspC
 // Frees the records' arrays and the map.
 void ReleaseLspMap(LspEntry* map, int lspCount);
 
-// Adds a provider id to the record's unless it is there.
+// Adds a provider id to the record's layerGuids, unless it is there already.
 //   error  receives WSAENOBUFS on failure
 // Returns 0, or SOCKET_ERROR after a trace line.
 int AddGuidToLspEntry(LspEntry* entry, GUID* guid, int* error);

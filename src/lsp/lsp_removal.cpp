@@ -96,11 +96,12 @@ int RemoveProvider(CatalogSelector catalog, DWORD catalogId) {
     ReportTarget(*target);
     FixDependentChains(snapshot.map, *target);
 
-    // The 64-bit function decides for both catalogs. With CatalogBoth no update is called, and each counts as
-    // failed.
+    // Whether Windows has the 64-bit update function decides for both catalogs. With CatalogBoth no update
+    // function is called, and each update counts as failed. ReinstallDependents also writes the provider
+    // order, so it is called without dependents, too.
     if (UpdateFunctions().update64 != nullptr) {
         UpdateDependents(catalog, snapshot.map, *target);
-    } else if (!ReinstallDependents(catalog, &snapshot, *target)) { // without dependents, too: for the order
+    } else if (!ReinstallDependents(catalog, &snapshot, *target)) {
         return SOCKET_ERROR;
     }
     DeinstallTarget(catalog, *target);
@@ -115,7 +116,7 @@ int RemoveProvider(CatalogSelector catalog, const wchar_t* dllName, wchar_t* rem
     for (int i = 0; i < snapshot.lspCount; ++i) {
         const LspEntry& record = snapshot.map[i];
         if (std::wcscmp(FileNameOf(record.dllPath), dllName) == 0) {
-            // The form by id reads the catalog afresh.
+            // The form by id reads the catalog again.
             const int result = RemoveProvider(catalog, record.hiddenEntry.dwCatalogEntryId);
             wcscpy_s(removedPath, kDllPathSize, record.dllPath);
             return result;

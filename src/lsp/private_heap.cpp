@@ -1,4 +1,3 @@
-// The private heap over the Win32 heap functions.
 #include "lsp/private_heap.h"
 
 #include <winsock2.h>

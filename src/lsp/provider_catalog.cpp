@@ -56,8 +56,8 @@ WSAPROTOCOL_INFOW* FetchCatalog(EnumFunction enumerate, int* count, bool* fetche
     return providers;
 }
 
-// Here the function is looked up at run time, though EnumerateProvidersExisting imports it: where the lookup fails, the
-// catalog counts as unreadable, without a message.
+// Looks the function up at run time, although EnumerateProvidersExisting imports it. When the lookup fails,
+// the catalog counts as unreadable, without a message.
 WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
     const HMODULE module = LoadLibraryA("ws2_32.dll");
     if (module == nullptr) {
@@ -71,7 +71,8 @@ WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
     WSAPROTOCOL_INFOW* providers =
         FetchCatalog(reinterpret_cast<EnumFunction>(reinterpret_cast<void*>(function)), count, &fetched);
     if (fetched) {
-        // Only success gives the library back. After a failure it stays loaded, as callers have always seen it.
+        // The library is released only after a success. After a failure it stays loaded, as callers have
+        // always seen it.
         FreeLibrary(module);
     }
     return providers;

@@ -33,7 +33,7 @@ WSAPROTOCOL_INFOW* EnumerateProviders(CatalogSelector catalog, int* count);
 int EnumerateProvidersExisting(CatalogSelector catalog, WSAPROTOCOL_INFOW* buffer, DWORD* bufferLength);
 
 // Installs entries under a provider id, and traces the catalog id of the first entry that then has it. When
-// that cannot be read, the install stands.
+// that cannot be read, the entries stay installed and the call counts as a success.
 int InstallProvider(CatalogSelector catalog, GUID* providerId, const wchar_t* dllPath,
                     WSAPROTOCOL_INFOW* entries, DWORD entryCount);
 
@@ -41,7 +41,8 @@ int InstallProvider(CatalogSelector catalog, GUID* providerId, const wchar_t* dl
 // Returns SOCKET_ERROR when a call failed.
 int DeinstallProvider(CatalogSelector catalog, GUID* providerId);
 
-// Updates one entry in place. A missing update function, like a selector without a call, counts as a failure.
+// Updates one entry in place. A missing update function counts as a failure, and so does a selector for which
+// the table says "fails".
 //   error  in/out: receives the Winsock error of a failed call, and is what the failure message shows
 int UpdateProvider(CatalogSelector catalog, GUID* providerId, const wchar_t* dllPath,
                    WSAPROTOCOL_INFOW* entry, int* error);

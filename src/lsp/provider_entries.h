@@ -15,8 +15,8 @@ bool SameGuid(const GUID& a, const GUID& b);
 // Whether the entry is of the given kind.
 bool IsKind(const WSAPROTOCOL_INFOW& entry, int kind);
 
-// The number of chain elements that may be read: ChainLen, kept within 0 to MAX_PROTOCOL_CHAIN, as the
-// catalog may hold anything.
+// The number of chain elements that may be read: ChainLen, kept within 0 to MAX_PROTOCOL_CHAIN, because
+// the catalog may hold any number there.
 int ChainLength(const WSAPROTOCOL_INFOW& entry);
 
 // Whether the entry is a layered protocol entry of the LSP whose hidden entry has hiddenId.

@@ -17,8 +17,8 @@ namespace {
 // Never freed: the update functions point into it.
 HMODULE winsockModule = nullptr;
 
-// The DLL goes under the path that the catalog has, environment references and all. No LSP found leaves the
-// path empty, and the file remover says so in its own words.
+// The DLL is removed under the path as the catalog has it: environment references are not expanded. When no
+// LSP is found, the path stays empty, and RemoveFile traces that the file does not exist.
 void RemoveFromCatalogAndDisk(CatalogSelector catalog, const std::string& dllName) {
     const std::wstring wideName = conv_to_wchar(dllName.c_str());
     wchar_t removedPath[kDllPathSize] = {};
@@ -40,7 +40,7 @@ void RemoveLsp(bool bothCatalogs, const std::string& dllName) {
     int error = 0;
     const int created = LspCreateHeap(&error);
     if (created != 0) {
-        // The result, not the error code behind it: this is the line that support staff know.
+        // Traces the result and not the error code: this is the line that support staff know.
         Trace("LspCreateHeap failed: error = %d", created);
         WSACleanup();
         return;

@@ -18,9 +18,10 @@ UpdateProviderFunction FindUpdateFunction(HMODULE module, const char* name) {
     return reinterpret_cast<UpdateProviderFunction>(reinterpret_cast<void*>(GetProcAddress(module, name)));
 }
 
-// Stands in when Windows does not tell its system directory, deliberately without effect: source and target
-// of the expansion have always been this way round, so the path stays empty and the library is looked for as
-// \ws2_32.dll.
+// Called when Windows does not tell its system directory. It has no effect on the path, which stays empty:
+// the expansion reads from path and writes to expanded. This is deliberate, for the callers: source and
+// target have always been this way round, and the library has been looked for as \ws2_32.dll.
+// Returns false after a message when a step fails.
 bool ExpandFallback(const char* path) {
     char expanded[kPathSize] = {};
     const HRESULT copied = StringCchCopyA(expanded, kPathSize, "%SYSTEMROOT%\\system32");

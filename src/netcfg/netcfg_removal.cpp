@@ -67,8 +67,8 @@ HRESULT HrUninstallNetComponentHelper(INetCfg* netCfg, const wchar_t* componentI
     return result;
 }
 
-// Only a plain success is applied, deliberately: a positive status, such as a notice that a restart is due,
-// is traced as an error and returned as it is.
+// Applies the change only after S_OK, as the callers of HrUninstallNetComponent are told. A positive status,
+// such as a notice that a restart is due, is traced as an error and returned as it is.
 HRESULT DeInstallAndApply(INetCfg* netCfg, const wchar_t* componentId) {
     Trace("HrUninstallNetComponent: try HrUninstallNetComponentHelper");
     const HRESULT hr = HrUninstallNetComponentHelper(netCfg, componentId);

@@ -1,4 +1,3 @@
-// Opening and closing the network configuration.
 #include "netcfg/netcfg_session.h"
 
 #include <netcfgn.h>
@@ -15,7 +14,8 @@ constexpr DWORD kLockTimeoutMilliseconds = 15000;
 constexpr wchar_t kLockClient[] =
     L"Sample Netcfg Application (netcfg.exe)"; // the name that support staff know
 
-// A thread that is in the apartment mode already refuses the multithreaded one.
+// Tries the multithreaded mode first, then the apartment mode: a thread that is in the apartment mode already
+// refuses the other.
 HRESULT StartCom() {
     Trace("HrGetINetCfg: try CoInitializeEx");
     HRESULT hr = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -28,7 +28,8 @@ HRESULT StartCom() {
     return hr;
 }
 
-// The holder may be unknown (null): the conversion then throws, which is told like any other failure.
+// The holder may be unknown (null). The conversion then throws, and this is traced like any other failure of
+// it.
 std::string HolderName(const wchar_t* holder) {
     try {
         return conv_wchar_to_utf8(holder);
@@ -88,7 +89,7 @@ HRESULT InitializeNetCfg(INetCfg* netCfg, INetCfgLock* lock, INetCfg** outNetCfg
     return hr;
 }
 
-// Locks and initialises the object, and gives up the reference to it, whatever came of that.
+// Locks and initialises the object, and releases the reference to it in every case.
 HRESULT OpenNetCfg(INetCfg* netCfg, bool getWriteLock, INetCfg** outNetCfg) {
     INetCfgLock* lock = nullptr;
     HRESULT hr = getWriteLock ? FindAndAcquireLock(netCfg, &lock) : S_OK;

@@ -34,8 +34,8 @@ bool ProbeThreadToken() {
     return GetLastError() == ERROR_NO_TOKEN;
 }
 
-// userenv.dll is wanted in one case that hardly occurs, and is not among the DLLs that Windows always takes
-// from the system directory. So it is not imported.
+// Loads userenv.dll when it is needed, which is hardly ever, and from the system directory. It is not
+// imported, because Windows could take an imported userenv.dll from another directory.
 void UnloadProfile(HANDLE token, HANDLE profile) {
     char directory[MAX_PATH] = "";
     const UINT length = GetSystemDirectoryA(directory, MAX_PATH);
@@ -184,7 +184,7 @@ bool CAccessToken::EnableDisablePrivileges(CTokenPrivileges* set, CTokenPrivileg
 }
 
 bool CAccessToken::Impersonate() const {
-    ProbeThreadToken(); // as before every impersonation; it changes nothing here
+    ProbeThreadToken(); // as OpenImpersonationToken does before it impersonates; the result is not used here
     return token_ != nullptr && SetThreadToken(nullptr, token_);
 }
 

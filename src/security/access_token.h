@@ -21,8 +21,8 @@ class CRevertToSelf : public CRevert {
     bool Revert() override;
 };
 
-// Operations that return false because Windows refused leave the cause as the last error. No caller here
-// leaves a thread impersonating with a revert object, or loads a profile.
+// Operations that return false because Windows refused leave the cause as the last error. In this program no
+// caller leaves a thread impersonating with a revert object, and none loads a profile.
 class CAccessToken {
   public:
     CAccessToken() = default;
@@ -38,10 +38,10 @@ class CAccessToken {
 
     // Takes a new thread token, a copy of the process's, in the place of the one held.
     //   access       wanted from the token
-    //   impersonate  true leaves the thread impersonating, with a revert object to end it; false ends the
-    //                impersonation again, and one that was there before is not put back, except where the
-    //                thread's token could not be opened: then at the level of the token held before, if it
-    //                has one
+    //   impersonate  true leaves the thread impersonating, with a revert object to end it. false ends the
+    //                impersonation again. An impersonation from before the call is not put back, with one
+    //                exception: when the thread had a token but it could not be opened, the thread
+    //                impersonates again, at the level of the token held before, if that has a level
     //   openAsSelf   whether the process's rights decide about the access, not the thread's
     bool OpenImpersonationToken(DWORD access, bool impersonate, bool openAsSelf,
                                 SECURITY_IMPERSONATION_LEVEL level);

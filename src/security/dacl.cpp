@@ -11,15 +11,15 @@
 
 namespace {
 
-// An entry of a damaged ACL can stand at an odd address.
+// Copies the header, because an entry of a damaged ACL can stand at an unaligned address.
 ACE_HEADER ReadHeader(const void* ace) {
     ACE_HEADER header;
     std::memcpy(&header, ace, sizeof(header));
     return header;
 }
 
-// How many entries, from the first on, lie within the bounds that the ACL gives itself. Windows follows the
-// sizes of the entries without looking, so the rest must not be asked for.
+// How many entries, from the first on, lie within the AclSize of the ACL. Windows follows the sizes of the
+// entries without checking them, so it must not be asked for the rest.
 DWORD CountReadableAces(const ACL* acl) {
     const BYTE* const end = reinterpret_cast<const BYTE*>(acl) + acl->AclSize;
     const BYTE* place = reinterpret_cast<const BYTE*>(acl + 1);
@@ -64,7 +64,7 @@ class AceReader {
         return guid;
     }
 
-    // A SID of the length that it gives itself.
+    // Takes a SID, whose length follows from its own SubAuthorityCount.
     PSID TakeSid() {
         const BYTE* sid = Take(offsetof(SID, SubAuthority));
         Take(sid[offsetof(SID, SubAuthorityCount)] * sizeof(DWORD));
@@ -158,8 +158,8 @@ const CAcl::CAce* CDacl::GetAce(UINT index) const {
     return aces_[index].get();
 }
 
-// A Shell sort with the gaps 1, 4, 13, 40 ... It is not stable, and the order that it gives to equal entries
-// is kept on purpose.
+// A Shell sort with the gaps 1, 4, 13, 40 ... It is not stable. It is kept on purpose, for those who read a
+// key's access list: another sort could write equal entries to the key in another order.
 void CDacl::SortAces() {
     const size_t count = aces_.size();
     size_t gap = 1;

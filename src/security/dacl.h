@@ -22,8 +22,8 @@ class CDacl : public CAcl {
     const CAce* GetAce(UINT index) const override;
     void SortAces() override;
 
-    // Appends an entry that allows mask to sid; one more when there is such an entry already. Standing for no
-    // ACL at all ends with it: then the new entry is the only one.
+    // Appends an entry that allows mask to sid; one more when there is such an entry already. When this
+    // stood for no ACL at all, it becomes an ACL with the new entry alone.
     // Returns false for a SID that is empty or not valid. Throws E_OUTOFMEMORY.
     bool AddAllowedAce(const CSid& sid, ACCESS_MASK mask, BYTE flags);
 

@@ -8,7 +8,7 @@ namespace {
 
 constexpr DWORD kPrivateTokenAccess = TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY | TOKEN_IMPERSONATE;
 
-// Gives a descriptor that Windows allocated back, without disturbing the last error.
+// Frees a descriptor that Windows allocated, and keeps the last error as it is.
 struct LocalDescriptor {
     PSECURITY_DESCRIPTOR data = nullptr;
 
@@ -29,7 +29,7 @@ class SecurityPrivilege {
     SecurityPrivilege(const SecurityPrivilege&) = delete;
     SecurityPrivilege& operator=(const SecurityPrivilege&) = delete;
 
-    // Has something to do only when there was no memory for giving the privilege back.
+    // Reverts only when GiveBack threw, because there was no memory for it.
     ~SecurityPrivilege() {
         if (acquired_) {
             token_.Revert();
@@ -60,7 +60,7 @@ class SecurityPrivilege {
     CTokenPrivileges before_;
 };
 
-// What both forms share around the one call that reads.
+// What both functions share. They differ only in the Windows call that reads the descriptor.
 template <class Read>
 bool ReadDescriptor(CSecurityDesc* descriptor, SECURITY_INFORMATION information, bool requestPrivileges,
                     Read read) {

@@ -16,9 +16,10 @@ constexpr DWORD kThreadTokenAccess = TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY | TOK
 constexpr SECURITY_INFORMATION kWholeDescriptor = OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION |
                                                   DACL_SECURITY_INFORMATION | SACL_SECURITY_INFORMATION;
 
-// The form of a registry path that the security functions take. The root's name may stand anywhere in the
-// path, in its exact letters, yet its length is cut off the front: only a path that begins with it gives a
-// sensible name. Without a root's name there is an empty one, which Windows refuses.
+// Returns a registry path in the form that the security functions take. The root's name is looked for
+// anywhere in the path, with its letter case, but its length is always cut off the front. So only a path that
+// begins with the root's name gives a sensible result. A path without one gives an empty name, which Windows
+// refuses.
 std::string TranslateKeyPath(const char* keyPath) {
     static const struct {
         const char* root;
@@ -35,12 +36,13 @@ std::string TranslateKeyPath(const char* keyPath) {
     return {};
 }
 
-// What the two forms of SetPermissions do in ways of their own.
+// The steps in which the two forms of SetPermissions differ.
 struct KeyByHandle {
     HKEY key;
 
     static constexpr DWORD kTokenAccess = kThreadTokenAccess;
-    // Deliberately: as the owner, this process may be able to write all the same, and its caller tries.
+    // Deliberately true, for the caller, which tries to write all the same: this process owns the key by
+    // then, so the write may succeed.
     static constexpr bool kSucceedsWithoutDacl = true;
 
     bool Read(CSecurityDesc* descriptor) const {
@@ -64,7 +66,7 @@ struct KeyByName {
     bool Read(CSecurityDesc* descriptor) const {
         return GetNamedObjectSecurityDescriptor(name.c_str(), type, descriptor, kWholeDescriptor, true);
     }
-    bool IsGiven() const { return name.c_str() != nullptr; } // an empty name is one too
+    bool IsGiven() const { return name.c_str() != nullptr; } // always: an empty name counts as given
     DWORD Write(SECURITY_INFORMATION information, PSID owner, ACL* dacl) const {
         std::string copy = name; // the call takes it as not const
         return SetNamedSecurityInfoA(copy.data(), type, information, owner, nullptr, dacl, nullptr);
@@ -80,8 +82,8 @@ bool Succeeded(DWORD error) {
     return error == ERROR_SUCCESS;
 }
 
-// Two entries: one with the generic rights, one with the key's own, as an access check on a key looks at its
-// own alone.
+// Adds two entries: one with the generic rights and one with the rights special to keys, because an access
+// check on a key looks only at the latter.
 void AddFullAccess(CDacl* dacl, const CSid& sid, BYTE aceFlags, const char* whose) {
     if (!dacl->AddAllowedAce(sid, GENERIC_ALL | STANDARD_RIGHTS_ALL, aceFlags)) {
         Trace("SetPermissions(): Fail AddAllowedAce for %s with (GENERIC_ALL | STANDARD_RIGHTS_ALL), err %d",
@@ -134,9 +136,9 @@ bool PermissionAcquirer::CheckInited() const {
     return inited_;
 }
 
-// Whatever fails here, the key is tried with the rights that there are. The thread impersonates the token
-// from here on, for the caller's registry work. The privileges were enabled in that token alone and go with
-// it.
+// A failure here is only traced: the work on the key goes on with the rights that there are. The thread
+// impersonates the token from here on, for the caller's registry work. The privileges are enabled in that
+// token alone, and end with it.
 void PermissionAcquirer::TakePrivileges() {
     CTokenPrivileges previous;
     if (!token_.EnablePrivilege("SeSecurityPrivilege", &previous)) {

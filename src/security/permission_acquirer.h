@@ -9,9 +9,10 @@
 #include "security/security_desc.h"
 #include "security/sid.h"
 
-// Construct it, call one SetPermissions, do the registry work on the same thread, and destroy it there: once
-// SetPermissions got that far, the thread impersonates a token with the privileges taken until then, whatever
-// SetPermissions returned. The changes to keys are for good. Failures are traced; nothing is thrown.
+// Construct it, call SetPermissions once, do the registry work on the same thread, and destroy it there.
+// Unless SetPermissions fails before that step, it makes the thread impersonate a token with the privileges
+// that it could enable. This lasts until the object is destroyed, whatever SetPermissions returned. The
+// changes to keys are permanent. Failures are traced; nothing is thrown.
 class PermissionAcquirer {
   public:
     // Reads the user and the owner of the process; SetPermissions refuses to work without them.
@@ -20,8 +21,9 @@ class PermissionAcquirer {
     PermissionAcquirer& operator=(const PermissionAcquirer&) = delete;
 
     // Takes the ownership of an open key and gives the process's owner and user full access to it. Returns
-    // false when the key's security could not be read or its owner not be changed; the new access list may
-    // have been refused all the same.
+    // false when the work ended before the new access list was written, for example when the key's security
+    // could not be read or its owner could not be changed. True does not mean that Windows accepted the new
+    // list.
     bool SetPermissions(HKEY key);
 
     // Does so for a key by its path, which begins with the name of a predefined root key.
@@ -43,7 +45,7 @@ class PermissionAcquirer {
     template <class Key> bool TakeOver(const Key& key, BYTE aceFlags);
     bool ExtendDacl(const CSecurityDesc& descriptor, BYTE aceFlags, CDacl* dacl) const;
 
-    // In this order: the members go in the reverse one, and the token must outlive the guard.
+    // The order matters: members are destroyed in the reverse order, and the token must outlive the guard.
     bool inited_;
     CAccessToken token_;
     RevertGuard revertGuard_;

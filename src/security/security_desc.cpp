@@ -6,7 +6,8 @@
 
 namespace {
 
-// Zeros behind the copy: Windows follows the sizes of a damaged list's entries to where a header would stand.
+// Zero bytes behind the copy. Windows follows the entry sizes of a damaged access list, and may read an
+// entry's header just behind the end of the descriptor.
 constexpr size_t kSpare = sizeof(ACE_HEADER);
 
 } // namespace
@@ -32,7 +33,7 @@ CSecurityDesc& CSecurityDesc::operator=(PSECURITY_DESCRIPTOR source) {
     return *this;
 }
 
-// An offset within a damaged descriptor can point anywhere.
+// Whether the list lies within the descriptor; an offset in a damaged descriptor can point anywhere.
 bool CSecurityDesc::Contains(const ACL* acl) const {
     const size_t begin = reinterpret_cast<size_t>(descriptor_.data());
     const size_t place = reinterpret_cast<size_t>(acl);

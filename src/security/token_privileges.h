@@ -1,4 +1,4 @@
-// A set of privileges with their attributes.
+// A set of privileges with their attributes, and the Win32 structure that the set is handed over in.
 #pragma once
 
 #include <windows.h>
@@ -18,7 +18,7 @@ class CTokenPrivileges {
     bool Add(const char* name, DWORD attributes);
 
     // Adds all of a Win32 set. Throws E_OUTOFMEMORY.
-    //   size  of the set's buffer, in bytes: its count is not trusted beyond it
+    //   size  of the set's buffer, in bytes: a count that goes beyond it is not trusted
     void Add(const TOKEN_PRIVILEGES* privileges, DWORD size);
 
     bool IsEmpty() const { return attributes_.empty(); }
@@ -33,6 +33,6 @@ class CTokenPrivileges {
     void Set(LUID luid, DWORD attributes);
 
     bool dirty_ = true;
-    std::map<LONGLONG, DWORD> attributes_; // by the number that a LUID is
+    std::map<LONGLONG, DWORD> attributes_; // the key is a LUID as one 64-bit number
     std::vector<BYTE> binary_;
 };

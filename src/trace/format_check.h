@@ -25,7 +25,8 @@ template <class T> consteval Kind KindOf() {
     }
 }
 
-// Not constexpr, so that reaching a call to it stops the compiler with the text at hand.
+// Not constexpr: a check at compile time that reaches a call to it is an error, and the compiler then shows
+// the call with its text.
 inline void FormatMismatch(const char*) {}
 
 consteval bool IsOneOf(char c, const char* set) {
@@ -72,7 +73,7 @@ consteval void CheckFormat(const char* text, const Kind* kinds, size_t count) {
 
 } // namespace trace_detail
 
-// A constant format text whose conversions match Args; made only by the compiler.
+// A constant format text whose conversions match Args; built only at compile time.
 template <class... Args> struct CheckedFormat {
     const char* text;
 

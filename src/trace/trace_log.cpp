@@ -26,8 +26,8 @@ class LockGuard {
     CRITICAL_SECTION& lock_;
 };
 
-// The key stays open for the life of the process. The value's type does not matter: any of at most four bytes
-// that are not all zero switches the tracing on.
+// The key stays open for the life of the process. The value's type does not matter: a value of at most four
+// bytes that are not all zero counts as enabled.
 bool ReadTraceEnable() {
     HKEY key = nullptr;
     if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Wow6432Node\\Brennick\\Norvane", 0, KEY_READ, &key) !=
@@ -59,9 +59,9 @@ size_t WritePrefix(char* buffer) {
         static_cast<unsigned>(GetCurrentThreadId()), now.wHour, now.wMinute, now.wSecond, now.wMilliseconds));
 }
 
-// The whole line in one call to the descriptor of standard output: the stream's own buffer would cut a long
-// line into several writes, and lose what it holds when the process dies. A process without standard output
-// has no descriptor.
+// Writes the whole line in one call to the descriptor of standard output. The stream's own buffer would cut a
+// long line into several writes, and would lose what it holds when the process dies. A process without
+// standard output has no descriptor; nothing is written then.
 void WriteToStandardOutput(const std::string& line) {
     const int descriptor = _fileno(stdout);
     if (descriptor >= 0) {
@@ -79,7 +79,8 @@ struct ProcessLog {
     TraceLog log{"%TEMP%", "norvane"};
 
     ProcessLog() { traceLog = &log; }
-    // Runs before the log itself goes: other globals can still write lines, which are dropped.
+    // Runs before the log itself is destroyed. Other globals can still write lines afterwards; those are
+    // dropped.
     ~ProcessLog() { traceLog = nullptr; }
 };
 

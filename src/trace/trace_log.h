@@ -42,8 +42,8 @@ struct TraceSinkOrder {
 // lines elsewhere, such as the tests.
 class TraceLog {
   public:
-    // Names the log file after the local time and the process, and reads "TraceEnable" once. No file is
-    // opened: the path is composed and dropped.
+    // Names the log file after the local time and the process, and reads "TraceEnable" once. When that is
+    // set, the path of a log file is composed, but it is not kept and no file is opened.
     //   directory  not expanded; "." stands for the default directory
     //   prefix     of the file name
     TraceLog(const std::string& directory, const std::string& prefix);
@@ -54,15 +54,16 @@ class TraceLog {
     TraceLog(const TraceLog&) = delete;
     TraceLog& operator=(const TraceLog&) = delete;
 
-    // Switches the copy of every line on standard output.
+    // Turns the echo, a copy of every line on standard output, on or off. Turning it on also sets standard
+    // output to binary mode; turning it off does not undo that.
     void SetConsoleEcho(bool on);
 
     // Composes the path of a log file; registers and opens nothing.
     std::string BuildTraceFilePath(const std::string& directory, const std::string& prefix);
 
     // Opens path for appending, creating it when missing, and adds it to the main set (every line) or the
-    // extra set (result lines only). A path that is there already is left as it is. Returns false when the
-    // file cannot be opened, with the cause as the last error.
+    // extra set (result lines only). A path that the set has already is not opened again. Returns false when
+    // the file cannot be opened, with the cause as the last error.
     bool AddFile(const std::string& path);
     bool AddExtraFile(const std::string& path);
 
@@ -73,9 +74,9 @@ class TraceLog {
     // lock, so that a switched-off log costs next to nothing.
     bool IsOff() const { return mainFiles_.empty() && echo_ == 0 && sinks_.empty(); }
 
-    // Writes one line. The format is a constant that fits the arguments, of the runtime's narrow printf family.
-    // Those functions refuse a wide text with a character that the runtime's own locale has no byte for: beyond
-    // U+00FF, whatever the code page. Such a message is written in UTF-8.
+    // Writes one line. The format is a constant for the runtime's narrow printf functions and fits the
+    // arguments. These functions refuse a wide text with a character beyond U+00FF, whatever the code page,
+    // because the runtime's own locale has no byte for it. Such a message is written in UTF-8.
     // Failed writes are ignored. Throws std::runtime_error when a text cannot be converted.
     template <class... Args>
     void Write(unsigned level, CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {

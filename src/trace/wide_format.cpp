@@ -104,7 +104,7 @@ std::wstring FormatWide(const char* format, va_list args) {
     }
     va_end(walk);
 
-    call.slots.push_back(0); // never an empty list
+    call.slots.push_back(0); // so that data() is not null when there are no arguments
     const va_list wideArgs = reinterpret_cast<va_list>(call.slots.data());
     const int length = _vscwprintf(call.format.c_str(), wideArgs);
     if (length < 0) {
