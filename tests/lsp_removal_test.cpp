@@ -29,7 +29,7 @@ TEST_F(LspRemovalTest, RandomCatalogsDoNoHarm) {
                             [&] { return below(20); });
             std::fill_n(entry.info.szProtocol, below(5) == 0 ? WSAPROTOCOL_LEN + 1 : 3, L'n');
         }
-        ResetWinsock({900, {}, catalog, catalog});
+        ResetWinsock({900, false, {}, catalog, catalog});
         if (below(3) == 0) {
             Winsock().begin = [&](const std::string&) {
                 Winsock().state.catalog64.resize(below(4) == 0 ? below(40)

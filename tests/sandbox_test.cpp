@@ -57,8 +57,11 @@ TEST(SandboxTest, AStateIsRefusedWithItsLine) {
         EXPECT_EQ(Verdict([](const std::string& state) { ParseWinsockState(state); }, text), verdict) << text;
     }
     const std::pair<const char*, const char*> netcfg[] = {
-        {"component ms_a Name of it\nlocked-by\ngranted-with Nobody\nfail Apply 1 0x4A020", "sound"},
+        {"component ms_a class=client name=\"Name of it\" removal=wants-restart\nlocked-by\ngranted-with "
+         "Nobody\nfail Apply 1 0x4A020",
+         "sound"},
         {"component", "1: not a line of a network configuration: component "},
+        {"component ms_a class=other", "1: not a field of a component: class=other"},
         {"fail Aply 1 1", "1: not a call that can be made to fail: Aply"}};
     for (const auto& [text, verdict] : netcfg) {
         EXPECT_EQ(Verdict([](const std::string& state) { ParseNetcfgState(state); }, text), verdict) << text;

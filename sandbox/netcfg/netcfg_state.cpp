@@ -1,5 +1,6 @@
 #include "netcfg/netcfg_state.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace {
@@ -7,12 +8,34 @@ namespace {
 const char* const kMethods[] = {
     "CreateInstance", "QueryInterface", "AcquireWriteLock", "ReleaseWriteLock", "Initialize", "Uninitialize",
     "FindComponent",  "GetClassGuid",   "QueryNetCfgClass", "DeInstall",        "Apply",      nullptr};
+const std::string kClasses = " class=protocol class=service class=client class=adapter ";
+
+NetworkComponent ReadComponent(std::string line) {
+    NetworkComponent component;
+    component.id = TakeWord(line);
+    while (!line.empty()) {
+        const size_t equals = std::min(line.find('='), line.size());
+        const std::string key = line.substr(0, equals);
+        line.erase(0, equals + 1);
+        const std::string value = TakeQuoted(line);
+        const std::string field = " " + key + "=" + value + " ";
+        if (key == "name") {
+            component.name = value;
+        } else if (kClasses.find(field) != std::string::npos) {
+            component.componentClass = value;
+        } else if (field == " removal=still-referenced " || field == " removal=wants-restart ") {
+            component.removal = value;
+        } else {
+            throw std::runtime_error("not a field of a component: " + key + "=" + value);
+        }
+    }
+    return component;
+}
 
 void ReadStateLine(std::string line, NetcfgState& state) {
     const std::string word = TakeWord(line);
     if (word == "component" && !line.empty()) {
-        const std::string id = TakeWord(line);
-        state.components.push_back({id, line});
+        state.components.push_back(ReadComponent(line));
     } else if (word == "locked-by" || (word == "granted-with" && !line.empty())) {
         state.holder = line;
         state.lockedByOthers = word == "locked-by";
@@ -35,7 +58,9 @@ NetcfgState ParseNetcfgState(const std::string& text) {
 std::string FormatNetcfgState(const NetcfgState& state) {
     std::string text;
     for (const NetworkComponent& component : state.components) {
-        text += "component " + component.id + (component.name.empty() ? "" : " ") + component.name + "\n";
+        text += "component " + component.id + " class=" + component.componentClass +
+                (component.name.empty() ? "" : " name=\"" + component.name + "\"") +
+                (component.removal.empty() ? "" : " removal=" + component.removal) + "\n";
     }
     if (state.lockedByOthers) {
         text += "locked-by " + state.holder + "\n";

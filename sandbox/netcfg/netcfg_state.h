@@ -1,5 +1,7 @@
 // The simulated network configuration as data, and its text form, one line for each thing:
-//   component ms_example Example protocol   an installed component
+//   component ms_example class=protocol name="Example protocol"   an installed component; classes are protocol, service,
+//                                           client and adapter; "removal=still-referenced" or "removal=wants-restart" is
+//                                           what becomes of its removal
 //   locked-by NAME                          another client holds the write lock; without a name, an unknown one
 //   granted-with NAME                       the lock is granted, and a holder is named all the same
 //   fail DeInstall 1 0x80004005             the first call of that method returns that code and does nothing
@@ -13,6 +15,8 @@
 struct NetworkComponent {
     std::string id;
     std::string name;
+    std::string componentClass = "protocol";
+    std::string removal; // empty where it simply goes
 };
 
 struct NetcfgState {

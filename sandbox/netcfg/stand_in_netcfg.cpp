@@ -29,6 +29,7 @@ struct Machine {
     int references = 0;
     bool locked = false;
     bool initialized = false;
+    bool restartDue = false; // once the changes are applied
 } machine;
 
 void Record(const std::string& line) {
@@ -47,9 +48,35 @@ HRESULT PlannedResult(const std::string& method, bool& planned) {
     return S_OK;
 }
 
-bool IsInstalled(const std::string& id) {
-    return std::any_of(machine.state.components.begin(), machine.state.components.end(),
-                       [&](const NetworkComponent& component) { return component.id == id; });
+// The component with that id, in any letter case; null when there is none.
+const NetworkComponent* FindInstalled(const std::string& id) {
+    const auto found = std::find_if(
+        machine.state.components.begin(), machine.state.components.end(),
+        [&](const NetworkComponent& component) { return _stricmp(component.id.c_str(), id.c_str()) == 0; });
+    return found == machine.state.components.end() ? nullptr : &*found;
+}
+
+const std::pair<const char*, const GUID*> kClasses[] = {{"protocol", &GUID_DEVCLASS_NETTRANS},
+                                                        {"service", &GUID_DEVCLASS_NETSERVICE},
+                                                        {"client", &GUID_DEVCLASS_NETCLIENT},
+                                                        {"adapter", &GUID_DEVCLASS_NET}};
+
+std::string ClassName(const GUID& guid) {
+    for (const auto& [name, known] : kClasses) {
+        if (*known == guid) {
+            return name;
+        }
+    }
+    return "unknown";
+}
+
+GUID ClassGuid(const std::string& className) {
+    for (const auto& [name, known] : kClasses) {
+        if (className == name) {
+            return *known;
+        }
+    }
+    return {};
 }
 
 // Counts and records a call, and gives it its planned result in the place of its own.
@@ -120,7 +147,10 @@ class Component : public Counted<INetCfgComponent> {
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
     HRESULT STDMETHODCALLTYPE GetClassGuid(GUID* guid) override {
-        return Call("GetClassGuid", id, [&] { return *guid = GUID_DEVCLASS_NETTRANS, S_OK; });
+        return Call("GetClassGuid", id, [&] {
+            const NetworkComponent* installed = FindInstalled(id);
+            return *guid = ClassGuid(installed == nullptr ? "" : installed->componentClass), S_OK;
+        });
     }
     // clang-format off
     UNUSED(GetDisplayName, LPWSTR*); UNUSED(SetDisplayName, LPCWSTR); UNUSED(GetHelpText, LPWSTR*);
@@ -132,6 +162,8 @@ class Component : public Counted<INetCfgComponent> {
 
 class ComponentClass : public Counted<INetCfgClass, INetCfgClassSetup> {
   public:
+    explicit ComponentClass(const std::string& className) : className_(className) {}
+
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override {
         return Call("QueryInterface", "of the class", [&] {
             return id == IID_INetCfgClassSetup ? GiveOut<INetCfgClassSetup>(this, out) : E_NOINTERFACE;
@@ -143,17 +175,34 @@ class ComponentClass : public Counted<INetCfgClass, INetCfgClassSetup> {
                            !token->fRegistered && !token->pszwProduct && !token->pszwDisplayName &&
                            list == nullptr;
         const std::string id = static_cast<Component*>(component)->id;
-        return Call("DeInstall", id + (plain ? ", for the user" : ", for others"), [&] {
-            const auto named = [&](const NetworkComponent& installed) { return installed.id == id; };
-            return machine.locked ? std::erase_if(machine.state.components, named),
-                   S_OK           : NETCFG_E_NO_WRITE_LOCK;
-        });
+        return Call("DeInstall", id + (plain ? ", for the user" : ", for others"),
+                    [&] { return Remove(id); });
     }
     // clang-format off
     UNUSED(FindComponent, LPCWSTR, INetCfgComponent**); UNUSED(EnumComponents, IEnumNetCfgComponent**);
     UNUSED(SelectAndInstall, HWND, OBO_TOKEN*, INetCfgComponent**);
     UNUSED(Install, LPCWSTR, OBO_TOKEN*, DWORD, DWORD, LPCWSTR, LPCWSTR, INetCfgComponent**);
     // clang-format on
+
+  private:
+    HRESULT Remove(const std::string& id) const {
+        const NetworkComponent* installed = FindInstalled(id);
+        if (!machine.locked) {
+            return NETCFG_E_NO_WRITE_LOCK;
+        }
+        if (installed == nullptr || installed->componentClass != className_) {
+            return E_INVALIDARG;
+        }
+        if (installed->removal == "still-referenced") {
+            return NETCFG_S_STILL_REFERENCED;
+        }
+        machine.restartDue = machine.restartDue || installed->removal == "wants-restart";
+        machine.state.components.erase(machine.state.components.begin() +
+                                       (installed - machine.state.components.data()));
+        return S_OK;
+    }
+
+    const std::string className_;
 };
 
 class NetCfg : public Counted<INetCfg, INetCfgLock> {
@@ -176,22 +225,26 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
     }
     HRESULT STDMETHODCALLTYPE Apply() override {
         return Call("Apply", "", [] {
+            if (!machine.locked) {
+                return NETCFG_E_NO_WRITE_LOCK;
+            }
             WriteWholeFile(kStateFile, FormatNetcfgState(machine.state));
-            return S_OK;
+            return machine.restartDue ? NETCFG_S_REBOOT : S_OK;
         });
     }
     HRESULT STDMETHODCALLTYPE FindComponent(LPCWSTR id, INetCfgComponent** component) override {
         const std::string name = Utf8(id);
         return Call("FindComponent", name, [&] {
             return !machine.initialized ? NETCFG_E_NOT_INITIALIZED
-                   : !IsInstalled(name)
+                   : FindInstalled(name) == nullptr
                        ? S_FALSE
                        : GiveOut<INetCfgComponent>(new Component(name), reinterpret_cast<void**>(component));
         });
     }
     HRESULT STDMETHODCALLTYPE QueryNetCfgClass(const GUID* guid, REFIID id, void** out) override {
-        return Call("QueryNetCfgClass", *guid == GUID_DEVCLASS_NETTRANS ? "of protocols" : "of others", [&] {
-            return id == IID_INetCfgClass ? GiveOut<INetCfgClass>(new ComponentClass, out) : E_NOINTERFACE;
+        return Call("QueryNetCfgClass", "of the class " + ClassName(*guid), [&] {
+            return id == IID_INetCfgClass ? GiveOut<INetCfgClass>(new ComponentClass(ClassName(*guid)), out)
+                                          : E_NOINTERFACE;
         });
     }
     HRESULT STDMETHODCALLTYPE AcquireWriteLock(DWORD timeout, LPCWSTR client, LPWSTR* holder) override {

@@ -2,7 +2,6 @@
 #define WINSOCK_API_LINKAGE // these are the definitions, not imports
 #include "winsock/simulated_winsock.h"
 
-#include <ws2spi.h>
 #include <sporder.h>
 
 #include <algorithm>
@@ -67,9 +66,24 @@ std::string Subject(const GUID* id) {
     return " " + FormatGuid(*id);
 }
 
+bool HasProvider(const SimulatedCatalog& catalog, const GUID* id) {
+    return std::any_of(catalog.begin(), catalog.end(),
+                       [id](const SimulatedEntry& entry) { return entry.info.ProviderId == *id; });
+}
+
+// As Run, for a call that only an administrator may make.
+template <class F> int Change(const std::string& function, const std::string& subject, int* error, F action) {
+    return Run(function, subject, error,
+               [&](int& result) { return Winsock().state.notElevated ? WSANO_RECOVERY : action(result); });
+}
+
 int Install(const char* function, std::initializer_list<SimulatedCatalog*> catalogs, const GUID* id,
             const WCHAR* path, const WSAPROTOCOL_INFOW* entries, DWORD count, int* error) {
-    return Run(function, Subject(id), error, [&](int&) {
+    return Change(function, Subject(id), error, [&](int&) {
+        if (std::any_of(catalogs.begin(), catalogs.end(),
+                        [&](const SimulatedCatalog* catalog) { return HasProvider(*catalog, id); })) {
+            return WSANO_RECOVERY;
+        }
         for (DWORD i = 0; i < count; ++i) {
             SimulatedEntry entry = {entries[i], path};
             entry.info.ProviderId = *id;
@@ -83,7 +97,7 @@ int Install(const char* function, std::initializer_list<SimulatedCatalog*> catal
 }
 
 int Deinstall(const char* function, SimulatedCatalog& catalog, const GUID* id, int* error) {
-    return Run(function, Subject(id), error, [&](int&) {
+    return Change(function, Subject(id), error, [&](int&) {
         const auto gone = [id](const SimulatedEntry& entry) { return entry.info.ProviderId == *id; };
         return std::erase_if(catalog, gone) == 0 ? WSAEINVAL : 0;
     });
@@ -92,7 +106,7 @@ int Deinstall(const char* function, SimulatedCatalog& catalog, const GUID* id, i
 // Each given entry takes the place of the one with its provider and catalog ids.
 int Update(const char* function, SimulatedCatalog& catalog, const GUID* id, const WCHAR* path,
            const WSAPROTOCOL_INFOW* entries, DWORD count, int* error) {
-    return Run(function, Subject(id), error, [&](int&) {
+    return Change(function, Subject(id), error, [&](int&) {
         for (DWORD i = 0; i < count; ++i) {
             const auto found = std::find_if(catalog.begin(), catalog.end(), [&](const SimulatedEntry& entry) {
                 return entry.info.ProviderId == *id &&
@@ -107,9 +121,12 @@ int Update(const char* function, SimulatedCatalog& catalog, const GUID* id, cons
     });
 }
 
-// The listed entries come first, in the order of the list; every id must be in the catalog.
+// The list must name each id of the catalog once.
 int WriteOrder(const char* function, SimulatedCatalog& catalog, const DWORD* ids, DWORD count) {
-    return Run(function, "", nullptr, [&](int&) {
+    return Change(function, "", nullptr, [&](int&) {
+        if (count != catalog.size()) {
+            return WSAEINVAL;
+        }
         SimulatedCatalog ordered = catalog;
         auto place = ordered.begin();
         for (DWORD i = 0; i < count; ++i, ++place) {

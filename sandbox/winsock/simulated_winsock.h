@@ -1,12 +1,14 @@
-// A stand-in for the catalog functions of ws2_32.dll, over a WinsockState.
+// A stand-in for the catalog functions of ws2_32.dll, over a WinsockState. It does what Microsoft documents of them.
 //
-// It defines the WSC... functions themselves. The test program links them in; the stand-in ws2_32.dll exports
-// them.
+// It defines the WSC... functions themselves. The rehearsal and the test program link them in; the stand-in ws2_32.dll
+// exports them.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <vector>
+
+#include <ws2spi.h>
 
 #include "winsock/winsock_state.h"
 
@@ -20,6 +22,12 @@ struct SimulatedWinsock {
     std::function<void(const std::string&)> begin;
     std::function<void()> end;
 };
+
+// Those that the SDK's headers here do not declare.
+extern "C" int WSPAPI WSCUpdateProvider(LPGUID id, const WCHAR* path, const LPWSAPROTOCOL_INFOW list,
+                                        DWORD count, LPINT error);
+extern "C" int WSPAPI WSCUpdateProvider32(LPGUID id, const WCHAR* path, const LPWSAPROTOCOL_INFOW list,
+                                          DWORD count, LPINT error);
 
 // The one simulation of the process.
 SimulatedWinsock& Winsock();

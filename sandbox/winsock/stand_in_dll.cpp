@@ -7,13 +7,21 @@ namespace {
 constexpr char kStateFile[] = "C:\\sandbox\\winsock.txt";
 constexpr char kCallsFile[] = "C:\\sandbox\\winsock.calls.txt";
 
+// Only one call at a time, of all the programs, reads, changes and writes the state. The owner's end releases it, too.
+HANDLE Turn() {
+    static const HANDLE mutex = CreateMutexA(nullptr, FALSE, "norvane_sandbox_winsock");
+    return mutex;
+}
+
 void ReadState(const std::string&) {
+    WaitForSingleObject(Turn(), INFINITE);
     Winsock().state = ParseWinsockState(ReadWholeFile(kStateFile));
 }
 
 void WriteState() {
     WriteWholeFile(kStateFile, FormatWinsockState(Winsock().state));
     AppendToFile(kCallsFile, Winsock().calls.back() + "\n");
+    ReleaseMutex(Turn());
 }
 
 } // namespace

@@ -89,6 +89,8 @@ void ReadStateLine(std::string line, WinsockState& state, SimulatedCatalog*& cat
     const std::string word = TakeWord(line);
     if (word == "next-id") {
         state.nextId = ParseNumber32(line);
+    } else if (word == "not-elevated" && line.empty()) {
+        state.notElevated = true;
     } else if (word == "fail") {
         state.faults.push_back(ParseFault(line, kWinsockFunctions));
     } else if (word == "catalog" && (line == "64" || line == "32")) {
@@ -228,7 +230,8 @@ WinsockState ParseWinsockState(const std::string& text) {
 }
 
 std::string FormatWinsockState(const WinsockState& state) {
-    std::string text = "next-id " + std::to_string(state.nextId) + "\n";
+    std::string text =
+        "next-id " + std::to_string(state.nextId) + (state.notElevated ? "\nnot-elevated\n" : "\n");
     for (const PlannedFault& fault : state.faults) {
         text += FormatFault(fault);
     }

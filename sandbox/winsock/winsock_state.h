@@ -2,6 +2,7 @@
 //
 // The text is made to be read and written by hand, one line for each thing:
 //   next-id 1040                        the catalog id that the next installed entry gets
+//   not-elevated                        the program runs without administrator's rights
 //   fail WSCDeinstallProvider 2 10107   the second call of that function in a process fails with that error
 //   catalog 64                          the entries that follow are in the 64-bit catalog
 //   entry 1011 {GUID} chain=1010,1001 path="C:\a.dll" name="Example over TCP" family=2 type=1 protocol=6
@@ -26,6 +27,7 @@ using SimulatedCatalog = std::vector<SimulatedEntry>;
 
 struct WinsockState {
     DWORD nextId = 1001;
+    bool notElevated = false;
     std::vector<PlannedFault> faults;
     SimulatedCatalog catalog64;
     SimulatedCatalog catalog32;
