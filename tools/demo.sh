@@ -54,7 +54,7 @@ list_machine() {
 }
 
 show_catalogs() {
-    awk -f sandbox/draw_catalogs.awk "$drive/sandbox/winsock.txt"
+    sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --picture winsock.txt list | tail -n +2
 }
 
 show_pending() {

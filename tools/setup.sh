@@ -21,7 +21,7 @@ setup_run() {
 }
 
 setup_build() {
-    setup_packages cmake ninja-build g++-mingw-w64-x86-64-posix
+    setup_packages cmake ninja-build g++-mingw-w64-x86-64-win32 g++-mingw-w64-x86-64-posix
 }
 
 # build PRESET: configures and builds; silent unless it fails.

@@ -154,9 +154,12 @@ std::string Lines(const std::string& output) {
     if (marked.empty()) {
         return lines;
     }
+    if (!stamped) {
+        ReplaceAll(marked, "\r\n", "\n");
+    }
     marked.erase(0, stamped);
-    for (const std::string& line :
-         SplitAt(marked.substr(0, marked.size() - (stamped ? 1 : 2)), stamped ? "\n\x01" : "\r\n")) {
+    marked.resize(marked.size() - marked.ends_with('\n'));
+    for (const std::string& line : SplitAt(marked, stamped ? "\n\x01" : "\n")) {
         lines += Escaped(std::regex_replace(line, process, "h=<handle> pid=<id>")) + "\n";
     }
     ReplaceAll(lines, program.empty() ? "<program>" : program, "<program>");
@@ -254,6 +257,7 @@ void PrepareMachine(const std::string& executable) {
         WriteWholeFile(StateFile(simulation), ReadWholeFile(kSandbox + "sample_" + simulation + ".txt"));
         WriteWholeFile(kSandbox + simulation + ".calls.txt", "");
     }
+    WriteWholeFile(StateFile("state"), "");
     UseSystemLibrary("update");
     HoldOpen("C:\\windows\\system32\\examplelsp.dll", false);
     HoldOpen("C:\\sandbox\\f.dll", false);
@@ -304,6 +308,9 @@ std::vector<Step> MachineSteps() {
         make("sample", [](const Words&) { PrepareSample(); }),
         make("winsock LINE...", [](const Words& w) { AppendToFile(StateFile("winsock"), w[0] + "\n"); }),
         make("netcfg LINE...", [](const Words& w) { AppendToFile(StateFile("netcfg"), w[0] + "\n"); }),
+        {"rehearse WORDS...",
+         [](const Words& w) { return Lines(RunChild(kSandbox + "norvane64-rehearse.exe " + w[0])); }},
+        make("state LINE...", [](const Words& w) { AppendToFile(StateFile("state"), w[0] + "\n"); }),
         {"run WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kFile); }},
         {"run-silent WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kNone); }},
         {"run-unwritable WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kUnwritable); }},

@@ -1,0 +1,26 @@
+#include "dll_paths.h"
+
+#include <cstdlib>
+
+#include "names.h"
+
+std::string FileNameOf(const std::string& path) {
+    return path.substr(path.rfind('\\') + 1);
+}
+
+bool HasReference(const std::wstring& path) {
+    const size_t start = path.find(L'%');
+    return start != std::wstring::npos && path.find(L'%', start + 1) != std::wstring::npos;
+}
+
+std::string FileIdentity(const std::wstring& path, bool for32Bit) {
+    const char* windows = std::getenv("SystemRoot");
+    std::string file = LowerCase(ToUtf8(path));
+    for (const std::string reference : {"%systemroot%", "%windir%"}) {
+        if (file.starts_with(reference)) {
+            file.replace(0, reference.size(), LowerCase(windows != nullptr ? windows : "C:\\Windows"));
+        }
+    }
+    const size_t at = for32Bit ? file.find("\\system32\\") : std::string::npos;
+    return at == std::string::npos ? file : file.replace(at, 10, "\\syswow64\\");
+}

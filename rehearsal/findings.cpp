@@ -1,0 +1,150 @@
+#include "findings.h"
+
+#include <algorithm>
+#include <set>
+
+#include "common/text_conversion.h"
+#include "lsp/provider_entries.h"
+#include "dll_paths.h"
+#include "names.h"
+
+namespace {
+
+// What the search works with.
+struct Search {
+    const Machine& machine;
+    const Foreseen& foreseen;
+    const std::string dllName; // in UTF-8
+    Findings findings;
+};
+
+bool SameInOtherLetters(const std::string& a, const std::string& b) {
+    return LowerCase(a) == LowerCase(b);
+}
+
+// "64-bit catalog: 1021 Filter over Example TCP (C:\filter.dll)"
+std::string Title(const SimulatedEntry& entry, bool is32) {
+    return std::string(is32 ? "32-bit" : "64-bit") +
+           " catalog: " + std::to_string(entry.info.dwCatalogEntryId) + " " + NameOf(entry.info) + " (" +
+           ToUtf8(entry.path) + ")";
+}
+
+void AddOnce(std::vector<std::string>& texts, const std::string& text) {
+    if (std::find(texts.begin(), texts.end(), text) == texts.end()) {
+        texts.push_back(text);
+    }
+}
+
+std::set<DWORD> IdsOf(const SimulatedCatalog& catalog) {
+    std::set<DWORD> ids;
+    std::transform(catalog.begin(), catalog.end(), std::inserter(ids, ids.end()),
+                   [](const SimulatedEntry& entry) { return entry.info.dwCatalogEntryId; });
+    return ids;
+}
+
+void LookAtFile(Search& search) {
+    const Foreseen& foreseen = search.foreseen;
+    const std::string path = ToUtf8(foreseen.dllPath);
+    if (path.empty() || foreseen.fileGoes) {
+        return;
+    }
+    if (foreseen.sharedCount > 1) {
+        search.findings.leaves.push_back("The DLL stays, as its shared count is " +
+                                         std::to_string(foreseen.sharedCount) + ": " + path);
+    } else if (HasReference(foreseen.dllPath)) {
+        search.findings.leaves.push_back("The DLL stays, as its path has an environment reference: " + path);
+    } else if (conv_to_wchar(conv_to_char(foreseen.dllPath.c_str()).c_str()) != foreseen.dllPath) {
+        search.findings.leaves.push_back("The DLL stays, as its path is not in the code page: " + path);
+    }
+}
+
+// The LSP that a layered entry belongs to, by the first id of its chain.
+std::string OwnerOf(const SimulatedEntry& layer, const SimulatedCatalog& catalog) {
+    for (const SimulatedEntry& entry : catalog) {
+        if (IsLayerOf(layer.info, entry.info.dwCatalogEntryId)) {
+            return ", of the LSP " + std::to_string(entry.info.dwCatalogEntryId) + " " + NameOf(entry.info) +
+                   ",";
+        }
+    }
+    return ", of no LSP,";
+}
+
+// Ids that were gone before are not this removal's doing.
+void LookAtChain(const SimulatedEntry& entry, const SimulatedCatalog& catalog, bool is32,
+                 const std::set<DWORD>& gone, Search& search) {
+    std::string named;
+    for (int i = 0; i < ChainLength(entry.info); ++i) {
+        const DWORD id = entry.info.ProtocolChain.ChainEntries[i];
+        named += gone.contains(id) ? (named.empty() ? "" : ", ") + std::to_string(id) : "";
+    }
+    if (!named.empty() && ChainLength(entry.info) >= PROTOCOL_CHAIN) {
+        search.findings.breaks.push_back(Title(entry, is32) + OwnerOf(entry, catalog) +
+                                         " names ids that are gone: " + named);
+    }
+}
+
+// An entry that stays, and whose DLL goes or has the name.
+void LookAtDll(const SimulatedEntry& entry, bool is32, Search& search) {
+    const Foreseen& foreseen = search.foreseen;
+    const std::string file = FileNameOf(ToUtf8(entry.path));
+    const bool isLsp = IsKind(entry.info, LAYERED_PROTOCOL) && !entry.path.empty();
+    if (foreseen.fileGoes && FileIdentity(entry.path, is32) == FileIdentity(foreseen.dllPath, false)) {
+        search.findings.breaks.push_back(Title(entry, is32) + " has the DLL that is deleted");
+    } else if (isLsp && file == search.dllName) {
+        search.findings.leaves.push_back(Title(entry, is32) +
+                                         (is32 ? " stays: names are looked for in the 64-bit catalog alone"
+                                               : " stays: run the command until the name is not found"));
+    } else if (isLsp && SameInOtherLetters(file, search.dllName)) {
+        search.findings.hints.push_back(Title(entry, is32));
+    }
+}
+
+// Returns the number of entries that go.
+size_t LookAtCatalog(const SimulatedCatalog& before, const SimulatedCatalog& after, bool is32,
+                     Search& search) {
+    std::set<DWORD> gone = IdsOf(before);
+    for (const SimulatedEntry& entry : after) {
+        gone.erase(entry.info.dwCatalogEntryId);
+    }
+    for (const SimulatedEntry& entry : after) {
+        LookAtChain(entry, after, is32, gone, search);
+        LookAtDll(entry, is32, search);
+    }
+    for (const SimulatedEntry& entry : before) {
+        const std::string file = FileIdentity(entry.path, true);
+        const bool sameFile =
+            search.foreseen.fileGoes && file == FileIdentity(search.foreseen.dllPath, false);
+        if (is32 && gone.contains(entry.info.dwCatalogEntryId) && !sameFile) {
+            AddOnce(search.findings.leaves, "The DLL of the 32-bit half stays on the disk: " + file);
+        }
+    }
+    return before.size() - after.size();
+}
+
+Verdict Judge(const Search& search) {
+    return !search.findings.breaks.empty()   ? Verdict::kBreaksOthers
+           : !search.findings.leaves.empty() ? Verdict::kLeavesWork
+           : search.foreseen.found           ? Verdict::kClean
+                                             : Verdict::kNothingToDo;
+}
+
+} // namespace
+
+const char* VerdictText(Verdict verdict) {
+    constexpr const char* kTexts[] = {"CLEAN", "", "NOTHING TO DO", "LEAVES WORK", "BREAKS OTHERS"};
+    return kTexts[static_cast<int>(verdict)];
+}
+
+Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, const std::string& dllName) {
+    Search search = {machine, foreseen, FromAnsi(dllName), {}};
+    LookAtFile(search);
+    search.findings.gone64 = LookAtCatalog(machine.state.catalog64, foreseen.after.catalog64, false, search);
+    search.findings.gone32 = LookAtCatalog(machine.state.catalog32, foreseen.after.catalog32, true, search);
+    for (const auto& [name, path] : machine.namespaces) {
+        if (foreseen.found && SameInOtherLetters(FileNameOf(path), search.dllName)) {
+            AddOnce(search.findings.leaves, "The namespace provider \"" + name + "\" names the DLL: " + path);
+        }
+    }
+    search.findings.verdict = Judge(search);
+    return search.findings;
+}

@@ -1,0 +1,25 @@
+// What a foreseen removal leaves behind and what it breaks.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "foresee.h"
+#include "machine.h"
+
+// In rising order; a verdict is the highest that applies. The numbers are the exit codes.
+enum class Verdict { kClean = 0, kNothingToDo = 2, kLeavesWork = 3, kBreaksOthers = 4 };
+
+struct Findings {
+    Verdict verdict = Verdict::kClean;
+    std::vector<std::string> leaves; // a sentence each
+    std::vector<std::string> breaks;
+    std::vector<std::string> hints; // names in other letters
+    size_t gone64 = 0;              // entries that go from each catalog
+    size_t gone32 = 0;
+};
+
+// The words of a verdict, as they stand in the report.
+const char* VerdictText(Verdict verdict);
+
+Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, const std::string& dllName);

@@ -1,0 +1,69 @@
+#include "foresee.h"
+
+#include <windows.h>
+
+#include "common/text_conversion.h"
+#include "lsp/lsp_map.h"
+#include "lsp/lsp_removal.h"
+#include "lsp/private_heap.h"
+#include "lsp/update_functions.h"
+#include "dll_paths.h"
+#include "names.h"
+#include "trace/trace_log.h"
+#include "winsock/simulated_winsock.h"
+
+// In the place of the functions that norvane64.exe looks up in ws2_32.dll: every 64-bit Windows in use has them.
+const ProviderUpdateFunctions& UpdateFunctions() {
+    static const ProviderUpdateFunctions functions = {&WSCUpdateProvider, &WSCUpdateProvider32};
+    return functions;
+}
+
+namespace {
+
+bool FileExists(const Machine& machine, const std::string& path) {
+    WIN32_FILE_ATTRIBUTE_DATA attributes = {};
+    const std::wstring wide = conv_to_wchar(path.c_str());
+    return machine.live ? GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &attributes) != FALSE
+                        : !path.empty() && !HasReference(wide);
+}
+
+// The messages of RemoveFile, which decides by the path as it is in the ANSI code page.
+void ForeseeFile(const Machine& machine, Foreseen& foreseen) {
+    const std::string path = conv_to_char(foreseen.dllPath.c_str());
+    const bool isThisFile = conv_to_wchar(path.c_str()) == foreseen.dllPath;
+    if (!isThisFile || !FileExists(machine, path)) {
+        Trace("warning: file '%s' not exist", path.c_str());
+        return;
+    }
+    const auto counted = machine.sharedCounts.find(LowerCase(FromAnsi(path)));
+    foreseen.sharedCount = counted == machine.sharedCounts.end() ? 1 : counted->second;
+    foreseen.fileGoes = foreseen.sharedCount <= 1;
+    if (!foreseen.fileGoes) {
+        Trace("warning: shared file '%s' can not be deleted, refcount is %i", path.c_str(),
+              foreseen.sharedCount);
+    }
+    if (foreseen.sharedCount == 1) {
+        TraceAtLevel(kExtraFileLevel, "File deleted: %s", path.c_str());
+    }
+}
+
+} // namespace
+
+Foreseen Foresee(const Machine& machine, const std::string& dllName) {
+    Foreseen foreseen;
+    wchar_t path[kDllPathSize] = {};
+    int error = 0;
+    Trace("64-bit utility started, params: 'remove lsp %s'", dllName.c_str());
+    Trace("Command detected: remove lsp '%s'", dllName.c_str());
+    Trace("removing LSP '%s'...", dllName.c_str());
+    ResetWinsock(machine.state);
+    LspCreateHeap(&error);
+    foreseen.found = RemoveProvider(CatalogBoth, conv_to_wchar(dllName.c_str()).c_str(), path) == 0;
+    LspReleaseHeap();
+    foreseen.after = Winsock().state;
+    foreseen.dllPath = path;
+    ForeseeFile(machine, foreseen);
+    Trace("64-bit utility finished, return code = %d", 0);
+    foreseen.trace = TakeForeseenTrace();
+    return foreseen;
+}

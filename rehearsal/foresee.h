@@ -1,0 +1,22 @@
+// Runs the product's removal code on a copy of the catalogs.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "machine.h"
+
+struct Foreseen {
+    WinsockState after;             // the catalogs afterwards
+    std::vector<std::string> trace; // the messages, in UTF-8, without stamps and line ends
+    std::wstring dllPath;           // of the LSP that was found; empty where none was, and for orphans
+    bool found = false;             // whether there was anything with that name
+    bool fileGoes = false;          // whether the DLL is deleted, at once or at the next start
+    DWORD sharedCount = 1;
+};
+
+// What "remove lsp NAME" does to the machine. The DLL is taken to exist where the disk is another one's.
+Foreseen Foresee(const Machine& machine, const std::string& dllName);
+
+// The messages since the last call, in UTF-8.
+std::vector<std::string> TakeForeseenTrace();

@@ -1,0 +1,38 @@
+// The trace log of the rehearsal, in the place of the one that writes: it keeps the messages.
+#include <cstdio>
+#include <utility>
+
+#include "foresee.h"
+#include "names.h"
+#include "trace/trace_log.h"
+#include "trace/wide_format.h"
+
+namespace {
+
+std::vector<std::string> messages;
+TraceLog keepingLog("", "");
+
+} // namespace
+
+TraceLog* traceLog = &keepingLog;
+
+TraceLog::TraceLog(const std::string&, const std::string&) : lock_(), echo_(1) {}
+TraceLog::~TraceLog() = default;
+
+// As in the log that writes, a message that the narrow functions refuse takes the wide way.
+void TraceLog::WriteAny(unsigned, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    va_list measured;
+    va_copy(measured, args);
+    const int length = _vscprintf(format, measured);
+    va_end(measured);
+    std::string message(static_cast<size_t>(std::max(length, 0)), '\0');
+    _vsnprintf(message.data(), message.size() + (length > 0 ? 1 : 0), format, args);
+    messages.push_back(length < 0 ? ToUtf8(FormatWide(format, args)) : FromAnsi(message));
+    va_end(args);
+}
+
+std::vector<std::string> TakeForeseenTrace() {
+    return std::exchange(messages, {});
+}

@@ -1,0 +1,23 @@
+// What a rehearsal needs to know of a machine: its catalogs, its namespace providers and its shared counts.
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "winsock/winsock_state.h"
+
+struct Machine {
+    std::string name;  // of the computer, or of the pictures
+    bool live = false; // whether it is this one, whose disk can be looked at
+    WinsockState state;
+    std::vector<std::pair<std::string, std::string>>
+        namespaces;                            // name and DLL path of each namespace provider
+    std::map<std::string, DWORD> sharedCounts; // by path in lower case
+    std::vector<std::string> warnings;         // what of it is damaged, each with its key
+};
+
+// Reads the machine that this runs on, or the one of the pictures, when there are any: exports of the registry, or a state
+// file of the sandbox. Throws std::runtime_error, with file and line or with the key, when it cannot be read.
+Machine ReadMachine(const std::vector<std::string>& pictures);

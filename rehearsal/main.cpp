@@ -1,0 +1,123 @@
+// norvane64-rehearse: shows what norvane64.exe would do to the Winsock catalogs, and changes nothing.
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+
+#include "common/text_conversion.h"
+#include "report.h"
+
+extern "C" {
+extern int _dowildcard;
+int _dowildcard = 0; // the words arrive as they were typed
+}
+
+namespace {
+
+constexpr char kUsage[] =
+    "norvane64-rehearse: what \"norvane64 remove lsp NAME.dll\" would do to this machine. It changes "
+    "nothing.\n"
+    "\n"
+    "norvane64-rehearse list                      the LSPs of this machine, both catalogs, drawn as chains\n"
+    "norvane64-rehearse lsp NAME.dll              what \"remove lsp NAME.dll\" would do here\n"
+    "norvane64-rehearse --help | --version\n"
+    "\n"
+    "  --picture FILE  before the command, once or more: on the machine of these files instead. A file is "
+    "what\n"
+    "                  reg export HKLM\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters FILE\n"
+    "                  wrote, or reg export of "
+    "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs,\n"
+    "                  or a state file of the sandbox\n"
+    "  --brief         before the command: one line with tabs: machine, verdict, entries that go from the "
+    "64-bit and\n"
+    "                  from the 32-bit catalog, things that stay, things that break, warnings\n"
+    "\n"
+    "Exit codes of \"lsp\": 0 CLEAN, 2 NOTHING TO DO, 3 LEAVES WORK, 4 BREAKS OTHERS, 1 an error. \"list\" "
+    "ends with 0.\n";
+
+struct Options {
+    std::vector<std::string> pictures;
+    bool brief = false;
+    std::string command;
+    std::string dllName;
+};
+
+// Throws std::runtime_error for words that it does not know.
+Options ParseWords(int argc, char** argv) {
+    Options options;
+    int at = 1;
+    for (; at < argc && argv[at][0] == '-'; ++at) {
+        const std::string word = argv[at];
+        if (word == "--picture" && at + 1 < argc) {
+            options.pictures.push_back(argv[++at]);
+        } else if (word == "--brief") {
+            options.brief = true;
+        } else if ((word == "--help" || word == "--version") && argc == 2) {
+            options.command = word;
+        } else {
+            throw std::runtime_error("unknown option, or its file is missing: " + word);
+        }
+    }
+    if (at < argc) {
+        options.command = argv[at++];
+    }
+    // As the command line of norvane64.exe does: further words belong to the name.
+    for (int i = at; options.command == "lsp" && i < argc; ++i) {
+        options.dllName += (i == at ? "" : " ") + std::string(argv[i]);
+    }
+    const bool isList = options.command == "list" && at == argc && !options.brief;
+    if (!isList && !(options.command == "lsp" && at < argc) && options.command.substr(0, 2) != "--") {
+        throw std::runtime_error("unknown words; norvane64-rehearse --help tells which there are");
+    }
+    return options;
+}
+
+// UTF-8, also on a console, whose code page stays as it is.
+void Print(const std::string& text) {
+    const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+    DWORD mode = 0;
+    if (!GetConsoleMode(output, &mode)) {
+        _setmode(_fileno(stdout), _O_BINARY);
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        return;
+    }
+    const std::wstring wide = conv_utf8_to_wchar(text.c_str());
+    constexpr size_t kChunk = 8000; // older consoles refuse long texts
+    for (size_t i = 0; i < wide.size(); i += kChunk) {
+        DWORD written = 0;
+        WriteConsoleW(output, wide.data() + i, static_cast<DWORD>(std::min(kChunk, wide.size() - i)),
+                      &written, nullptr);
+    }
+}
+
+int Rehearse(const Options& options) {
+    const Machine machine = ReadMachine(options.pictures);
+    if (options.command == "list") {
+        Print(WriteList(machine));
+        return 0;
+    }
+    const Foreseen foreseen = Foresee(machine, options.dllName);
+    const Findings findings = FindConsequences(machine, foreseen, options.dllName);
+    Print(options.brief ? WriteBrief(machine, findings)
+                        : WriteReport(machine, foreseen, findings, options.dllName));
+    return static_cast<int>(findings.verdict);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const Options options = ParseWords(argc, argv);
+        if (options.command.starts_with("--")) {
+            Print(options.command == "--help" ? kUsage : "norvane64-rehearse " NORVANE_VERSION "\n");
+            return 0;
+        }
+        return Rehearse(options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "norvane64-rehearse: %s\n", error.what());
+        return 1;
+    }
+}

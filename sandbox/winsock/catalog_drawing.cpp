@@ -1,0 +1,56 @@
+#include "winsock/catalog_drawing.h"
+
+#include <cstdio>
+#include <map>
+
+#include "lsp/provider_entries.h"
+#include "names.h"
+
+namespace {
+
+using Names = std::map<DWORD, std::string>;
+
+std::string DrawChain(const WSAPROTOCOL_INFOW& entry, const Names& names) {
+    std::string text;
+    for (int i = 0; i < ChainLength(entry); ++i) {
+        const DWORD id = entry.ProtocolChain.ChainEntries[i];
+        const auto named = names.find(id);
+        text += (i == 0 ? "" : " > ") + (named == names.end() ? "!! " + std::to_string(id) + " is gone"
+                                                              : std::to_string(id) + " " + named->second);
+    }
+    return text + (ChainLength(entry) != entry.ProtocolChain.ChainLen ? " !! not a length" : "");
+}
+
+std::string DrawEntry(const SimulatedEntry& entry, const Names& names) {
+    const int length = entry.info.ProtocolChain.ChainLen;
+    const bool isChain = length != LAYERED_PROTOCOL && length != BASE_PROTOCOL;
+    const std::string name = NameOf(entry.info);
+    char start[32];
+    _snprintf(start, sizeof(start), "    %-6lu %-8s ", entry.info.dwCatalogEntryId,
+              isChain                   ? "  chain"
+              : length == BASE_PROTOCOL ? "base"
+                                        : "LSP");
+    return start + name +
+           (isChain ? "   [" + DrawChain(entry.info, names) + "]"
+                    : std::string(name.size() < 26 ? 27 - name.size() : 1, ' ') + ToUtf8(entry.path)) +
+           "\n";
+}
+
+std::string DrawCatalog(const char* bits, const SimulatedCatalog& catalog) {
+    Names names;
+    for (const SimulatedEntry& entry : catalog) {
+        names[entry.info.dwCatalogEntryId] = NameOf(entry.info);
+    }
+    std::string text =
+        std::string("\n  ") + bits + "-bit catalog" + (catalog.empty() ? ": empty" : "") + "\n";
+    for (const SimulatedEntry& entry : catalog) {
+        text += DrawEntry(entry, names);
+    }
+    return text;
+}
+
+} // namespace
+
+std::string DrawCatalogs(const WinsockState& state) {
+    return DrawCatalog("64", state.catalog64) + DrawCatalog("32", state.catalog32);
+}

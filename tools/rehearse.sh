@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Runs norvane64-rehearse under Wine, with the same words: what "remove lsp" would do to a machine, without doing it. Installs
+# what is missing.
+#
+# tools/rehearse.sh [--picture FILE ...] [--brief] list | lsp NAME.dll
+#   --picture FILE  what "reg export" wrote on the machine, or a state file of the sandbox; several can be given
+#
+# Without a picture it looks at an empty Wine prefix, which has no catalogs. Exit code: that of norvane64-rehearse: 0 CLEAN,
+# 2 NOTHING TO DO, 3 LEAVES WORK, 4 BREAKS OTHERS, 1 an error.
+. "$(dirname "$0")/script.sh"
+. tools/setup.sh
+. sandbox/sandbox.sh
+[ "${1:-}" != --help ] || script_words 0 --help
+
+# The pictures, by the names that they were given, and the words with a name in the sandbox for each.
+pictures=()
+words=()
+while (($# > 0)); do
+    words+=("$1")
+    if [[ $1 == --picture && $# -gt 1 ]]; then
+        pictures+=("$2")
+        words+=("picture${#pictures[@]}")
+        shift
+    fi
+    shift
+done
+
+# In the texts, the pictures get their own names back.
+rename_pictures() {
+    local number program=''
+    for ((number = ${#pictures[@]}; number > 0; --number)); do
+        program+="s|picture$number\\b|$(sed 's/[|&\\]/\\&/g' <<<"${pictures[number - 1]}")|g;"
+    done
+    sed "$program"
+}
+
+if sandbox_inside; then
+    sandbox_make build/release
+    cp "$SANDBOX"/picture* "$drive/sandbox/" 2>/dev/null || true
+    sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' "${words[@]}"
+    exit
+fi
+script_lock
+setup_build
+sandbox_packages
+build release
+sandbox_open rehearse
+for number in "${!pictures[@]}"; do
+    (cd "$script_caller" && cp "${pictures[number]}" "$sandbox/picture$((number + 1))") ||
+        script_fail "The picture cannot be read: ${pictures[number]}"
+done
+code=0
+sandbox_enter "$script" "${words[@]}" > >(rename_pictures) 2> >(rename_pictures >&2) || code=$?
+wait
+exit "$code"
