@@ -243,6 +243,7 @@ class CaseTest : public MachineTest {
     std::string ResidueOf(const std::function<void()>& action);
     std::string ActWithFault(const std::string& call, int number, int error);
     void CheckFaults(const Words& words);
+    void CheckFault(const std::string& call, int number, std::string expected);
     void Sweep(const Words& words);
 
     const TextCase& case_;
@@ -390,23 +391,29 @@ std::string CaseTest::ActWithFault(const std::string& call, int number, int erro
 // "CODE = RESULT", with what else is expected: " | LINE | LINE" for the whole trace, " has TEXT", or nothing. More of them
 // can follow, with semicolons between them.
 void CaseTest::CheckFaults(const Words& words) {
-    for (std::string one : SplitAt(Escaped(words[2]), " ; ")) {
-        const int error = static_cast<int>(ParseNumber32(TakeWord(one)));
-        const size_t more = std::min({one.find(" | "), one.find(" has "), one.size()});
-        const std::string result = one.substr(0, more) + "\n";
-        one.erase(0, more);
-        const std::string output =
-            ActWithFault(words[0], static_cast<int>(ParseNumber(words[1], -1, 1000)), error);
-        EXPECT_GT(FaultsThatCame(words[0], error), 0) << "the call did not fail";
-        EXPECT_TRUE(result.starts_with("= ") && output.ends_with(result))
-            << result << "is not the result of\n"
-            << output;
-        if (one.starts_with(" has ")) {
-            EXPECT_NE(output.find(one.substr(5)), std::string::npos) << one << "\nin:\n" << output;
-        } else if (!one.empty()) {
-            ReplaceAll(one, " | ", "\n");
-            EXPECT_EQ(output, one.substr(1) + "\n" + result);
+    for (const std::string& number : SplitAt(words[1], ",")) {
+        for (const std::string& expected : SplitAt(Escaped(words[2]), " ; ")) {
+            CheckFault(words[0], static_cast<int>(ParseNumber(number, -1, 1000)), expected);
         }
+    }
+}
+
+void CaseTest::CheckFault(const std::string& call, int number, std::string expected) {
+    const int error = static_cast<int>(ParseNumber32(TakeWord(expected)));
+    const size_t more = std::min({expected.find(" | "), expected.find(" has "), expected.size()});
+    const std::string result = expected.substr(0, more) + "\n";
+    expected.erase(0, more);
+    const std::string output = ActWithFault(call, number, error);
+    EXPECT_GT(FaultsThatCame(call, error), 0) << "the call did not fail";
+    EXPECT_TRUE(result.starts_with("= ") && output.ends_with(result)) << result << "is not the result of\n"
+                                                                      << output;
+    if (expected.starts_with(" has ")) {
+        for (const std::string& text : SplitAt(expected.substr(5), " && ")) {
+            EXPECT_NE(output.find(text), std::string::npos) << text << "\nin:\n" << output;
+        }
+    } else if (!expected.empty()) {
+        ReplaceAll(expected, " | ", "\n");
+        EXPECT_EQ(output, expected.substr(1) + "\n" + result);
     }
 }
 
@@ -445,7 +452,7 @@ std::vector<Step> CaseTest::Steps() {
         PlanFault(w[0], static_cast<int>(ParseNumber(w[1], -1, 1000)), static_cast<int>(ParseNumber32(w[2])));
     });
     add("action ACTION...", [this](const Words& w) { action_ = w[0]; });
-    add("fails CALL NUMBER CODES...", [this](const Words& w) { CheckFaults(w); });
+    add("fails CALL NUMBERS CODES...", [this](const Words& w) { CheckFaults(w); });
     add("sweep CALL CODE CALLS TEXTS...", [this](const Words& w) { Sweep(w); });
     return steps;
 }

@@ -1,5 +1,4 @@
 // The rehearsal against the program that it foresees; and the pictures that it reads, sound and damaged.
-#include <cstring>
 #include <random>
 #include <regex>
 #include <stdexcept>
@@ -9,6 +8,7 @@
 #include "support/case_file.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
+#include "support/picture_writer.h"
 #include "winsock/catalog_drawing.h"
 
 namespace {
@@ -21,64 +21,8 @@ const std::string kRehearsal = "C:\\sandbox\\norvane64-rehearse.exe ";
 const std::string kParameters =
     "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters";
 
-// A binary value as Windows writes it, folded.
-std::string HexValue(const char* name, const std::string& bytes) {
-    std::string text = std::string("\"") + name + "\"=hex:";
-    size_t column = text.size();
-    for (size_t i = 0; i < bytes.size(); ++i) {
-        char digits[8];
-        _snprintf(digits, sizeof(digits), i + 1 < bytes.size() ? "%02x," : "%02x",
-                  static_cast<unsigned char>(bytes[i]));
-        text += digits;
-        column += strlen(digits);
-        if (column > 76 && i + 1 < bytes.size()) {
-            text += "\\\r\n  ";
-            column = 2;
-        }
-    }
-    return text + "\r\n\r\n";
-}
-
-std::string CatalogKeys(const std::string& key, const SimulatedCatalog& catalog) {
-    std::string text = "[" + key + "]\r\n\r\n";
-    int number = 0;
-    for (const SimulatedEntry& entry : catalog) {
-        std::string item = conv_to_char(entry.path.c_str());
-        item.resize(260, '\0');
-        item.append(reinterpret_cast<const char*>(&entry.info), sizeof(entry.info));
-        char name[16];
-        _snprintf(name, sizeof(name), "\\%012d", ++number);
-        text += "[" + key + name + "]\r\n" + HexValue("PackedCatalogItem", item);
-    }
-    return text;
-}
-
-std::string DwordValue(const char* name, size_t number) {
-    char text[64];
-    _snprintf(text, sizeof(text), "\"%s\"=dword:%08x\r\n", name, static_cast<unsigned>(number));
-    return text;
-}
-
-// What "reg export" writes of such a machine, in UTF-8.
-std::string ExportOf(const WinsockState& state) {
-    const std::string catalog = kParameters + "\\Protocol_Catalog9";
-    return "Windows Registry Editor Version 5.00\r\n\r\n[" + kParameters +
-           "]\r\n\"Current_Protocol_Catalog\"=\"Protocol_Catalog9\"\r\n"
-           "\"Current_NameSpace_Catalog\"=\"NameSpace_Catalog5\"\r\n\r\n[" +
-           catalog + "]\r\n" + DwordValue("Num_Catalog_Entries", state.catalog32.size()) +
-           DwordValue("Num_Catalog_Entries64", state.catalog64.size()) +
-           DwordValue("Next_Catalog_Entry_ID", state.nextId) + "\r\n" +
-           CatalogKeys(catalog + "\\Catalog_Entries", state.catalog32) +
-           CatalogKeys(catalog + "\\Catalog_Entries64", state.catalog64) + "[" + kParameters +
-           "\\NameSpace_Catalog5\\Catalog_Entries64\\000000000001]\r\n"
-           "\"DisplayString\"=\"@%SystemRoot%\\\\System32\\\\mswsock.dll,-60100\"\r\n"
-           "\"LibraryPath\"=\"C:\\\\p\\\\a.dll\"\r\n\r\n";
-}
-
 void WritePicture(const std::string& text) {
-    const std::wstring wide = conv_utf8_to_wchar(text.c_str());
-    WriteWholeFile(kPicture,
-                   "\xFF\xFE" + std::string(reinterpret_cast<const char*>(wide.data()), wide.size() * 2));
+    WriteWholeFile(kPicture, AsWide(text));
 }
 
 // What stands between two texts of a report.

@@ -121,6 +121,16 @@ TEST_F(SecurityTest, DescriptorsTellAbsentNullAndBrokenLists) {
     EXPECT_FALSE(GetObjectSecurityDescriptor(nullptr, SE_REGISTRY_KEY, nullptr, 0xF, true));
 }
 
+TEST_F(SecurityTest, ASetOfPrivilegesIsReadNoFurtherThanItsBufferGoes) {
+    struct {
+        DWORD count = 3;
+        LUID_AND_ATTRIBUTES privileges[3] = {{{1, 0}, 2}, {{2, 0}, 2}, {{3, 0}, 2}};
+    } buffer;
+    CTokenPrivileges set;
+    set.Add(reinterpret_cast<TOKEN_PRIVILEGES*>(&buffer), sizeof(buffer) - sizeof(LUID_AND_ATTRIBUTES));
+    EXPECT_EQ(set.GetLength(), sizeof(buffer) - sizeof(LUID_AND_ATTRIBUTES));
+}
+
 struct ProfileToken : CAccessToken {
     using CAccessToken::profile_;
 };

@@ -75,12 +75,17 @@ class CaseRun {
         }
         output_ = step->run(SplitWords(*step, Unescaped(line.substr(1, arrow == 0 ? 0 : arrow - 1))));
         if (arrow != std::string::npos) {
-            CompareLines(line.substr(arrow + kWholeOutput.size()));
+            CheckArrow(line.substr(arrow + kWholeOutput.size()));
         }
     }
 
-    // Compares the output with its lines on one line. The last one can be a result without the sign before it.
-    void CompareLines(std::string lines) {
+    // Compares the output with what stands behind an arrow: a check of parts of it, or its lines. The last line can be a
+    // result without the sign before it.
+    void CheckArrow(std::string lines) {
+        std::string rest = lines;
+        if (CheckOutput(TakeWord(rest), rest, output_)) {
+            return;
+        }
         ReplaceAll(lines, " | ", "\n");
         const size_t last = lines.rfind('\n') + 1;
         const std::string result = lines.substr(0, last) + "= " + lines.substr(last) + "\n";

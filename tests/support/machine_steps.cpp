@@ -249,10 +249,16 @@ void FakeSystemDirectory(const std::string& length, const std::string& text) {
     });
 }
 
+void AddToState(const std::string& simulation, std::string lines) {
+    ReplaceAll(lines, " ; ", "\n");
+    AppendToFile(StateFile(simulation), lines + "\n");
+}
+
 } // namespace
 
 void PrepareMachine(const std::string& executable) {
     program = executable;
+    MakeReadable();
     for (const std::string simulation : {"winsock", "netcfg"}) {
         WriteWholeFile(StateFile(simulation), ReadWholeFile(kSandbox + "sample_" + simulation + ".txt"));
         WriteWholeFile(kSandbox + simulation + ".calls.txt", "");
@@ -306,16 +312,15 @@ std::vector<Step> MachineSteps() {
         {"cmd WORDS...", [](const Words& w) { return Lines(RunChild(w[0])); }},
         {"show FILE", [](const Words& w) { return ReadWholeFile(kSandbox + w[0]); }},
         make("sample", [](const Words&) { PrepareSample(); }),
-        make("winsock LINE...", [](const Words& w) { AppendToFile(StateFile("winsock"), w[0] + "\n"); }),
-        make("netcfg LINE...", [](const Words& w) { AppendToFile(StateFile("netcfg"), w[0] + "\n"); }),
+        make("winsock LINES...", [](const Words& w) { AddToState("winsock", w[0]); }),
+        make("netcfg LINES...", [](const Words& w) { AddToState("netcfg", w[0]); }),
         {"rehearse WORDS...",
          [](const Words& w) { return Lines(RunChild(kSandbox + "norvane64-rehearse.exe " + w[0])); }},
-        make("state LINE...", [](const Words& w) { AppendToFile(StateFile("state"), w[0] + "\n"); }),
+        make("state LINES...", [](const Words& w) { AddToState("state", w[0]); }),
         {"run WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kFile); }},
         {"run-silent WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kNone); }},
         {"run-unwritable WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kUnwritable); }},
         {"run-piped WORDS...", [](const Words& w) { return CountWrites(w[0]); }},
-        make("readable", [](const Words&) { MakeReadable(); }),
         make("named", [](const Words&) { ShowNames(); }),
         make("pretend-files", [](const Words&) { PretendFiles(); }),
         make("fake-process", [](const Words&) { FakeProcess(); }),

@@ -13,6 +13,7 @@
 #include "lsp/lsp_removal.h"
 #include "lsp/private_heap.h"
 #include "trace/trace_log.h"
+#include "support/picture_writer.h"
 #include "winsock/simulated_winsock.h"
 
 namespace {
@@ -134,6 +135,27 @@ void BenchRemoval() {
     }
 }
 
+// The whole program, on pictures of such catalogs. Both catalogs have the entries.
+void BenchRehearsal() {
+    const std::string empty = "C:\\sandbox\\empty\\norvane64.exe";
+    for (const int entries : {50, 5000}) {
+        WinsockState state = CatalogOf(entries);
+        state.catalog32 = state.catalog64;
+        WriteWholeFile("C:\\sandbox\\picture.reg", AsWide(ExportOf(state)));
+        std::vector<double> nothing;
+        std::vector<double> rehearsal;
+        for (int round = 0; round < (entries > 1000 ? 3 : 40); ++round) {
+            nothing.push_back(TimeOf([&] { RunProcess(empty); }));
+            rehearsal.push_back(TimeOf([] {
+                RunProcess(
+                    "C:\\sandbox\\norvane64-rehearse.exe --picture C:\\sandbox\\picture.reg lsp lsp1.dll");
+            }));
+        }
+        std::printf("rehearsal of %4d entries: %.1f ms, ratio to the empty program %.2f\n", entries,
+                    Median(rehearsal), Median(rehearsal) / Median(nothing));
+    }
+}
+
 void BenchTraceLine() {
     constexpr int kLines = 20000;
     const char* file = "C:\\sandbox\\bench.out";
@@ -166,6 +188,7 @@ void BenchTraceLine() {
 int main() {
     BenchProcesses();
     BenchRemoval();
+    BenchRehearsal();
     std::fflush(stdout);
     BenchTraceLine();
     return 0;
