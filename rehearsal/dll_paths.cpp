@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "common/text_conversion.h"
 #include "names.h"
 
 std::string FileNameOf(const std::string& path) {
@@ -11,6 +12,10 @@ std::string FileNameOf(const std::string& path) {
 bool HasReference(const std::wstring& path) {
     const size_t start = path.find(L'%');
     return start != std::wstring::npos && path.find(L'%', start + 1) != std::wstring::npos;
+}
+
+bool IsInCodePage(const std::wstring& path) {
+    return conv_to_wchar(conv_to_char(path.c_str()).c_str()) == path;
 }
 
 std::string FileIdentity(const std::wstring& path, bool for32Bit) {

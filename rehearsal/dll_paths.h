@@ -9,6 +9,9 @@ std::string FileNameOf(const std::string& path);
 // Whether a path has an environment reference, which no file function expands.
 bool HasReference(const std::wstring& path);
 
+// Whether the ANSI code page has all of its characters. If not, no file is found under what it becomes there.
+bool IsInCodePage(const std::wstring& path);
+
 // One text for one file, in lower case, with references to the folder of Windows expanded.
 //   for32Bit  whether a 32-bit program uses the path: for it, system32 is SysWOW64
 std::string FileIdentity(const std::wstring& path, bool for32Bit);

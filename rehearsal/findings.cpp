@@ -35,26 +35,15 @@ void AddOnce(std::vector<std::string>& texts, const std::string& text) {
     }
 }
 
-std::set<DWORD> IdsOf(const SimulatedCatalog& catalog) {
-    std::set<DWORD> ids;
-    std::transform(catalog.begin(), catalog.end(), std::inserter(ids, ids.end()),
-                   [](const SimulatedEntry& entry) { return entry.info.dwCatalogEntryId; });
-    return ids;
-}
-
 void LookAtFile(Search& search) {
     const Foreseen& foreseen = search.foreseen;
-    const std::string path = ToUtf8(foreseen.dllPath);
-    if (path.empty() || foreseen.fileGoes) {
-        return;
-    }
-    if (foreseen.sharedCount > 1) {
-        search.findings.leaves.push_back("The DLL stays, as its shared count is " +
-                                         std::to_string(foreseen.sharedCount) + ": " + path);
-    } else if (HasReference(foreseen.dllPath)) {
-        search.findings.leaves.push_back("The DLL stays, as its path has an environment reference: " + path);
-    } else if (conv_to_wchar(conv_to_char(foreseen.dllPath.c_str()).c_str()) != foreseen.dllPath) {
-        search.findings.leaves.push_back("The DLL stays, as its path is not in the code page: " + path);
+    const std::string reason = foreseen.sharedCount > 1
+                                   ? "has a shared count of " + std::to_string(foreseen.sharedCount)
+                               : HasReference(foreseen.dllPath)  ? "has an environment reference in its path"
+                               : !IsInCodePage(foreseen.dllPath) ? "has a path that is not in the code page"
+                                                                 : "";
+    if (!foreseen.dllPath.empty() && !foreseen.fileGoes && !reason.empty()) {
+        search.findings.leaves.push_back("The DLL stays, as it " + reason + ": " + ToUtf8(foreseen.dllPath));
     }
 }
 
@@ -102,7 +91,10 @@ void LookAtDll(const SimulatedEntry& entry, bool is32, Search& search) {
 // Returns the number of entries that go.
 size_t LookAtCatalog(const SimulatedCatalog& before, const SimulatedCatalog& after, bool is32,
                      Search& search) {
-    std::set<DWORD> gone = IdsOf(before);
+    std::set<DWORD> gone;
+    for (const SimulatedEntry& entry : before) {
+        gone.insert(entry.info.dwCatalogEntryId);
+    }
     for (const SimulatedEntry& entry : after) {
         gone.erase(entry.info.dwCatalogEntryId);
     }
@@ -119,13 +111,6 @@ size_t LookAtCatalog(const SimulatedCatalog& before, const SimulatedCatalog& aft
         }
     }
     return before.size() - after.size();
-}
-
-Verdict Judge(const Search& search) {
-    return !search.findings.breaks.empty()   ? Verdict::kBreaksOthers
-           : !search.findings.leaves.empty() ? Verdict::kLeavesWork
-           : search.foreseen.found           ? Verdict::kClean
-                                             : Verdict::kNothingToDo;
 }
 
 } // namespace
@@ -145,6 +130,9 @@ Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, cons
             AddOnce(search.findings.leaves, "The namespace provider \"" + name + "\" names the DLL: " + path);
         }
     }
-    search.findings.verdict = Judge(search);
+    search.findings.verdict = !search.findings.breaks.empty()   ? Verdict::kBreaksOthers
+                              : !search.findings.leaves.empty() ? Verdict::kLeavesWork
+                              : foreseen.found                  ? Verdict::kClean
+                                                                : Verdict::kNothingToDo;
     return search.findings;
 }

@@ -20,18 +20,12 @@ const ProviderUpdateFunctions& UpdateFunctions() {
 
 namespace {
 
-bool FileExists(const Machine& machine, const std::string& path) {
-    WIN32_FILE_ATTRIBUTE_DATA attributes = {};
-    const std::wstring wide = conv_to_wchar(path.c_str());
-    return machine.live ? GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &attributes) != FALSE
-                        : !path.empty() && !HasReference(wide);
-}
-
 // The messages of RemoveFile, which decides by the path as it is in the ANSI code page.
 void ForeseeFile(const Machine& machine, Foreseen& foreseen) {
     const std::string path = conv_to_char(foreseen.dllPath.c_str());
-    const bool isThisFile = conv_to_wchar(path.c_str()) == foreseen.dllPath;
-    if (!isThisFile || !FileExists(machine, path)) {
+    const bool exists = machine.live ? GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES
+                                     : !path.empty() && !HasReference(foreseen.dllPath);
+    if (!exists || !IsInCodePage(foreseen.dllPath)) {
         Trace("warning: file '%s' not exist", path.c_str());
         return;
     }

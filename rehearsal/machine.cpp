@@ -101,11 +101,8 @@ void ReadCatalogs(const RegistryPicture& picture, const std::string& parameters,
     }
     machine.state.catalog64 = ReadCatalog(picture, catalog, "64", machine.warnings);
     machine.state.catalog32 = ReadCatalog(picture, catalog, "", machine.warnings);
-    const long long next = Number(Find(picture, catalog, "Next_Catalog_Entry_ID"));
-    machine.state.nextId = static_cast<DWORD>(std::max(next, 1001LL));
-    if (next < 0) {
-        machine.warnings.push_back(catalog + ": no Next_Catalog_Entry_ID");
-    }
+    machine.state.nextId =
+        static_cast<DWORD>(std::max(Number(Find(picture, catalog, "Next_Catalog_Entry_ID")), 1001LL));
     const std::string namespaces = parameters + "\\" + Text(picture, parameters, "Current_NameSpace_Catalog");
     for (const char* entries : {"\\Catalog_Entries64", "\\Catalog_Entries"}) {
         for (const std::string& key : KeysBelow(picture, namespaces + entries)) {

@@ -10,33 +10,27 @@
 #include "common/text_conversion.h"
 #include "report.h"
 
-extern "C" {
-extern int _dowildcard;
+extern "C" int _dowildcard;
 int _dowildcard = 0; // the words arrive as they were typed
-}
 
 namespace {
 
 constexpr char kUsage[] =
-    "norvane64-rehearse: what \"norvane64 remove lsp NAME.dll\" would do to this machine. It changes "
-    "nothing.\n"
-    "\n"
-    "norvane64-rehearse list                      the LSPs of this machine, both catalogs, drawn as chains\n"
-    "norvane64-rehearse lsp NAME.dll              what \"remove lsp NAME.dll\" would do here\n"
-    "norvane64-rehearse --help | --version\n"
-    "\n"
-    "  --picture FILE  before the command, once or more: on the machine of these files instead. A file is "
-    "what\n"
-    "                  reg export HKLM\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters FILE\n"
-    "                  wrote, or reg export of "
-    "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs,\n"
-    "                  or a state file of the sandbox\n"
-    "  --brief         before the command: one line with tabs: machine, verdict, entries that go from the "
-    "64-bit and\n"
-    "                  from the 32-bit catalog, things that stay, things that break, warnings\n"
-    "\n"
-    "Exit codes of \"lsp\": 0 CLEAN, 2 NOTHING TO DO, 3 LEAVES WORK, 4 BREAKS OTHERS, 1 an error. \"list\" "
-    "ends with 0.\n";
+    R"(norvane64-rehearse: what "norvane64 remove lsp NAME.dll" would do to this machine. It changes nothing.
+
+norvane64-rehearse list               the LSPs of this machine, both catalogs, drawn as chains
+norvane64-rehearse lsp NAME.dll       what "remove lsp NAME.dll" would do here
+norvane64-rehearse --help | --version
+
+  --picture FILE  before the command, once or more: on the machine of these files instead. Write one with
+                    reg export HKLM\SYSTEM\CurrentControlSet\Services\WinSock2\Parameters FILE
+                    reg export HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs FILE
+                  or take a state file of the sandbox.
+  --brief         before "lsp": one line with tabs: machine, verdict, entries that go from the 64-bit and from
+                  the 32-bit catalog, things that stay, things that break, warnings
+
+Exit codes of "lsp": 0 CLEAN, 2 NOTHING TO DO, 3 LEAVES WORK, 4 BREAKS OTHERS; "list": 0; 1 for an error.
+)";
 
 struct Options {
     std::vector<std::string> pictures;
@@ -68,8 +62,9 @@ Options ParseWords(int argc, char** argv) {
     for (int i = at; options.command == "lsp" && i < argc; ++i) {
         options.dllName += (i == at ? "" : " ") + std::string(argv[i]);
     }
-    const bool isList = options.command == "list" && at == argc && !options.brief;
-    if (!isList && !(options.command == "lsp" && at < argc) && options.command.substr(0, 2) != "--") {
+    const bool known =
+        options.command == "list" ? at == argc && !options.brief : options.command == "lsp" && at < argc;
+    if (!known && !options.command.starts_with("--")) {
         throw std::runtime_error("unknown words; norvane64-rehearse --help tells which there are");
     }
     return options;
@@ -85,19 +80,17 @@ void Print(const std::string& text) {
         return;
     }
     const std::wstring wide = conv_utf8_to_wchar(text.c_str());
-    constexpr size_t kChunk = 8000; // older consoles refuse long texts
-    for (size_t i = 0; i < wide.size(); i += kChunk) {
+    for (size_t at = 0; at < wide.size(); at += 8000) { // older consoles refuse long texts
+        const std::wstring part = wide.substr(at, 8000);
         DWORD written = 0;
-        WriteConsoleW(output, wide.data() + i, static_cast<DWORD>(std::min(kChunk, wide.size() - i)),
-                      &written, nullptr);
+        WriteConsoleW(output, part.data(), static_cast<DWORD>(part.size()), &written, nullptr);
     }
 }
 
 int Rehearse(const Options& options) {
     const Machine machine = ReadMachine(options.pictures);
     if (options.command == "list") {
-        Print(WriteList(machine));
-        return 0;
+        return Print(WriteList(machine)), 0;
     }
     const Foreseen foreseen = Foresee(machine, options.dllName);
     const Findings findings = FindConsequences(machine, foreseen, options.dllName);

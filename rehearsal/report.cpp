@@ -1,7 +1,7 @@
 #include "report.h"
 
-#include "winsock/catalog_drawing.h"
 #include "names.h"
+#include "winsock/catalog_drawing.h"
 
 namespace {
 
@@ -18,12 +18,10 @@ std::string Warnings(const Machine& machine) {
 }
 
 std::string FileFate(const Foreseen& foreseen) {
-    const std::string path = ToUtf8(foreseen.dllPath);
-    if (path.empty()) {
-        return "No DLL is deleted.\n";
-    }
-    return foreseen.fileGoes ? "The DLL is deleted, at the next start if it is in use: " + path + "\n"
-                             : "The DLL is not deleted: " + path + "\n";
+    return foreseen.dllPath.empty() ? "No DLL is deleted.\n"
+           : foreseen.fileGoes
+               ? "The DLL is deleted, at the next start if it is in use: " + ToUtf8(foreseen.dllPath) + "\n"
+               : "The DLL is not deleted: " + ToUtf8(foreseen.dllPath) + "\n";
 }
 
 std::vector<std::string> TakenForGranted(const Machine& machine) {
