@@ -5,6 +5,7 @@
 #include <random>
 
 #include "lsp/lsp_map.h"
+#include "lsp/private_heap.h"
 #include "support/machine_test.h"
 #include "winsock/simulated_winsock.h"
 
@@ -12,7 +13,6 @@ namespace {
 
 using LspRemovalTest = MachineTest;
 
-// Run under heap checking too.
 TEST_F(LspRemovalTest, RandomCatalogsDoNoHarm) {
     std::mt19937 random(20261124);
     const auto below = [&](unsigned limit) { return random() % limit; };
@@ -41,6 +41,17 @@ TEST_F(LspRemovalTest, RandomCatalogsDoNoHarm) {
         RemoveProvider(static_cast<CatalogSelector>(below(3)), below(20));
         ASSERT_EQ(liveBlocks, 0) << "round " << round;
     }
+}
+
+TEST_F(LspRemovalTest, AProviderIdIsAddedOnce) {
+    LspEntry entry = {};
+    entry.layerCount = 1;
+    GUID id = {1, 2, 3, {}};
+    int error = 7;
+    EXPECT_EQ(AddGuidToLspEntry(&entry, &id, &error), 0);
+    EXPECT_EQ(AddGuidToLspEntry(&entry, &id, &error), 0);
+    EXPECT_EQ(entry.layerGuidCount, 1);
+    LspFree(entry.layerGuids);
 }
 
 } // namespace
