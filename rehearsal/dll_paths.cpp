@@ -1,5 +1,6 @@
 #include "dll_paths.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "common/text_conversion.h"
@@ -21,11 +22,13 @@ bool IsInCodePage(const std::wstring& path) {
 std::string FileIdentity(const std::wstring& path, bool for32Bit) {
     const char* windows = std::getenv("SystemRoot");
     std::string file = LowerCase(ToUtf8(path));
+    std::replace(file.begin(), file.end(), '/', '\\');
     for (const std::string reference : {"%systemroot%", "%windir%"}) {
         if (file.starts_with(reference)) {
             file.replace(0, reference.size(), LowerCase(windows != nullptr ? windows : "C:\\Windows"));
         }
     }
+    file.erase(0, file.starts_with("\\\\?\\") ? 4 : 0);
     const size_t at = for32Bit ? file.find("\\system32\\") : std::string::npos;
     return at == std::string::npos ? file : file.replace(at, 10, "\\syswow64\\");
 }

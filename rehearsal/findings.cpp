@@ -29,6 +29,12 @@ std::string Title(const SimulatedEntry& entry, bool is32) {
            ToUtf8(entry.path) + ")";
 }
 
+bool HasProvider(const SimulatedCatalog& catalog, const SimulatedEntry& wanted) {
+    return std::any_of(catalog.begin(), catalog.end(), [&](const SimulatedEntry& entry) {
+        return SameGuid(entry.info.ProviderId, wanted.info.ProviderId);
+    });
+}
+
 void AddOnce(std::vector<std::string>& texts, const std::string& text) {
     if (std::find(texts.begin(), texts.end(), text) == texts.end()) {
         texts.push_back(text);
@@ -80,11 +86,30 @@ void LookAtDll(const SimulatedEntry& entry, bool is32, Search& search) {
     if (foreseen.fileGoes && FileIdentity(entry.path, is32) == FileIdentity(foreseen.dllPath, false)) {
         search.findings.breaks.push_back(Title(entry, is32) + " has the DLL that is deleted");
     } else if (isLsp && file == search.dllName) {
+        search.findings.leaves.push_back(
+            Title(entry, is32) + (is32 ? " stays: names are looked for in the 64-bit catalog alone"
+                                  : foreseen.found ? " stays: run the command until the name is not found"
+                                                   : " stays: the command does not find it, see the trace"));
+    } else if (isLsp && SameInOtherLetters(file, search.dllName) && foreseen.fileGoes) {
         search.findings.leaves.push_back(Title(entry, is32) +
-                                         (is32 ? " stays: names are looked for in the 64-bit catalog alone"
-                                               : " stays: run the command until the name is not found"));
+                                         " stays, and can have the deleted file under another path");
     } else if (isLsp && SameInOtherLetters(file, search.dllName)) {
         search.findings.hints.push_back(Title(entry, is32));
+    } else if (isLsp && is32 && foreseen.found && !HasProvider(search.machine.state.catalog64, entry)) {
+        search.findings.leaves.push_back(Title(entry, is32) + " stays: only the 32-bit catalog has it");
+    }
+}
+
+// An entry that goes: one of an LSP that stays, or one with another DLL.
+void LookAtGone(const SimulatedEntry& entry, const std::set<DWORD>& staying, bool is32, Search& search) {
+    const DWORD owner =
+        ChainLength(entry.info) >= PROTOCOL_CHAIN ? entry.info.ProtocolChain.ChainEntries[0] : 0;
+    const std::string file = FileIdentity(entry.path, is32);
+    if (staying.contains(owner)) {
+        search.findings.breaks.push_back(Title(entry, is32) + " goes, too, and its LSP " +
+                                         std::to_string(owner) + " stays");
+    } else if (is32 && file != FileIdentity(search.foreseen.dllPath, false)) {
+        AddOnce(search.findings.leaves, "The DLL of the 32-bit half stays on the disk: " + file);
     }
 }
 
@@ -92,22 +117,21 @@ void LookAtDll(const SimulatedEntry& entry, bool is32, Search& search) {
 size_t LookAtCatalog(const SimulatedCatalog& before, const SimulatedCatalog& after, bool is32,
                      Search& search) {
     std::set<DWORD> gone;
+    std::set<DWORD> staying;
     for (const SimulatedEntry& entry : before) {
         gone.insert(entry.info.dwCatalogEntryId);
     }
     for (const SimulatedEntry& entry : after) {
         gone.erase(entry.info.dwCatalogEntryId);
+        staying.insert(entry.info.dwCatalogEntryId);
     }
     for (const SimulatedEntry& entry : after) {
         LookAtChain(entry, after, is32, gone, search);
         LookAtDll(entry, is32, search);
     }
     for (const SimulatedEntry& entry : before) {
-        const std::string file = FileIdentity(entry.path, true);
-        const bool sameFile =
-            search.foreseen.fileGoes && file == FileIdentity(search.foreseen.dllPath, false);
-        if (is32 && gone.contains(entry.info.dwCatalogEntryId) && !sameFile) {
-            AddOnce(search.findings.leaves, "The DLL of the 32-bit half stays on the disk: " + file);
+        if (gone.contains(entry.info.dwCatalogEntryId)) {
+            LookAtGone(entry, staying, is32, search);
         }
     }
     return before.size() - after.size();
@@ -129,6 +153,9 @@ Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, cons
         if (foreseen.found && SameInOtherLetters(FileNameOf(path), search.dllName)) {
             AddOnce(search.findings.leaves, "The namespace provider \"" + name + "\" names the DLL: " + path);
         }
+    }
+    if (foreseen.found && !machine.warnings.empty()) {
+        search.findings.leaves.push_back("Not all of this machine could be read: see the warnings");
     }
     search.findings.verdict = !search.findings.breaks.empty()   ? Verdict::kBreaksOthers
                               : !search.findings.leaves.empty() ? Verdict::kLeavesWork

@@ -3,6 +3,7 @@
 #include <io.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
@@ -110,7 +111,10 @@ int main(int argc, char** argv) {
         }
         return Rehearse(options);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "norvane64-rehearse: %s\n", error.what());
+        std::string message = error.what();
+        std::replace_if(
+            message.begin(), message.end(), [](unsigned char c) { return c < ' '; }, '?');
+        std::fprintf(stderr, "norvane64-rehearse: %s\n", message.c_str());
         return 1;
     }
 }

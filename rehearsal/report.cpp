@@ -27,7 +27,8 @@ std::string FileFate(const Foreseen& foreseen) {
 std::vector<std::string> TakenForGranted(const Machine& machine) {
     std::vector<std::string> granted = {"that Windows grants each call"};
     if (!machine.live) {
-        granted.push_back("that the DLL exists, and that Windows is in C:\\Windows");
+        granted.push_back("that the DLL exists, and that the folder of Windows and the code page are those "
+                          "of this machine");
         if (machine.sharedCounts.empty()) {
             granted.push_back(
                 "that no shared count holds the DLL, as no picture has any (the key SharedDLLs)");

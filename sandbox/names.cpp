@@ -1,12 +1,16 @@
 #include "names.h"
 
-#include <cstring>
+#include <windows.h>
+
+#include <algorithm>
 
 #include "common/text_conversion.h"
 
-std::string LowerCase(std::string text) {
-    _strlwr(text.data());
-    return text;
+std::string LowerCase(const std::string& text) {
+    std::wstring wide = conv_utf8_to_wchar(text.c_str());
+    LCMapStringW(LOCALE_INVARIANT, LCMAP_LOWERCASE, wide.data(), static_cast<int>(wide.size()), wide.data(),
+                 static_cast<int>(wide.size()));
+    return ToUtf8(wide);
 }
 
 std::string FromAnsi(const std::string& text) {
@@ -18,5 +22,8 @@ std::string ToUtf8(const std::wstring& text) {
 }
 
 std::string NameOf(const WSAPROTOCOL_INFOW& entry) {
-    return ToUtf8(std::wstring(entry.szProtocol, wcsnlen(entry.szProtocol, WSAPROTOCOL_LEN + 1)));
+    std::wstring name(entry.szProtocol, wcsnlen(entry.szProtocol, WSAPROTOCOL_LEN + 1));
+    std::replace_if(
+        name.begin(), name.end(), [](wchar_t c) { return c < L' '; }, L'?');
+    return ToUtf8(name);
 }

@@ -5,12 +5,12 @@
 
 #include <string>
 
-// With the letters A to Z folded.
-std::string LowerCase(std::string text);
+// A text in UTF-8 in lower case, whatever the language.
+std::string LowerCase(const std::string& text);
 
 // As UTF-8: a text of the ANSI code page, and one of the catalogs.
 std::string FromAnsi(const std::string& text);
 std::string ToUtf8(const std::wstring& text);
 
-// The entry's name, which can lack its terminator.
+// The entry's name, which can lack its terminator. Control characters, which could forge lines of a report, become "?".
 std::string NameOf(const WSAPROTOCOL_INFOW& entry);

@@ -14,6 +14,7 @@ struct Reader {
     std::string text;
     size_t at = 0;
     int line = 0;
+    std::string key; // whose values follow
 };
 
 std::wstring WideOf(const std::string& bytes) {
@@ -88,7 +89,7 @@ std::string TakeBytes(Reader& reader, std::string text) {
 
 void AddTypedValue(Reader& reader, std::string line, const std::string& name, bool wide,
                    RegistryPicture& picture) {
-    const std::string& key = picture.keys.back();
+    const std::string& key = reader.key;
     if (line.starts_with('"')) {
         picture.values[LowerCase(key + "\\" + name)] = {REG_SZ, TakeText(reader, line)};
         return;
@@ -113,15 +114,13 @@ void ReadExportLine(Reader& reader, bool wide, RegistryPicture& picture) {
         return;
     }
     if (line[0] == '[' && line.ends_with(']') && line[1] != '-') {
-        const std::string path = line.substr(1, line.size() - 2);
-        AddKey(path, picture);
-        // The values that follow are this key's, also where it stands there for the second time.
-        picture.keys.back() = path;
+        reader.key = line.substr(1, line.size() - 2);
+        AddKey(reader.key, picture);
         return;
     }
     const std::string name = line[0] == '@' ? "" : TakeText(reader, line);
     line.erase(0, line[0] == '@' ? 1 : 0);
-    if (!line.starts_with('=') || picture.keys.empty()) {
+    if (!line.starts_with('=') || reader.key.empty()) {
         throw std::runtime_error("not a value of a key: " + line.substr(0, 100));
     }
     AddTypedValue(reader, line.substr(1), name, wide, picture);
@@ -132,7 +131,7 @@ LONG AddLiveValues(HKEY key, const std::string& path, RegistryPicture& picture) 
     DWORD largest = 0;
     LONG error = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                   &longestName, &largest, nullptr, nullptr);
-    std::string name(longestName + 1, '\0');
+    std::string name(4 * longestName + 1, '\0');
     std::string data(largest + 1, '\0');
     for (DWORD index = 0; error == ERROR_SUCCESS; ++index) {
         DWORD nameLength = static_cast<DWORD>(name.size());
@@ -158,7 +157,7 @@ bool IsRegistryExport(const std::string& content) {
 void AddRegistryExport(const std::string& content, RegistryPicture& picture) {
     const bool wide = content.starts_with("\xFF\xFE");
     const std::wstring characters = wide ? WideOf(content.substr(2)) : conv_to_wchar(content.c_str());
-    Reader reader = {ToUtf8(characters)};
+    Reader reader = {ToUtf8(characters), 0, 0, ""};
     // A NUL would end the text there, and what follows it would be lost in silence.
     if (wide ? characters.find(L'\0') != std::wstring::npos || content.size() % 2 != 0
              : content.find('\0') != std::string::npos) {

@@ -10,7 +10,7 @@ export WINEPREFIX=${SANDBOX:-}/prefix
 drive=$WINEPREFIX/drive_c
 
 sandbox_inside() {
-    [ -n "${SANDBOX:-}" ]
+    [ -n "${SANDBOX:-}" ] && [ "${SANDBOX_SCRIPT:-}" = "$script" ]
 }
 
 sandbox_packages() {
@@ -36,7 +36,8 @@ sandbox_enter() {
     fi
     # In the background, so that a signal ends the waiting at once. Debian 13's Wine aborts when TMPDIR is set.
     env -u TMPDIR -u XDG_RUNTIME_DIR -u XDG_CONFIG_HOME -u XDG_DATA_HOME -u XDG_CACHE_HOME \
-        HOME="$sandbox/home" SANDBOX="$sandbox" "${jail[@]}" "$@" </dev/null {script_lock}>&- &
+        -u GTEST_TOTAL_SHARDS -u GTEST_COLOR LC_ALL=C.UTF-8 \
+        HOME="$sandbox/home" SANDBOX="$sandbox" SANDBOX_SCRIPT="$script" "${jail[@]}" "$@" </dev/null {script_lock}>&- &
     sandbox_process=$!
     wait "$sandbox_process"
 }
@@ -45,15 +46,22 @@ sandbox_enter() {
 # own; what they all have is the sandbox in their environment.
 sandbox_leave() {
     set +eo pipefail
-    local processes temporary
+    local processes
     kill "${sandbox_process:-}" 2>/dev/null || true
     while processes=$(grep -lsz "^SANDBOX=$sandbox\$" /proc/[0-9]*/environ | tr -cd '0-9\n') && [ -n "$processes" ]; do
         xargs kill -KILL <<<"$processes" 2>/dev/null || true
     done
-    # Where Debian's wineserver keeps its socket; it leaves the folder behind.
-    temporary=$(cat "$sandbox/prefix/wineserver" 2>/dev/null || true)
-    [[ ! $temporary =~ ^wine-[A-Za-z0-9]+$ ]] || rm -rf "/tmp/$temporary"
+    WINEPREFIX=$sandbox/prefix sandbox_forget_prefix
     rm -rf "$sandbox"
+}
+
+# Empties the prefix. Debian's wineserver keeps its socket in a folder of its own, which it would leave behind.
+sandbox_forget_prefix() {
+    local temporary
+    temporary=$(cat "$WINEPREFIX/wineserver" 2>/dev/null || true)
+    rm -rf "$WINEPREFIX"
+    mkdir -p "$WINEPREFIX"
+    [[ ! $temporary =~ ^wine-[A-Za-z0-9]+$ ]] || rm -rf "/tmp/$temporary"
 }
 
 # sandbox_find NAMES...: the first of Wine's programs that is there. Debian has the loader itself in a folder of its own;
@@ -126,7 +134,7 @@ sandbox_machine() {
 sandbox_state() {
     local verdict letter
     cp "$2" "$drive/sandbox/$1.txt"
-    verdict=$(sandbox_wine 'C:\sandbox\check_state.exe' "$1" "C:\\sandbox\\$1.txt" | tr -d '\r')
+    verdict=$(sandbox_wine 'C:\sandbox\check_state.exe' "$1" "C:\\sandbox\\$1.txt" | tr -d '\r') || true # the verdict tells
     [[ $verdict == sound* ]] || script_fail "$3:${verdict:- could not be checked}"
     for letter in ${verdict#sound}; do
         [ "$letter" = c ] || {

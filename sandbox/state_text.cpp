@@ -97,22 +97,3 @@ std::string ReadWholeFile(const std::string& path) {
     }
     return content;
 }
-
-namespace {
-
-void WriteInMode(const char* mode, const std::string& path, const std::string& content) {
-    if (std::FILE* file = std::fopen(path.c_str(), mode)) {
-        std::fwrite(content.data(), 1, content.size(), file);
-        std::fclose(file);
-    }
-}
-
-} // namespace
-
-void WriteWholeFile(const std::string& path, const std::string& content) {
-    WriteInMode("wb", path, content);
-}
-
-void AppendToFile(const std::string& path, const std::string& content) {
-    WriteInMode("ab", path, content);
-}

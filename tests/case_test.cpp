@@ -52,7 +52,7 @@ std::string Enumerate(const Words& words) {
     return to_string(count);
 }
 
-// With a buffer that ends with a page that cannot be touched; in a selector that reads nothing it is not there at all.
+// Where the selector reads nothing, there is no buffer at all.
 std::string EnumerateExisting(const Words& words) {
     WSAPROTOCOL_INFOW entries[8] = {};
     DWORD length = sizeof(entries);
@@ -150,6 +150,9 @@ std::string LoadFunctions(const Words&) {
 }
 
 std::string OpenKey(const Words& words) {
+    if (words[0] != "64" && words[0] != "32") {
+        throw std::runtime_error("not a view: " + words[0]);
+    }
     BYTE use64 = words[0] == "64";
     HKEY key = nullptr;
     const LONG error = RegOpenKeyLogged(HKEY_LOCAL_MACHINE, words[1].c_str(), 0, KEY_READ, &key, use64);

@@ -203,6 +203,7 @@ TEST_F(RehearsalTest, WhatWindowsWouldNotHaveWrittenIsNamed) {
                         "000000000002: the path has no end\n"
                         "000000000002: a chain of 1000 ids\n"
                         "000000000009: left out, as its PackedCatalogItem has 2 bytes\n"
+                        "NameSpace_Catalog5: Num_Catalog_Entries is 0, and there are 1\n"
                         "1: no LibraryPath\n");
     EXPECT_EQ(machine.state.catalog64.size(), 2u);
 }

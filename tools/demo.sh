@@ -38,7 +38,7 @@ heading() {
 
 # Whether the words are "remove lsp", which the program takes in any letter case.
 about_catalogs() {
-    [[ ${1,,} == remove && ${2,,} == lsp ]]
+    [[ ${1,,} == remove && ${#} -gt 1 && ${2,,} == lsp ]]
 }
 
 # Files, registry values and network components, a line each, to be compared.
@@ -66,8 +66,7 @@ show_pending() {
 show_command() {
     local code=0 before after kind=$1
     shift
-    rm -rf "$WINEPREFIX"
-    mkdir "$WINEPREFIX"
+    sandbox_forget_prefix
     sandbox_make build/release
     sandbox_machine "$kind" ${state:+"$SANDBOX/state.txt" "$state"}
     before=$(list_machine)

@@ -21,7 +21,8 @@ setup_packages debootstrap git
 
 root=$(mktemp -d)
 chmod 755 "$root"
-trap 'rm -rf "$root"' EXIT
+# What runs in the root ends before the root goes.
+trap 'kill -KILL "${inside:-}" 2>/dev/null; wait; rm -rf --one-file-system "$root" "$root.log"' EXIT
 echo "Making a root of Debian $release" >&2
 debootstrap --variant=minbase --include=git,ca-certificates "$release" "$root" >"$root.log" 2>&1 || {
     tail -n 5 "$root.log" >&2
@@ -43,4 +44,5 @@ unshare --mount --pid --fork --kill-child bash -ec '
     umount -l host
     cd /norvane
     exec env -i HOME=/root PATH="$PATH" TERM=dumb "${@:2}"' - "$root" "$@" </dev/null &
-wait $!
+inside=$!
+wait "$inside"

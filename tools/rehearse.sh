@@ -19,7 +19,7 @@ while (($# > 0)); do
     words+=("$1")
     if [[ $1 == --picture && $# -gt 1 ]]; then
         pictures+=("$2")
-        words+=("picture${#pictures[@]}")
+        words+=("picture-${#pictures[@]}-given")
         shift
     fi
     shift
@@ -29,14 +29,15 @@ done
 rename_pictures() {
     local number program=''
     for ((number = ${#pictures[@]}; number > 0; --number)); do
-        program+="s|picture$number\\b|$(sed 's/[|&\\]/\\&/g' <<<"${pictures[number - 1]}")|g;"
+        # shellcheck disable=SC2001 # the pattern is more than bash replaces
+        program+="s|picture-$number-given|$(sed 's/[|&\\]/\\&/g' <<<"${pictures[number - 1]}")|g;"
     done
     sed "$program"
 }
 
 if sandbox_inside; then
     sandbox_make build/release
-    cp "$SANDBOX"/picture* "$drive/sandbox/" 2>/dev/null || true
+    cp "$SANDBOX"/picture-*-given "$drive/sandbox/" 2>/dev/null || true
     sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' "${words[@]}"
     exit
 fi
@@ -46,7 +47,7 @@ sandbox_packages
 build release
 sandbox_open rehearse
 for number in "${!pictures[@]}"; do
-    (cd "$script_caller" && cp "${pictures[number]}" "$sandbox/picture$((number + 1))") ||
+    (cd "$script_caller" && cp "${pictures[number]}" "$sandbox/picture-$((number + 1))-given") ||
         script_fail "The picture cannot be read: ${pictures[number]}"
 done
 code=0

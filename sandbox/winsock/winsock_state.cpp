@@ -98,7 +98,7 @@ void ReadStateLine(std::string line, WinsockState& state, SimulatedCatalog*& cat
     } else if (word == "entry") {
         catalog->push_back(ParseEntry(line));
     } else {
-        throw std::runtime_error("not a line of a Winsock state: " + word + " " + line);
+        throw std::runtime_error("not a line of a Winsock state: " + (word + " " + line).substr(0, 100));
     }
 }
 

@@ -77,8 +77,11 @@ consteval void CheckFormat(const char* text, const Kind* kinds, size_t count) {
 template <class... Args> struct CheckedFormat {
     const char* text;
 
+    // Releases of clang-format differ over a requires clause.
+    // clang-format off
     template <class T>
     requires std::convertible_to<const T&, const char*>
+    // clang-format on
     consteval CheckedFormat(const T& format) : text(format) {
         constexpr trace_detail::Kind kinds[] = {trace_detail::KindOf<Args>()...,
                                                 trace_detail::Kind::kInteger};

@@ -57,6 +57,8 @@ std::string ExportOf(const WinsockState& state) {
            DwordValue("Next_Catalog_Entry_ID", state.nextId) + "\r\n" +
            CatalogKeys(catalog + "\\Catalog_Entries", state.catalog32) +
            CatalogKeys(catalog + "\\Catalog_Entries64", state.catalog64) + "[" + kParameters +
+           "\\NameSpace_Catalog5]\r\n" + DwordValue("Num_Catalog_Entries", 0) +
+           DwordValue("Num_Catalog_Entries64", 1) + "\r\n[" + kParameters +
            "\\NameSpace_Catalog5\\Catalog_Entries64\\000000000001]\r\n"
            "\"DisplayString\"=\"@%SystemRoot%\\\\System32\\\\mswsock.dll,-60100\"\r\n"
            "\"LibraryPath\"=\"C:\\\\p\\\\a.dll\"\r\n\r\n";

@@ -1,4 +1,4 @@
-// What a rehearsal needs to know of a machine: its catalogs, its namespace providers and its shared counts.
+// What there is to know of a machine before its catalogs are changed: them, its namespace providers, its shared counts.
 #pragma once
 
 #include <map>
@@ -19,5 +19,6 @@ struct Machine {
 };
 
 // Reads the machine that this runs on, or the one of the pictures, when there are any: exports of the registry, or a state
-// file of the sandbox. Throws std::runtime_error, with file and line or with the key, when it cannot be read.
+// file of the sandbox. Only one of them may have catalogs. Throws std::runtime_error, with file and line or with the key, when
+// it cannot be read.
 Machine ReadMachine(const std::vector<std::string>& pictures);

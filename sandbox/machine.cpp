@@ -1,0 +1,222 @@
+#include "machine.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+#include "common/text_conversion.h"
+#include "names.h"
+#include "registry_picture.h"
+#include "state_text.h"
+
+namespace {
+
+constexpr char kParameters[] = "SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters";
+constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";
+constexpr size_t kPathBytes = 260; // the path of a packed item, in front of the protocol's information
+
+const RegistryValue* Find(const RegistryPicture& picture, const std::string& key, const std::string& name) {
+    const auto found = picture.values.find(LowerCase(key + "\\" + name));
+    return found == picture.values.end() ? nullptr : &found->second;
+}
+
+std::string Text(const RegistryPicture& picture, const std::string& key, const std::string& name) {
+    const RegistryValue* value = Find(picture, key, name);
+    return value != nullptr && (value->type == REG_SZ || value->type == REG_EXPAND_SZ) ? value->bytes : "";
+}
+
+// The value as a number; -1 for none.
+long long Number(const RegistryValue* value) {
+    DWORD number = 0;
+    if (value == nullptr || value->type != REG_DWORD || value->bytes.size() != sizeof(number)) {
+        return -1;
+    }
+    std::memcpy(&number, value->bytes.data(), sizeof(number));
+    return number;
+}
+
+// The keys right below a key, in their order.
+std::vector<std::string> KeysBelow(const RegistryPicture& picture, const std::string& path) {
+    const std::string start = LowerCase(path + "\\");
+    std::vector<std::string> below;
+    std::copy_if(
+        picture.keys.begin(), picture.keys.end(), std::back_inserter(below), [&](const std::string& key) {
+            return key.find('\\', start.size()) == std::string::npos && LowerCase(key).starts_with(start);
+        });
+    return below;
+}
+
+// The entries of a catalog for 64-bit ("64") or 32-bit ("") programs. Adds a warning when the catalog counts others.
+std::vector<std::string> EntryKeys(const RegistryPicture& picture, const std::string& catalog,
+                                   const std::string& bits, std::vector<std::string>& warnings) {
+    const std::vector<std::string> keys = KeysBelow(picture, catalog + "\\Catalog_Entries" + bits);
+    const long long count = Number(Find(picture, catalog, "Num_Catalog_Entries" + bits));
+    if (count != static_cast<long long>(keys.size())) {
+        warnings.push_back(catalog + ": Num_Catalog_Entries" + bits + " is " +
+                           (count < 0 ? "missing" : std::to_string(count)) + ", and there are " +
+                           std::to_string(keys.size()));
+    }
+    return keys;
+}
+
+// Takes a packed item apart. Adds a warning for each thing about it that Windows would not have written.
+SimulatedEntry UnpackItem(const std::string& key, const std::string& bytes,
+                          std::vector<std::string>& warnings) {
+    SimulatedEntry entry = {};
+    const size_t pathEnd = std::min(bytes.find('\0'), kPathBytes);
+    std::memcpy(&entry.info, bytes.data() + kPathBytes, sizeof(entry.info));
+    entry.path = conv_to_wchar(bytes.substr(0, pathEnd).c_str());
+    if (pathEnd == kPathBytes) {
+        warnings.push_back(key + ": the path has no end");
+    }
+    if (wcsnlen(entry.info.szProtocol, WSAPROTOCOL_LEN + 1) > WSAPROTOCOL_LEN) {
+        warnings.push_back(key + ": the name has no end");
+    }
+    const int length = entry.info.ProtocolChain.ChainLen;
+    if (length < 0 || length > MAX_PROTOCOL_CHAIN) {
+        warnings.push_back(key + ": a chain of " + std::to_string(length) + " ids");
+    }
+    return entry;
+}
+
+SimulatedCatalog ReadCatalog(const RegistryPicture& picture, const std::string& catalog,
+                             const std::string& bits, std::vector<std::string>& warnings) {
+    SimulatedCatalog entries;
+    for (const std::string& key : EntryKeys(picture, catalog, bits, warnings)) {
+        const RegistryValue* item = Find(picture, key, "PackedCatalogItem");
+        const size_t size = item == nullptr ? 0 : item->bytes.size();
+        if (size != kPathBytes + sizeof(WSAPROTOCOL_INFOW)) {
+            warnings.push_back(key + ": left out, as its PackedCatalogItem has " + std::to_string(size) +
+                               " bytes");
+        } else {
+            entries.push_back(UnpackItem(key, item->bytes, warnings));
+        }
+    }
+    return entries;
+}
+
+void ReadCatalogs(const RegistryPicture& picture, const std::string& parameters, Machine& machine) {
+    const std::string name = Text(picture, parameters, "Current_Protocol_Catalog");
+    const std::string catalog = parameters + "\\" + name;
+    if (name.empty() || Find(picture, catalog, "Catalog_Entries64") == nullptr ||
+        Find(picture, catalog, "Catalog_Entries") == nullptr) {
+        throw std::runtime_error(name.empty() ? parameters + ": no Current_Protocol_Catalog"
+                                              : catalog + ": no Catalog_Entries64, or no Catalog_Entries");
+    }
+    machine.state.catalog64 = ReadCatalog(picture, catalog, "64", machine.warnings);
+    machine.state.catalog32 = ReadCatalog(picture, catalog, "", machine.warnings);
+    const long long next = Number(Find(picture, catalog, "Next_Catalog_Entry_ID"));
+    machine.state.nextId = static_cast<DWORD>(std::max(next, 1001LL));
+    if (next < 0) {
+        machine.warnings.push_back(catalog + ": no Next_Catalog_Entry_ID");
+    }
+}
+
+void ReadNamespaces(const RegistryPicture& picture, const std::string& parameters, Machine& machine) {
+    const std::string name = Text(picture, parameters, "Current_NameSpace_Catalog");
+    if (name.empty()) {
+        machine.warnings.push_back(parameters + ": no Current_NameSpace_Catalog");
+        return;
+    }
+    for (const char* bits : {"64", ""}) {
+        for (const std::string& key : EntryKeys(picture, parameters + "\\" + name, bits, machine.warnings)) {
+            machine.namespaces.emplace_back(Text(picture, key, "DisplayString"),
+                                            Text(picture, key, "LibraryPath"));
+            if (machine.namespaces.back().second.empty()) {
+                machine.warnings.push_back(key + ": no LibraryPath");
+            }
+        }
+    }
+}
+
+// The key of the catalogs: that of the control set in use, or of the first one; empty when there is none.
+std::string FindParameters(const RegistryPicture& picture) {
+    const std::string end = LowerCase("\\Services\\WinSock2\\Parameters");
+    std::string found;
+    for (const std::string& key : picture.keys) {
+        const std::string path = LowerCase(key);
+        if (path.ends_with(end) && (found.empty() || path.ends_with("\\currentcontrolset" + end))) {
+            found = key;
+        }
+    }
+    return found;
+}
+
+void ReadSharedCounts(const RegistryPicture& picture, Machine& machine) {
+    const std::string start = LowerCase(std::string("HKEY_LOCAL_MACHINE\\") + kSharedDlls + "\\");
+    for (const auto& [name, value] : picture.values) {
+        if (name.starts_with(start) && Number(&value) >= 0) {
+            machine.sharedCounts[name.substr(start.size())] = static_cast<DWORD>(Number(&value));
+        }
+    }
+}
+
+bool HasCatalogs(const Machine& machine) {
+    return !machine.state.catalog64.empty() || !machine.state.catalog32.empty();
+}
+
+// Two machines at once would look like one that does not exist.
+void RefuseSecondMachine(const Machine& machine) {
+    if (HasCatalogs(machine)) {
+        throw std::runtime_error(
+            "1: the catalogs of a second machine; those of the first one are in another file");
+    }
+}
+
+void ReadPicture(const RegistryPicture& picture, Machine& machine) {
+    const std::string parameters = FindParameters(picture);
+    if (!parameters.empty()) {
+        RefuseSecondMachine(machine);
+        ReadCatalogs(picture, parameters, machine);
+        ReadNamespaces(picture, parameters, machine);
+    }
+    ReadSharedCounts(picture, machine);
+}
+
+// Throws std::runtime_error whose text begins with the number of a line, or with a key.
+void ReadFile(const std::string& content, Machine& machine) {
+    if (content.empty()) {
+        throw std::runtime_error("1: the file cannot be read, or is empty");
+    }
+    if (IsRegistryExport(content)) {
+        RegistryPicture picture;
+        AddRegistryExport(content, picture);
+        ReadPicture(picture, machine);
+    } else {
+        RefuseSecondMachine(machine);
+        machine.state = ParseWinsockState(content);
+    }
+}
+
+void ReadThisMachine(Machine& machine) {
+    const char* computer = std::getenv("COMPUTERNAME");
+    machine.live = true;
+    machine.name = computer != nullptr ? FromAnsi(computer) : "this machine";
+    RegistryPicture picture;
+    AddLiveRegistry(kParameters, picture);
+    AddLiveRegistry(kSharedDlls, picture);
+    ReadPicture(picture, machine);
+}
+
+} // namespace
+
+Machine ReadMachine(const std::vector<std::string>& pictures) {
+    Machine machine;
+    for (const std::string& file : pictures) {
+        machine.name += (machine.name.empty() ? "" : " ") + FromAnsi(file);
+        try {
+            ReadFile(ReadWholeFile(file), machine);
+        } catch (const std::runtime_error& error) {
+            throw std::runtime_error(FromAnsi(file) + ":" + error.what());
+        }
+    }
+    if (pictures.empty()) {
+        ReadThisMachine(machine);
+    }
+    if (!HasCatalogs(machine)) {
+        throw std::runtime_error(machine.name + ": no catalogs; they are in HKEY_LOCAL_MACHINE\\" +
+                                 kParameters);
+    }
+    return machine;
+}
