@@ -3,12 +3,12 @@
 #include <io.h>
 #include <windows.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
 
 #include "common/text_conversion.h"
+#include "names.h"
 #include "report.h"
 
 extern "C" int _dowildcard;
@@ -111,10 +111,7 @@ int main(int argc, char** argv) {
         }
         return Rehearse(options);
     } catch (const std::exception& error) {
-        std::string message = error.what();
-        std::replace_if(
-            message.begin(), message.end(), [](unsigned char c) { return c < ' '; }, '?');
-        std::fprintf(stderr, "norvane64-rehearse: %s\n", message.c_str());
+        std::fprintf(stderr, "norvane64-rehearse: %s\n", Printable(error.what()).c_str());
         return 1;
     }
 }

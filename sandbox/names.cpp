@@ -2,7 +2,8 @@
 
 #include <windows.h>
 
-#include <algorithm>
+#include <cctype>
+#include <cwchar>
 
 #include "common/text_conversion.h"
 
@@ -21,9 +22,13 @@ std::string ToUtf8(const std::wstring& text) {
     return conv_wchar_to_utf8(text.c_str());
 }
 
+std::string Printable(std::string text) {
+    for (char& c : text) {
+        c = iscntrl(static_cast<unsigned char>(c)) != 0 ? '?' : c;
+    }
+    return text;
+}
+
 std::string NameOf(const WSAPROTOCOL_INFOW& entry) {
-    std::wstring name(entry.szProtocol, wcsnlen(entry.szProtocol, WSAPROTOCOL_LEN + 1));
-    std::replace_if(
-        name.begin(), name.end(), [](wchar_t c) { return c < L' '; }, L'?');
-    return ToUtf8(name);
+    return Printable(ToUtf8({entry.szProtocol, wcsnlen(entry.szProtocol, WSAPROTOCOL_LEN + 1)}));
 }

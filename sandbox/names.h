@@ -12,5 +12,8 @@ std::string LowerCase(const std::string& text);
 std::string FromAnsi(const std::string& text);
 std::string ToUtf8(const std::wstring& text);
 
-// The entry's name, which can lack its terminator. Control characters, which could forge lines of a report, become "?".
+// A text in UTF-8 with "?" for its control characters, which could forge lines of a report.
+std::string Printable(std::string text);
+
+// The entry's name, which can lack its terminator, printable.
 std::string NameOf(const WSAPROTOCOL_INFOW& entry);
