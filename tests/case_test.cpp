@@ -15,12 +15,13 @@
 #include "lsp/remove_lsp_command.h"
 #include "lsp/update_functions.h"
 #include "netcfg/netcfg_removal.h"
+#include "netcfg/netcfg_state.h"
 #include "security/permission_acquirer.h"
 #include "support/case_file.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
+#include "support/text.h"
 #include "trace/trace_log.h"
-#include "netcfg/netcfg_state.h"
 #include "winsock/simulated_winsock.h"
 
 namespace {
@@ -241,7 +242,8 @@ class CaseTest : public MachineTest {
     void AddEntries(const std::string& entries);
     void PlanFault(const std::string& call, int number, int error);
     int FaultsThatCame(const std::string& call, int error) const;
-    std::string Act(const std::string& action);
+    void SetAction(std::string text);
+    void CheckPlanned();
     std::string RunAction(const Step& action, const Words& words);
     std::string ResidueOf(const std::function<void()>& action);
     std::string ActWithFault(const std::string& call, int number, int error);
@@ -253,7 +255,8 @@ class CaseTest : public MachineTest {
     const std::string executable_;
     std::vector<Step> steps_;
     WinsockState state_;
-    std::string action_; // that faults and sweeps run
+    std::function<std::string()> act_; // what faults and sweeps run
+    std::vector<std::pair<std::string, int>> planned_;
 };
 
 void CaseTest::SetMachine(const std::string& kind) {
@@ -278,7 +281,8 @@ void CaseTest::AddEntries(const std::string& entries) {
 // In process the calls of Windows and of the simulated Winsock fail there; all others in the simulations that have them.
 void CaseTest::PlanFault(const std::string& call, int number, int error) {
     const std::string line = FormatFault({call, number, error});
-    if (HookBase* hook = executable_.empty() ? FindHook(call) : nullptr) {
+    HookBase* hook = executable_.empty() ? FindHook(call) : nullptr;
+    if (hook != nullptr && number != 0) {
         hook->Fail(number, static_cast<DWORD>(error));
     } else if (number < 1) {
         throw std::runtime_error("not the number of a call of " + call);
@@ -342,9 +346,6 @@ std::string CaseTest::ResidueOf(const std::function<void()>& action) {
 
 // Outputs what the action traces, the changing calls of the simulated Winsock, and its result.
 std::string CaseTest::RunAction(const Step& action, const Words& words) {
-    if (!executable_.empty()) {
-        throw std::runtime_error("not an action of the program: " + action.usage);
-    }
     ResetWinsock(state_);
     std::string result;
     const std::string residue = ResidueOf([&] {
@@ -358,19 +359,21 @@ std::string CaseTest::RunAction(const Step& action, const Words& words) {
     state_ = Winsock().state;
     state_.faults.clear();
     EXPECT_EQ(residue, "") << action.usage;
+    CheckPlanned();
     return Traced() + Changes() + (result.empty() ? "" : "= " + Escaped(result) + "\n");
 }
 
-// Runs a step from its whole text; a run of the program gets its exit code for a result.
-std::string CaseTest::Act(const std::string& action) {
-    std::string text = action;
+// Takes a step from its whole text; a run of the program gets its exit code for a result.
+void CaseTest::SetAction(std::string text) {
     const std::string name = TakeWord(text);
     const Step* step = FindStep(steps_, name);
     if (step == nullptr) {
-        throw std::runtime_error("no action: " + action);
+        throw std::runtime_error("no action: " + name);
     }
-    const std::string output = step->run(SplitWords(*step, text));
-    return output + (name == "run" ? "= " + to_string(lastExitCode) + "\n" : "");
+    act_ = [=, words = SplitWords(*step, text)] {
+        const std::string output = step->run(words);
+        return output + (name == "run" ? "= " + to_string(lastExitCode) + "\n" : "");
+    };
 }
 
 // Runs the action with one call failing. The simulations are as before afterwards.
@@ -381,7 +384,7 @@ std::string CaseTest::ActWithFault(const std::string& call, int number, int erro
     WriteWholeFile("C:\\sandbox\\winsock.calls.txt", "");
     WriteWholeFile("C:\\sandbox\\netcfg.calls.txt", "");
     PlanFault(call, number, error);
-    const std::string output = Act(action_);
+    const std::string output = act_();
     const bool unchanged = FormatWinsockState(state_) == FormatWinsockState(before);
     EXPECT_TRUE(unchanged || output.find("= -1\n") == std::string::npos) << "changed, and failed:\n"
                                                                          << output;
@@ -440,23 +443,46 @@ void CaseTest::Sweep(const Words& words) {
     }
 }
 
+// The failures that "fail" planned must have come about by the end of the next action.
+void CaseTest::CheckPlanned() {
+    for (const auto& [call, error] : std::exchange(planned_, {})) {
+        EXPECT_GT(FaultsThatCame(call, error), 0) << call << " did not fail";
+    }
+}
+
 std::vector<Step> CaseTest::Steps() {
+    using enum StepPlace;
     std::vector<Step> steps = MachineSteps();
     for (const Step& action : kActions) {
-        steps.push_back({action.usage, [&](const Words& w) { return RunAction(action, w); }});
+        steps.push_back({action.usage, [&](const Words& w) { return RunAction(action, w); }, kInProcess});
     }
-    const auto add = [&](const char* usage, const std::function<void(const Words&)>& run) {
-        steps.push_back({usage, [=](const Words& w) { return run(w), std::string(); }});
+    for (Step& step : steps) {
+        if (step.usage.starts_with("run")) {
+            step.run = [this, run = step.run](const Words& w) {
+                const std::string output = run(w);
+                return CheckPlanned(), output;
+            };
+        }
+    }
+    const auto add = [&](const char* usage, const std::function<void(const Words&)>& run,
+                         StepPlace place = kAnywhere) {
+        steps.push_back({usage, [=](const Words& w) { return run(w), std::string(); }, place});
     };
     add("machine KIND", [this](const Words& w) { SetMachine(w[0]); });
-    add("catalog ENTRIES...", [this](const Words& w) { AddEntries(w[0]); });
-    add("next-id ID", [this](const Words& w) { state_.nextId = ParseNumber32(w[0]); });
+    add(
+        "catalog ENTRIES...", [this](const Words& w) { AddEntries(w[0]); }, kInProcess);
+    add(
+        "next-id ID", [this](const Words& w) { state_.nextId = ParseNumber32(w[0]); }, kInProcess);
     add("fail CALL NUMBER CODE", [this](const Words& w) {
-        PlanFault(w[0], static_cast<int>(ParseNumber(w[1], -1, 1000)), static_cast<int>(ParseNumber32(w[2])));
+        const int code = static_cast<int>(ParseNumber32(w[2]));
+        PlanFault(w[0], static_cast<int>(ParseNumber(w[1], -1, 1000)), code);
+        planned_.emplace_back(w[0], code);
     });
-    add("action ACTION...", [this](const Words& w) { action_ = w[0]; });
+    add("action ACTION...", [this](const Words& w) { SetAction(w[0]); });
     add("fails CALL NUMBERS CODES...", [this](const Words& w) { CheckFaults(w); });
     add("sweep CALL CODE CALLS TEXTS...", [this](const Words& w) { Sweep(w); });
+    std::erase_if(
+        steps, [&](const Step& step) { return step.place == (executable_.empty() ? kProgram : kInProcess); });
     return steps;
 }
 
@@ -464,6 +490,7 @@ void CaseTest::TestBody() {
     PrepareMachine(executable_);
     steps_ = Steps();
     RunCase(case_, steps_);
+    EXPECT_TRUE(planned_.empty()) << "a failure is planned behind the last action";
 }
 
 // The builds of the executable in the sandbox, by the names of their folders.

@@ -5,10 +5,10 @@
 
 #include "common/text_conversion.h"
 #include "machine.h"
-#include "support/case_file.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
 #include "support/picture_writer.h"
+#include "support/text.h"
 #include "winsock/catalog_drawing.h"
 
 namespace {

@@ -3,38 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <regex>
 #include <set>
 #include <stdexcept>
 
 #include "support/machine_test.h"
+#include "support/text.h"
 
 namespace {
 
-const std::pair<const char*, char> kNamedEscapes[] = {{"lf", '\n'}, {"cr", '\r'}, {"nul", '\0'}};
-const std::string kManyXs(8000, 'x');
 const std::string kWholeOutput = " => ";
-
-// Adds what stands between the angle brackets of an escape.
-void AppendEscape(const std::string& name, std::string& text) {
-    for (const auto& [known, character] : kNamedEscapes) {
-        if (name == known) {
-            text += character;
-            return;
-        }
-    }
-    static const std::regex hexByte("[0-9a-f]{2}");
-    static const std::regex repeated("([0-9]+)\\*(.)");
-    std::smatch match;
-    if (std::regex_match(name, match, hexByte)) {
-        text += static_cast<char>(std::stoi(name, nullptr, 16));
-    } else if (std::regex_match(name, match, repeated)) {
-        text.append(static_cast<size_t>(ParseNumber(match[1], 1, 100000)), match.str(2)[0]);
-    } else {
-        throw std::runtime_error("unknown escape: <" + name + ">");
-    }
-}
 
 // Whether the line says something about the output, and checks it.
 bool CheckOutput(const std::string& word, const std::string& rest, const std::string& output) {
@@ -45,7 +23,12 @@ bool CheckOutput(const std::string& word, const std::string& rest, const std::st
                                                                              << output.substr(0, 4000);
         }
     } else if (word == "exit") {
-        EXPECT_EQ(lastExitCode, ParseNumber32(rest)) << "after:\n" << output.substr(0, 4000);
+        std::string more = rest;
+        EXPECT_EQ(lastExitCode, ParseNumber32(TakeWord(more))) << "after:\n" << output.substr(0, 4000);
+        const std::string other = TakeWord(more);
+        if (!other.empty() && (other != "has" || !CheckOutput(other, more, output))) {
+            throw std::runtime_error("not a check behind an exit code: " + other);
+        }
     } else if (word == "there" || word == "gone") {
         EXPECT_TRUE(!rest.empty() && FileExists(rest) == (word == "there"));
     } else {
@@ -59,8 +42,8 @@ class CaseRun {
     explicit CaseRun(const std::vector<Step>& steps) : steps_(steps) {}
 
     void Line(std::string line) {
-        if (line.starts_with("|")) {
-            expected_ += line.size() > 2 ? line.substr(2) + "\n" : "\n";
+        if (line == "|" || line.starts_with("| ")) {
+            expected_ += line.substr(std::min<size_t>(line.size(), 2)) + "\n";
             return;
         }
         CompareWhole();
@@ -109,54 +92,6 @@ class CaseRun {
 
 } // namespace
 
-std::vector<std::string> SplitAt(const std::string& text, const std::string& between) {
-    std::vector<std::string> parts;
-    for (size_t at = 0, end = 0; end != std::string::npos; at = end + between.size()) {
-        end = text.find(between, at);
-        parts.push_back(text.substr(at, end == std::string::npos ? end : end - at));
-    }
-    return parts;
-}
-
-std::string Unescaped(const std::string& text) {
-    std::string plain;
-    for (size_t at = 0; at < text.size(); ++at) {
-        const size_t end = text[at] == '<' ? text.find('>', at) : std::string::npos;
-        if (end == std::string::npos) {
-            plain += text[at];
-        } else {
-            AppendEscape(text.substr(at + 1, end - at - 1), plain);
-            at = end;
-        }
-    }
-    return plain;
-}
-
-std::string Escaped(const std::string& text) {
-    const bool utf8 = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
-                                          static_cast<int>(text.size()), nullptr, 0) != 0;
-    std::string escaped;
-    for (const char c : text) {
-        const auto named = std::find_if(std::begin(kNamedEscapes), std::end(kNamedEscapes),
-                                        [c](const auto& escape) { return escape.second == c; });
-        char shown[8] = {c};
-        if (named != std::end(kNamedEscapes)) {
-            std::snprintf(shown, sizeof(shown), "<%s>", named->first);
-        } else if (!utf8 && static_cast<unsigned char>(c) > 0x7F) {
-            std::snprintf(shown, sizeof(shown), "<%02x>", static_cast<unsigned char>(c));
-        }
-        escaped += shown;
-    }
-    ReplaceAll(escaped, kManyXs, "<8000*x>");
-    return escaped;
-}
-
-void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
-    for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-        text.replace(at, from.size(), to);
-    }
-}
-
 Words SplitWords(const Step& step, std::string text) {
     std::string usage = step.usage;
     Words words;
@@ -189,25 +124,32 @@ const Step* FindStep(const std::vector<Step>& steps, const std::string& name) {
 }
 
 std::vector<TextCase> ReadCases(std::vector<std::string>& errors) {
+    static const std::regex sound("[a-z0-9_]+");
     std::vector<TextCase> cases;
     std::set<std::string> names;
-    for (const std::string& file : NamesIn("C:\\sandbox\\cases\\*.txt")) {
-        bool inCase = false;
+    for (const std::string& name : NamesIn("C:\\sandbox\\cases\\*")) {
+        const std::string file = name.substr(0, name.rfind('.'));
+        if (!std::regex_match(file, sound) || name != file + ".txt") {
+            errors.push_back(name + ": not the name of a file of cases");
+        }
         int number = 0;
-        ReadLines(ReadWholeFile("C:\\sandbox\\cases\\" + file + ".txt"), number, [&](std::string line) {
-            const std::string place = file + ".txt:" + std::to_string(number);
+        ReadLines(ReadWholeFile("C:\\sandbox\\cases\\" + name), number, [&](std::string line) {
+            const CaseLine read = {name + ":" + std::to_string(number), line};
             if (line.starts_with("case ")) {
-                inCase = true;
-                cases.push_back({file, line.substr(5), {}});
-                if (!names.insert(file + "." + line.substr(5)).second) {
-                    errors.push_back(place + ": this name is there already");
-                }
-            } else if (inCase) {
-                cases.back().lines.push_back({place, line});
+                cases.push_back({file, line.substr(5), read, {}});
+            } else if (cases.empty() || cases.back().file != file) {
+                errors.push_back(read.place + ": before the first case");
             } else {
-                errors.push_back(place + ": before the first case");
+                cases.back().lines.push_back(read);
             }
         });
+    }
+    for (const TextCase& each : cases) {
+        if (!std::regex_match(each.name, std::regex("[A-Za-z0-9_]+")) ||
+            !names.insert(each.file + "." + each.name).second || each.lines.empty()) {
+            errors.push_back(each.start.place +
+                             ": a case that is empty, or whose name is odd or there already");
+        }
     }
     return cases;
 }
@@ -224,17 +166,4 @@ void RunCase(const TextCase& textCase, const std::vector<Step>& steps) {
     }
     SCOPED_TRACE("the end of case " + textCase.name);
     run.CompareWhole();
-}
-
-std::vector<std::string> NamesIn(const std::string& pattern) {
-    std::vector<std::string> names;
-    WIN32_FIND_DATAA found = {};
-    const HANDLE search = FindFirstFileA(pattern.c_str(), &found);
-    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileA(search, &found)) {
-        const std::string name = found.cFileName;
-        names.push_back(name.substr(0, name.find('.')));
-    }
-    FindClose(search);
-    std::erase(names, "");
-    return names;
 }

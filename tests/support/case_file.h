@@ -15,18 +15,23 @@ struct CaseLine {
 struct TextCase {
     std::string file; // without its ending
     std::string name;
+    CaseLine start;
     std::vector<CaseLine> lines;
 };
+
+// Where a step has an effect.
+enum class StepPlace { kAnywhere, kInProcess, kProgram };
 
 // A step of the language. Its usage is its name and its words: "[WORD]" may be missing, "TEXT..." is all that is left of
 // the line. It gets its words and returns its output.
 struct Step {
     std::string usage;
     std::function<std::string(const Words&)> run;
+    StepPlace place = StepPlace::kAnywhere;
 };
 
-// Reads the files of C:\sandbox\cases. Adds a text to errors for each line that belongs to no case and each name that is
-// there twice.
+// Reads the files of C:\sandbox\cases. Adds a text to errors for each file that is none of cases, each line that belongs to
+// no case, and each case that is empty or whose name is odd or there twice.
 std::vector<TextCase> ReadCases(std::vector<std::string>& errors);
 
 // Runs the steps of a case and checks what they output. Fails the running test, with file and line, for what differs and
@@ -38,17 +43,3 @@ Words SplitWords(const Step& step, std::string text);
 
 // The step of that name, or null.
 const Step* FindStep(const std::vector<Step>& steps, const std::string& name);
-
-// Replaces the escapes of a step: <lf> and its like, <0a>, <300*x>. Throws std::runtime_error for others.
-std::string Unescaped(const std::string& text);
-
-// One line of output: what is no plain text in it as escapes.
-std::string Escaped(const std::string& text);
-
-// The parts of a text that has a separator between them; at least one.
-std::vector<std::string> SplitAt(const std::string& text, const std::string& between);
-
-void ReplaceAll(std::string& text, const std::string& from, const std::string& to);
-
-// The names of the files or folders that match, up to their first point.
-std::vector<std::string> NamesIn(const std::string& pattern);

@@ -8,9 +8,12 @@
 #include <stdexcept>
 #include <tuple>
 
+#include "netcfg/netcfg_state.h"
 #include "security/access_token.h"
 #include "support/machine_test.h"
+#include "support/text.h"
 #include "trace/trace_log.h"
+#include "winsock/winsock_state.h"
 
 namespace {
 
@@ -42,7 +45,7 @@ void WriteValue(const Words& w) {
     }
     std::string bytes = w[3];
     if (w[2] == "dword" || w[2] == "qword") {
-        const long long number = ParseNumber(w[3], 0, INT64_MAX);
+        const long long number = ParseNumber(w[3], 0, w[2] == "dword" ? MAXDWORD : INT64_MAX);
         bytes.assign(reinterpret_cast<const char*>(&number), type->second == REG_DWORD ? 4 : 8);
     }
     WriteRegistry(root, path, ValueName(w[1]), type->second, bytes);
@@ -137,6 +140,9 @@ void HoldOpen(const std::string& path, bool hold) {
     CloseHandle(std::exchange(held, INVALID_HANDLE_VALUE));
     SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     WriteWholeFile(path, "x");
+    if (!FileExists(path)) {
+        throw std::runtime_error("this file cannot be made: " + path);
+    }
     if (hold) {
         held = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     }
@@ -167,10 +173,14 @@ std::string Lines(const std::string& output) {
 }
 
 std::string Run(const std::string& words, ChildOutput to) {
-    if (program.empty()) {
-        throw std::runtime_error("only the cases of a file run_... run the program");
-    }
     return Lines(RunChild(program + " " + words, to));
+}
+
+std::string ShowFile(const std::string& name) {
+    if (!FileExists(kSandbox + name)) {
+        throw std::runtime_error("there is no such file: " + name);
+    }
+    return ReadWholeFile(kSandbox + name);
 }
 
 // Puts the sample machine's files, values and classes there that the commands look at.
@@ -252,6 +262,8 @@ void FakeSystemDirectory(const std::string& length, const std::string& text) {
 void AddToState(const std::string& simulation, std::string lines) {
     ReplaceAll(lines, " ; ", "\n");
     AppendToFile(StateFile(simulation), lines + "\n");
+    const std::string state = ReadWholeFile(StateFile(simulation));
+    simulation == "netcfg" ? (void)ParseNetcfgState(state) : (void)ParseWinsockState(state);
 }
 
 } // namespace
@@ -271,7 +283,6 @@ void PrepareMachine(const std::string& executable) {
     for (const std::string pattern : {"C:\\norvane.tmp\\", "C:\\sandbox\\"}) {
         for (const std::string& name : NamesIn(pattern + "vor*")) {
             DeleteFileA((pattern + name).c_str());
-            DeleteFileA((pattern + name + ".tmp").c_str());
         }
     }
     RemoveDirectoryA("C:\\norvane.tmp");
@@ -298,8 +309,9 @@ void UseSystemLibrary(const std::string& kind) {
 }
 
 std::vector<Step> MachineSteps() {
-    const auto make = [](const char* usage, auto action) {
-        return Step{usage, [=](const Words& w) { return action(w), std::string(); }};
+    using enum StepPlace;
+    const auto make = [](const char* usage, auto action, StepPlace place = kAnywhere) {
+        return Step{usage, [=](const Words& w) { return action(w), std::string(); }, place};
     };
     return {
         make("file PATH", [](const Words& w) { HoldOpen(w[0], false); }),
@@ -310,21 +322,29 @@ std::vector<Step> MachineSteps() {
         {"show-security KEY", [](const Words& w) { return ShowSecurity(w[0]); }},
         {"pending", [](const Words&) { return TakePending(); }},
         {"cmd WORDS...", [](const Words& w) { return Lines(RunChild(w[0])); }},
-        {"show FILE", [](const Words& w) { return ReadWholeFile(kSandbox + w[0]); }},
+        {"show FILE", [](const Words& w) { return ShowFile(w[0]); }},
         make("sample", [](const Words&) { PrepareSample(); }),
-        make("winsock LINES...", [](const Words& w) { AddToState("winsock", w[0]); }),
+        make(
+            "winsock LINES...", [](const Words& w) { AddToState("winsock", w[0]); }, kProgram),
         make("netcfg LINES...", [](const Words& w) { AddToState("netcfg", w[0]); }),
+        make("state LINES...", [](const Words& w) { AddToState("state", w[0]); }),
         {"rehearse WORDS...",
          [](const Words& w) { return Lines(RunChild(kSandbox + "norvane64-rehearse.exe " + w[0])); }},
-        make("state LINES...", [](const Words& w) { AddToState("state", w[0]); }),
-        {"run WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kFile); }},
-        {"run-silent WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kNone); }},
-        {"run-unwritable WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kUnwritable); }},
-        {"run-piped WORDS...", [](const Words& w) { return CountWrites(w[0]); }},
-        make("named", [](const Words&) { ShowNames(); }),
-        make("pretend-files", [](const Words&) { PretendFiles(); }),
-        make("fake-process", [](const Words&) { FakeProcess(); }),
-        make("message TEXT...", [](const Words& w) { FakeMessage(w[0]); }),
-        make("system-directory LENGTH TEXT...", [](const Words& w) { FakeSystemDirectory(w[0], w[1]); }),
+        {"run WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kFile); }, kProgram},
+        {"run-silent WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kNone); }, kProgram},
+        {"run-unwritable WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kUnwritable); },
+         kProgram},
+        {"run-piped WORDS...", [](const Words& w) { return CountWrites(w[0]); }, kProgram},
+        make(
+            "named", [](const Words&) { ShowNames(); }, kInProcess),
+        make(
+            "pretend-files", [](const Words&) { PretendFiles(); }, kInProcess),
+        make(
+            "fake-process", [](const Words&) { FakeProcess(); }, kInProcess),
+        make(
+            "message TEXT...", [](const Words& w) { FakeMessage(w[0]); }, kInProcess),
+        make(
+            "system-directory LENGTH TEXT...", [](const Words& w) { FakeSystemDirectory(w[0], w[1]); },
+            kInProcess),
     };
 }

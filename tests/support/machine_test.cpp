@@ -2,7 +2,7 @@
 
 #include "lsp/private_heap.h"
 #include "lsp/update_functions.h"
-#include "support/case_file.h"
+#include "support/text.h"
 #include "trace/trace_log.h"
 #include "winsock/simulated_winsock.h"
 
@@ -120,6 +120,18 @@ bool FileExists(const std::string& pathOrPattern) {
     const HANDLE search = FindFirstFileA(pathOrPattern.c_str(), &found);
     FindClose(search);
     return search != INVALID_HANDLE_VALUE;
+}
+
+std::vector<std::string> NamesIn(const std::string& pattern) {
+    std::vector<std::string> names;
+    WIN32_FIND_DATAA found = {};
+    const HANDLE search = FindFirstFileA(pattern.c_str(), &found);
+    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileA(search, &found)) {
+        names.push_back(found.cFileName);
+    }
+    FindClose(search);
+    std::erase_if(names, [](const std::string& name) { return name == "." || name == ".."; });
+    return names;
 }
 
 void WriteRegistry(HKEY root, const std::string& key, const std::string& name, DWORD type,

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "state_text.h"
 #include "support/platform_hooks.h"
@@ -40,6 +41,9 @@ void RunProgram(std::string commandLine, HANDLE output);
 extern DWORD lastExitCode;
 
 bool FileExists(const std::string& pathOrPattern);
+
+// The names of the files or folders that match.
+std::vector<std::string> NamesIn(const std::string& pattern);
 
 // Writes a value, and its key where there is none.
 void WriteRegistry(HKEY root, const std::string& key, const std::string& name, DWORD type,
