@@ -243,6 +243,7 @@ class CaseTest : public MachineTest {
     void PlanFault(const std::string& call, int number, int error);
     int FaultsThatCame(const std::string& call, int error) const;
     void SetAction(std::string text);
+    void Plan(const Words& words);
     void CheckPlanned();
     std::string RunAction(const Step& action, const Words& words);
     std::string ResidueOf(const std::function<void()>& action);
@@ -443,6 +444,13 @@ void CaseTest::Sweep(const Words& words) {
     }
 }
 
+// Plans a failure for the next action.
+void CaseTest::Plan(const Words& words) {
+    const int code = static_cast<int>(ParseNumber32(words[2]));
+    PlanFault(words[0], static_cast<int>(ParseNumber(words[1], -1, 1000)), code);
+    planned_.emplace_back(words[0], code);
+}
+
 // The failures that "fail" planned must have come about by the end of the next action.
 void CaseTest::CheckPlanned() {
     for (const auto& [call, error] : std::exchange(planned_, {})) {
@@ -464,23 +472,16 @@ std::vector<Step> CaseTest::Steps() {
             };
         }
     }
-    const auto add = [&](const char* usage, const std::function<void(const Words&)>& run,
-                         StepPlace place = kAnywhere) {
+    const auto add = [&](const char* usage, StepPlace place, const std::function<void(const Words&)>& run) {
         steps.push_back({usage, [=](const Words& w) { return run(w), std::string(); }, place});
     };
-    add("machine KIND", [this](const Words& w) { SetMachine(w[0]); });
-    add(
-        "catalog ENTRIES...", [this](const Words& w) { AddEntries(w[0]); }, kInProcess);
-    add(
-        "next-id ID", [this](const Words& w) { state_.nextId = ParseNumber32(w[0]); }, kInProcess);
-    add("fail CALL NUMBER CODE", [this](const Words& w) {
-        const int code = static_cast<int>(ParseNumber32(w[2]));
-        PlanFault(w[0], static_cast<int>(ParseNumber(w[1], -1, 1000)), code);
-        planned_.emplace_back(w[0], code);
-    });
-    add("action ACTION...", [this](const Words& w) { SetAction(w[0]); });
-    add("fails CALL NUMBERS CODES...", [this](const Words& w) { CheckFaults(w); });
-    add("sweep CALL CODE CALLS TEXTS...", [this](const Words& w) { Sweep(w); });
+    add("machine KIND", kAnywhere, [this](const Words& w) { SetMachine(w[0]); });
+    add("catalog ENTRIES...", kInProcess, [this](const Words& w) { AddEntries(w[0]); });
+    add("next-id ID", kInProcess, [this](const Words& w) { state_.nextId = ParseNumber32(w[0]); });
+    add("fail CALL NUMBER CODE", kAnywhere, [this](const Words& w) { Plan(w); });
+    add("action ACTION...", kAnywhere, [this](const Words& w) { SetAction(w[0]); });
+    add("fails CALL NUMBERS CODES...", kAnywhere, [this](const Words& w) { CheckFaults(w); });
+    add("sweep CALL CODE CALLS TEXTS...", kAnywhere, [this](const Words& w) { Sweep(w); });
     std::erase_if(
         steps, [&](const Step& step) { return step.place == (executable_.empty() ? kProgram : kInProcess); });
     return steps;
