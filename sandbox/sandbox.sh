@@ -13,9 +13,8 @@ sandbox_inside() {
     [ -n "${SANDBOX:-}" ] && [ "${SANDBOX_SCRIPT:-}" = "$script" ]
 }
 
-sandbox_packages() {
-    setup_packages wine wine64 bubblewrap
-}
+# The packages that it needs.
+sandbox_needs=(wine wine64 bubblewrap)
 
 # sandbox_open NAME: makes $sandbox, the folder build/sandbox/NAME, to the end of the script.
 sandbox_open() {
@@ -116,16 +115,14 @@ sandbox_make() {
 }
 
 # sandbox_machine KIND [STATE NAME]: the sample machine, of that kind: three providers over one another, or the catalogs of
-# another state file, which messages call NAME; a shared DLL count, three network components, two classes whose DLLs were
+# another state file, which messages call NAME; the DLLs that they name; a shared DLL count, three network components, two classes whose DLLs were
 # replaced.
 sandbox_machine() {
-    local name
     sandbox_winsock "$1"
     sandbox_state winsock "${2:-sandbox/sample_winsock.txt}" "${3:-sandbox/sample_winsock.txt}"
+    sandbox_wine 'C:\sandbox\check_state.exe' make-dlls 'C:\sandbox\winsock.txt'
     sandbox_state netcfg sandbox/sample_netcfg.txt sandbox/sample_netcfg.txt
-    for name in examplelsp filterlsp guardlsp original; do
-        echo "stands for a DLL" >"$drive/windows/system32/$name.dll"
-    done
+    echo "stands for a DLL" >"$drive/windows/system32/original.dll"
     sandbox_wine reg import 'C:\sandbox\sample_registry.reg' >/dev/null 2>&1 || script_fail "The sample's registry was refused"
 }
 

@@ -24,15 +24,14 @@ if sandbox_inside; then
     sandbox_machine update
     sandbox_wine 'C:\sandbox\norvane_bench.exe' 2>&1 | tee "$SANDBOX/bench.log"
     grep -q '^trace line: ' "$SANDBOX/bench.log" || script_fail "The benchmark ended before its last figure."
-    empty=$(peak 'C:\sandbox\empty\norvane64.exe')
-    removal=$(peak 'C:\sandbox\bench\norvane64.exe' remove lsp examplelsp.dll)
+    no_figure="A program ended before its memory was known."
+    empty=$(peak 'C:\sandbox\empty\norvane64.exe') || script_fail "$no_figure"
+    removal=$(peak 'C:\sandbox\bench\norvane64.exe' remove lsp examplelsp.dll) || script_fail "$no_figure"
     echo "peak memory: a removal $removal KiB, the empty program $empty KiB, $((removal - empty)) KiB above it"
     exit
 fi
 script_lock
-setup_build
-sandbox_packages
-setup_packages time
+setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}" time
 build bench
 sandbox_open bench
 sandbox_enter "$script"

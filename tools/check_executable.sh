@@ -5,7 +5,7 @@
 . tools/setup.sh
 script_words 0 "$@"
 script_lock
-setup_build
+setup_packages "${setup_compiler[@]}"
 build release
 objdump=x86_64-w64-mingw32-objdump
 failed=0

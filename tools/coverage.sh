@@ -15,9 +15,7 @@ if sandbox_inside; then
     exit
 fi
 script_lock
-setup_build
-sandbox_packages
-setup_packages googletest gcovr
+setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}" googletest gcovr
 build coverage
 sandbox_open coverage
 sandbox_enter "$script"

@@ -4,8 +4,9 @@
 #
 # tools/demo.sh [--system update|plain] [--state FILE] [WORDS...]
 #   WORDS     the command; "remove lsp examplelsp.dll" when none are given; "all" for one of each kind
-#   --system  whether the machine's Winsock has the update functions; for "remove lsp" both kinds in turn when not given
-#   --state   the catalogs of a machine of your own, in the form of sandbox/sample_winsock.txt
+#   --system  whether the machine's Winsock has the update functions, as every 64-bit Windows in use; "update" when not given
+#   --state   the catalogs of a machine of your own, in the form of sandbox/sample_winsock.txt, which
+#             sandbox/winsock/winsock_state.h describes; the DLLs that they name are there
 #
 # Exit code 0 when everything could be shown, whatever the command made of it.
 . "$(dirname "$0")/script.sh"
@@ -13,13 +14,13 @@
 . sandbox/sandbox.sh
 sample_class='{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}'
 words=("$@")
-kinds=()
+kind=update
 state=
 while [[ ${1:-} == -* ]]; do
     case $1 in
     --system)
         [[ ${2:-} =~ ^(update|plain)$ ]] || script_refuse "--system takes update or plain"
-        kinds=("$2")
+        kind=$2
         shift 2
         ;;
     --state)
@@ -31,6 +32,7 @@ while [[ ${1:-} == -* ]]; do
     esac
 done
 (($# > 0)) || set -- remove lsp examplelsp.dll
+[[ ${1,,} != all || $# -eq 1 ]] || script_refuse "\"all\" stands alone"
 
 heading() {
     printf '\n== %s\n' "$1"
@@ -43,8 +45,8 @@ about_catalogs() {
 
 # Files, registry values and network components, a line each, to be compared.
 list_machine() {
-    (cd "$drive" && find . -path ./sandbox -prune -o -path ./users -prune -o -type f -print |
-        sed 's/^\./file C:/; s/\//\\/g')
+    (cd "$WINEPREFIX" && find drive_* -path drive_c/sandbox -prune -o -path drive_c/users -prune -o -type f -print |
+        sed 's/^drive_\(.\)/file \U\1:/; s/\//\\/g')
     sandbox_wine reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' | sed -n 's/^  */count /p'
     local class
     for class in "$sample_class" '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}'; do
@@ -62,10 +64,9 @@ show_pending() {
         2>/dev/null | grep REG_MULTI_SZ | sed 's/.*REG_MULTI_SZ *//' || echo "  none"
 }
 
-# show_command KIND WORDS...: runs a command on a fresh machine.
+# show_command WORDS...: runs a command on a fresh machine.
 show_command() {
-    local code=0 before after kind=$1
-    shift
+    local code=0 before after
     sandbox_forget_prefix
     sandbox_make build/release
     sandbox_machine "$kind" ${state:+"$SANDBOX/state.txt" "$state"}
@@ -88,29 +89,19 @@ show_command() {
     show_pending
 }
 
-# On each kind of machine where it makes a difference, or on the one that was asked for.
-show_on_kinds() {
-    local kind shown=("${kinds[@]}")
-    ((${#shown[@]} > 0)) || { about_catalogs "$@" && shown=(update plain) || shown=(update); }
-    for kind in "${shown[@]}"; do
-        show_command "$kind" "$@"
-    done
-}
-
 if sandbox_inside; then
-    if [ "$1" = all ]; then
-        show_on_kinds remove lsp examplelsp.dll
-        show_on_kinds remove network-component ms_example
-        show_on_kinds remove restore-dll "$sample_class"
-        show_on_kinds remove vbs x
+    if [ "${1,,}" = all ]; then
+        show_command remove lsp examplelsp.dll
+        show_command remove network-component ms_example
+        show_command remove restore-dll "$sample_class"
+        show_command remove vbs x
     else
-        show_on_kinds "$@"
+        show_command "$@"
     fi
     exit
 fi
 script_lock
-setup_build
-sandbox_packages
+setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}"
 build release
 sandbox_open demo
 if [ -n "$state" ]; then

@@ -5,8 +5,7 @@
 . tools/setup.sh
 script_words 0 "$@"
 script_lock
-setup_build
-setup_packages git clang-format clang-tidy shellcheck googletest
+setup_packages "${setup_compiler[@]}" git clang-format clang-tidy shellcheck googletest
 build checked
 git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run --Werror
 git ls-files '*.sh' .ci/run | xargs shellcheck

@@ -42,8 +42,7 @@ if sandbox_inside; then
     exit
 fi
 script_lock
-setup_build
-sandbox_packages
+setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}"
 build release
 sandbox_open rehearse
 for number in "${!pictures[@]}"; do

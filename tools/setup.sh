@@ -1,6 +1,7 @@
 # Installs the Debian packages that are missing, and builds. To be sourced; does nothing on a machine that has them.
 
-# setup_packages PACKAGES...: as root, or with sudo where there is one; says what it runs.
+# setup_packages PACKAGES...: as root, or with sudo where there is one; says what it runs. A script names all that it needs at
+# once, so that whoever has to install by hand is told once.
 setup_packages() {
     local package missing=() as_root=()
     for package; do
@@ -20,9 +21,8 @@ setup_run() {
     "$@" </dev/null || script_fail "This failed: $*"
 }
 
-setup_build() {
-    setup_packages cmake ninja-build g++-mingw-w64-x86-64-win32 g++-mingw-w64-x86-64-posix
-}
+# What every build needs.
+setup_compiler=(cmake ninja-build g++-mingw-w64-x86-64-win32 g++-mingw-w64-x86-64-posix)
 
 # build PRESET: configures and builds; silent unless it fails.
 build() {

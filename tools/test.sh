@@ -19,9 +19,7 @@ if sandbox_inside; then
     exit
 fi
 script_lock
-setup_build
-sandbox_packages
-setup_packages googletest
+setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}" googletest
 build release
 build checked
 sandbox_open test
