@@ -20,15 +20,17 @@ bool IsInCodePage(const std::wstring& path) {
 }
 
 std::string FileIdentity(const std::wstring& path, bool for32Bit) {
-    const char* windows = std::getenv("SystemRoot");
+    const char* known = std::getenv("SystemRoot");
+    const std::string windows = LowerCase(known != nullptr ? FromAnsi(known) : "C:\\Windows");
     std::string file = LowerCase(ToUtf8(path));
     std::replace(file.begin(), file.end(), '/', '\\');
     for (const std::string reference : {"%systemroot%", "%windir%"}) {
         if (file.starts_with(reference)) {
-            file.replace(0, reference.size(), LowerCase(windows != nullptr ? windows : "C:\\Windows"));
+            file.replace(0, reference.size(), windows);
         }
     }
     file.erase(0, file.starts_with("\\\\?\\") ? 4 : 0);
-    const size_t at = for32Bit ? file.find("\\system32\\") : std::string::npos;
-    return at == std::string::npos ? file : file.replace(at, 10, "\\syswow64\\");
+    const std::string system = windows + "\\system32\\";
+    return for32Bit && file.starts_with(system) ? windows + "\\syswow64\\" + file.substr(system.size())
+                                                : file;
 }

@@ -9,9 +9,10 @@ std::string FileNameOf(const std::string& path);
 // Whether a path has an environment reference, which no file function expands.
 bool HasReference(const std::wstring& path);
 
-// Whether the ANSI code page has all of its characters. If not, no file is found under what it becomes there.
+// Whether the ANSI code page has all of its characters. If not, the path becomes another one there, which mostly names no file.
 bool IsInCodePage(const std::wstring& path);
 
-// One text for one file, in lower case, with references to the folder of Windows expanded.
-//   for32Bit  whether a 32-bit program uses the path: for it, system32 is SysWOW64
+// One text for one file, in lower case, with references to the folder of Windows expanded. Other spellings of a file, such as
+// short names, stay others.
+//   for32Bit  whether a 32-bit program uses the path: for it, system32 of the folder of Windows is SysWOW64
 std::string FileIdentity(const std::wstring& path, bool for32Bit);

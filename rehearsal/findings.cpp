@@ -26,7 +26,7 @@ bool SameInOtherLetters(const std::string& a, const std::string& b) {
 std::string Title(const SimulatedEntry& entry, bool is32) {
     return std::string(is32 ? "32-bit" : "64-bit") +
            " catalog: " + std::to_string(entry.info.dwCatalogEntryId) + " " + NameOf(entry.info) + " (" +
-           ToUtf8(entry.path) + ")";
+           Shown(entry.path) + ")";
 }
 
 bool HasProvider(const SimulatedCatalog& catalog, const SimulatedEntry& wanted) {
@@ -100,15 +100,17 @@ void LookAtDll(const SimulatedEntry& entry, bool is32, Search& search) {
     }
 }
 
-// An entry that goes: one of an LSP that stays, or one with another DLL.
+// An entry that goes: a base provider, one of an LSP that stays, or one with another DLL.
 void LookAtGone(const SimulatedEntry& entry, const std::set<DWORD>& staying, bool is32, Search& search) {
-    const DWORD owner =
-        ChainLength(entry.info) >= PROTOCOL_CHAIN ? entry.info.ProtocolChain.ChainEntries[0] : 0;
+    const DWORD owner = entry.info.ProtocolChain.ChainEntries[0];
     const std::string file = FileIdentity(entry.path, is32);
-    if (staying.contains(owner)) {
+    if (IsKind(entry.info, BASE_PROTOCOL)) {
+        search.findings.breaks.push_back(Title(entry, is32) +
+                                         " goes, too: a base provider with the id of one that is removed");
+    } else if (ChainLength(entry.info) >= PROTOCOL_CHAIN && staying.contains(owner)) {
         search.findings.breaks.push_back(Title(entry, is32) + " goes, too, and its LSP " +
                                          std::to_string(owner) + " stays");
-    } else if (is32 && file != FileIdentity(search.foreseen.dllPath, false)) {
+    } else if (is32 && !file.empty() && file != FileIdentity(search.foreseen.dllPath, false)) {
         AddOnce(search.findings.leaves, "The DLL of the 32-bit half stays on the disk: " + file);
     }
 }
@@ -140,8 +142,16 @@ size_t LookAtCatalog(const SimulatedCatalog& before, const SimulatedCatalog& aft
 } // namespace
 
 const char* VerdictText(Verdict verdict) {
-    constexpr const char* kTexts[] = {"CLEAN", "", "NOTHING TO DO", "LEAVES WORK", "BREAKS OTHERS"};
-    return kTexts[static_cast<int>(verdict)];
+    switch (verdict) {
+    case Verdict::kClean:
+        return "CLEAN";
+    case Verdict::kNothingToDo:
+        return "NOTHING TO DO";
+    case Verdict::kLeavesWork:
+        return "LEAVES WORK";
+    default:
+        return "BREAKS OTHERS";
+    }
 }
 
 Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, const std::string& dllName) {

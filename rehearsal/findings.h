@@ -12,14 +12,15 @@ enum class Verdict { kClean = 0, kNothingToDo = 2, kLeavesWork = 3, kBreaksOther
 
 struct Findings {
     Verdict verdict = Verdict::kClean;
-    std::vector<std::string> leaves; // a sentence each
-    std::vector<std::string> breaks;
-    std::vector<std::string> hints; // names in other letters
-    size_t gone64 = 0;              // entries that go from each catalog
+    std::vector<std::string> leaves; // what stays, a sentence each
+    std::vector<std::string> breaks; // what is hurt, a sentence each
+    std::vector<std::string> hints;  // LSPs of that name in other letters
+    size_t gone64 = 0;               // entries that go from each catalog
     size_t gone32 = 0;
 };
 
 // The words of a verdict, as they stand in the report.
 const char* VerdictText(Verdict verdict);
 
+// Compares the catalogs before and after. dllName is in the ANSI code page.
 Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, const std::string& dllName);

@@ -8,6 +8,7 @@
 #include "lsp/private_heap.h"
 #include "lsp/update_functions.h"
 #include "dll_paths.h"
+#include "foreseen_trace.h"
 #include "names.h"
 #include "trace/trace_log.h"
 #include "winsock/simulated_winsock.h"
@@ -23,9 +24,10 @@ namespace {
 // The messages of RemoveFile, which decides by the path as it is in the ANSI code page.
 void ForeseeFile(const Machine& machine, Foreseen& foreseen) {
     const std::string path = conv_to_char(foreseen.dllPath.c_str());
-    const bool exists = machine.live ? GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES
-                                     : !path.empty() && !HasReference(foreseen.dllPath);
-    if (!exists || !IsInCodePage(foreseen.dllPath)) {
+    const bool exists =
+        machine.live ? GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES
+                     : !path.empty() && !HasReference(foreseen.dllPath) && IsInCodePage(foreseen.dllPath);
+    if (!exists) {
         Trace("warning: file '%s' not exist", path.c_str());
         return;
     }
@@ -52,6 +54,7 @@ Foreseen Foresee(const Machine& machine, const std::string& dllName) {
     Trace("removing LSP '%s'...", dllName.c_str());
     ResetWinsock(machine.state);
     LspCreateHeap(&error);
+    // As the command does. For both catalogs, the 32-bit one is not even read through ws2_32.dll.
     foreseen.found = RemoveProvider(CatalogBoth, conv_to_wchar(dllName.c_str()).c_str(), path) == 0;
     LspReleaseHeap();
     foreseen.after = Winsock().state;

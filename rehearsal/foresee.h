@@ -12,11 +12,9 @@ struct Foreseen {
     std::wstring dllPath;           // of the LSP that was found; empty where none was, and for orphans
     bool found = false;             // whether there was anything with that name
     bool fileGoes = false;          // whether the DLL is deleted, at once or at the next start
-    DWORD sharedCount = 1;
+    DWORD sharedCount = 1;          // of that DLL, before the removal
 };
 
 // What "remove lsp NAME" does to the machine. The DLL is taken to exist where the disk is another one's.
+//   dllName  in the ANSI code page
 Foreseen Foresee(const Machine& machine, const std::string& dllName);
-
-// The messages since the last call, in UTF-8.
-std::vector<std::string> TakeForeseenTrace();

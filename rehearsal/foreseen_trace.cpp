@@ -1,8 +1,11 @@
-// The trace log of the rehearsal, in the place of the one that writes: it keeps the messages.
+// The trace log of the rehearsal, in the place of the one that writes.
+#include "foreseen_trace.h"
+
+#include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 #include <utility>
 
-#include "foresee.h"
 #include "names.h"
 #include "trace/trace_log.h"
 #include "trace/wide_format.h"

@@ -81,8 +81,9 @@ void Print(const std::string& text) {
         return;
     }
     const std::wstring wide = conv_utf8_to_wchar(text.c_str());
-    for (size_t at = 0; at < wide.size(); at += 8000) { // older consoles refuse long texts
-        const std::wstring part = wide.substr(at, 8000);
+    constexpr size_t kPart = 8000; // characters; older consoles refuse long texts
+    for (size_t at = 0; at < wide.size(); at += kPart) {
+        const std::wstring part = wide.substr(at, kPart);
         DWORD written = 0;
         WriteConsoleW(output, part.data(), static_cast<DWORD>(part.size()), &written, nullptr);
     }

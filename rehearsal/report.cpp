@@ -8,7 +8,7 @@ namespace {
 std::string Section(const char* heading, const std::vector<std::string>& lines) {
     std::string text = lines.empty() ? "" : std::string("\n") + heading + "\n";
     for (const std::string& line : lines) {
-        text += "  - " + line + "\n";
+        text += "  - " + Printable(line) + "\n";
     }
     return text;
 }
@@ -20,8 +20,8 @@ std::string Warnings(const Machine& machine) {
 std::string FileFate(const Foreseen& foreseen) {
     return foreseen.dllPath.empty() ? "No DLL is deleted.\n"
            : foreseen.fileGoes
-               ? "The DLL is deleted, at the next start if it is in use: " + ToUtf8(foreseen.dllPath) + "\n"
-               : "The DLL is not deleted: " + ToUtf8(foreseen.dllPath) + "\n";
+               ? "The DLL is deleted, at the next start if it is in use: " + Shown(foreseen.dllPath) + "\n"
+               : "The DLL is not deleted: " + Shown(foreseen.dllPath) + "\n";
 }
 
 std::vector<std::string> TakenForGranted(const Machine& machine) {
@@ -65,7 +65,7 @@ std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const 
 }
 
 std::string WriteBrief(const Machine& machine, const Findings& findings) {
-    std::string text = machine.name + "\t" + VerdictText(findings.verdict);
+    std::string text = Printable(machine.name) + "\t" + VerdictText(findings.verdict);
     for (const size_t count : {findings.gone64, findings.gone32, findings.leaves.size(),
                                findings.breaks.size(), machine.warnings.size()}) {
         text += "\t" + std::to_string(count);

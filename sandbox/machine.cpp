@@ -17,7 +17,7 @@ constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Sh
 constexpr size_t kPathBytes = 260; // the path of a packed item, in front of the protocol's information
 
 const RegistryValue* Find(const RegistryPicture& picture, const std::string& key, const std::string& name) {
-    const auto found = picture.values.find(LowerCase(key + "\\" + name));
+    const auto found = picture.values.find({LowerCase(key), LowerCase(name)});
     return found == picture.values.end() ? nullptr : &found->second;
 }
 
@@ -99,8 +99,10 @@ SimulatedCatalog ReadCatalog(const RegistryPicture& picture, const std::string& 
 void ReadCatalogs(const RegistryPicture& picture, const std::string& parameters, Machine& machine) {
     const std::string name = Text(picture, parameters, "Current_Protocol_Catalog");
     const std::string catalog = parameters + "\\" + name;
-    if (name.empty() || Find(picture, catalog, "Catalog_Entries64") == nullptr ||
-        Find(picture, catalog, "Catalog_Entries") == nullptr) {
+    const auto hasKey = [&](const char* key) {
+        return picture.loweredKeys.contains(LowerCase(catalog + "\\" + key));
+    };
+    if (name.empty() || !hasKey("Catalog_Entries64") || !hasKey("Catalog_Entries")) {
         throw std::runtime_error(name.empty() ? parameters + ": no Current_Protocol_Catalog"
                                               : catalog + ": no Catalog_Entries64, or no Catalog_Entries");
     }
@@ -144,10 +146,10 @@ std::string FindParameters(const RegistryPicture& picture) {
 }
 
 void ReadSharedCounts(const RegistryPicture& picture, Machine& machine) {
-    const std::string start = LowerCase(std::string("HKEY_LOCAL_MACHINE\\") + kSharedDlls + "\\");
-    for (const auto& [name, value] : picture.values) {
-        if (name.starts_with(start) && Number(&value) >= 0) {
-            machine.sharedCounts[name.substr(start.size())] = static_cast<DWORD>(Number(&value));
+    const std::string counts = LowerCase(std::string("HKEY_LOCAL_MACHINE\\") + kSharedDlls);
+    for (const auto& [place, value] : picture.values) {
+        if (place.first == counts && Number(&value) >= 0) {
+            machine.sharedCounts[place.second] = static_cast<DWORD>(Number(&value));
         }
     }
 }

@@ -29,6 +29,10 @@ std::string Printable(std::string text) {
     return text;
 }
 
+std::string Shown(const std::wstring& text) {
+    return Printable(ToUtf8(text));
+}
+
 std::string NameOf(const WSAPROTOCOL_INFOW& entry) {
-    return Printable(ToUtf8({entry.szProtocol, wcsnlen(entry.szProtocol, WSAPROTOCOL_LEN + 1)}));
+    return Shown({entry.szProtocol, wcsnlen(entry.szProtocol, WSAPROTOCOL_LEN + 1)});
 }

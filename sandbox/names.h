@@ -15,5 +15,8 @@ std::string ToUtf8(const std::wstring& text);
 // A text in UTF-8 with "?" for its control characters, which could forge lines of a report.
 std::string Printable(std::string text);
 
+// The text of a catalog or a path, printable.
+std::string Shown(const std::wstring& text);
+
 // The entry's name, which can lack its terminator, printable.
 std::string NameOf(const WSAPROTOCOL_INFOW& entry);

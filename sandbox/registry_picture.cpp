@@ -1,7 +1,11 @@
 #include "registry_picture.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
+#include <type_traits>
 
 #include "common/text_conversion.h"
 #include "names.h"
@@ -24,7 +28,7 @@ std::wstring WideOf(const std::string& bytes) {
 }
 
 void AddKey(const std::string& path, RegistryPicture& picture) {
-    if (picture.values.try_emplace(LowerCase(path), RegistryValue{REG_NONE, ""}).second) {
+    if (picture.loweredKeys.insert(LowerCase(path)).second) {
         picture.keys.push_back(path);
     }
 }
@@ -33,9 +37,9 @@ void AddKey(const std::string& path, RegistryPicture& picture) {
 void AddValue(const std::string& key, const std::string& name, DWORD type, const std::string& bytes,
               bool wide, RegistryPicture& picture) {
     const bool isText = type == REG_SZ || type == REG_EXPAND_SZ;
-    picture.values[LowerCase(key + "\\" + name)] = {type, !isText ? bytes
-                                                          : wide  ? ToUtf8(WideOf(bytes))
-                                                                  : FromAnsi(bytes)};
+    picture.values[{LowerCase(key), LowerCase(name)}] = {type, !isText ? bytes
+                                                               : wide  ? ToUtf8(WideOf(bytes))
+                                                                       : FromAnsi(bytes)};
 }
 
 std::string NextLine(Reader& reader) {
@@ -69,43 +73,66 @@ std::string TakeText(Reader& reader, std::string& line) {
     throw std::runtime_error("not a text in quotes: " + line.substr(0, 100));
 }
 
-// Two digits each, with commas between them; a backslash at the end of a line goes on in the next one.
+// The value of a hexadecimal digit; -1 for another character.
+int DigitValue(char c) {
+    const char* const digits = "0123456789abcdef";
+    const char* const found =
+        c == '\0' ? nullptr : std::strchr(digits, tolower(static_cast<unsigned char>(c)));
+    return found == nullptr ? -1 : static_cast<int>(found - digits);
+}
+
+// Two digits each, with commas between them; a backslash in the place of a byte goes on in the next line.
 std::string TakeBytes(Reader& reader, std::string text) {
-    const auto digit = [](char c) { return isdigit(c & 0x7F) ? c - '0' : tolower(c) - 'a' + 10; };
     std::string bytes;
     for (size_t i = 0; i < text.size();) {
         if (text.compare(i, std::string::npos, "\\") == 0) {
             text = NextLine(reader);
-            i = text.find_first_not_of(' ');
-        } else if (i + 1 < text.size() && isxdigit(text[i] & 0x7F) && isxdigit(text[i + 1] & 0x7F)) {
-            bytes += static_cast<char>(digit(text[i]) * 16 + digit(text[i + 1]));
-            i += i + 2 < text.size() && text[i + 2] == ',' ? 3u : 2u;
-        } else {
-            throw std::runtime_error("not a hexadecimal byte: " + text.substr(i, 20));
+            i = std::min(text.find_first_not_of(' '), text.size());
         }
+        const int high = i + 1 < text.size() ? DigitValue(text[i]) : -1;
+        const int low = high < 0 ? -1 : DigitValue(text[i + 1]);
+        const bool goesOn = i + 3 < text.size() && text[i + 2] == ',';
+        if (low < 0 || (!goesOn && i + 2 != text.size())) {
+            throw std::runtime_error("not hexadecimal bytes: " + text.substr(i, 20));
+        }
+        bytes += static_cast<char>(high * 16 + low);
+        i += goesOn ? 3u : 2u;
     }
     return bytes;
+}
+
+// The type of "hex" or "hex(TYPE)", where it is a hexadecimal number.
+DWORD HexType(const std::string& kind) {
+    if (kind == "hex") {
+        return REG_BINARY;
+    }
+    if (!kind.starts_with("hex(") || !kind.ends_with(')')) {
+        throw std::runtime_error("not a kind of value: " + kind.substr(0, 100));
+    }
+    return ParseNumber32("0x" + kind.substr(4, kind.size() - 5));
 }
 
 void AddTypedValue(Reader& reader, std::string line, const std::string& name, bool wide,
                    RegistryPicture& picture) {
     const std::string& key = reader.key;
     if (line.starts_with('"')) {
-        picture.values[LowerCase(key + "\\" + name)] = {REG_SZ, TakeText(reader, line)};
+        picture.values[{LowerCase(key), LowerCase(name)}] = {REG_SZ, TakeText(reader, line)};
+        if (!line.empty()) {
+            throw std::runtime_error("something behind a closing quote: " + line.substr(0, 100));
+        }
         return;
     }
     const size_t colon = std::min(line.find(':'), line.size());
     const std::string kind = line.substr(0, colon);
     line.erase(0, colon + 1);
-    DWORD type = kind == "dword" ? REG_DWORD : REG_BINARY;
-    if (kind != "dword" && kind != "hex" && std::sscanf(kind.c_str(), "hex(%lx)", &type) != 1) {
-        throw std::runtime_error("not a kind of value: " + kind.substr(0, 100));
+    if (kind == "dword") {
+        const DWORD number = ParseNumber32("0x" + line);
+        AddValue(key, name, REG_DWORD, {reinterpret_cast<const char*>(&number), sizeof(number)}, wide,
+                 picture);
+        return;
     }
-    const DWORD number = kind == "dword" ? ParseNumber32("0x" + line) : 0;
-    AddValue(key, name, type,
-             kind == "dword" ? std::string(reinterpret_cast<const char*>(&number), 4)
-                             : TakeBytes(reader, line),
-             wide, picture);
+    const DWORD type = HexType(kind);
+    AddValue(key, name, type, TakeBytes(reader, line), wide, picture);
 }
 
 void ReadExportLine(Reader& reader, bool wide, RegistryPicture& picture) {
@@ -131,8 +158,9 @@ LONG AddLiveValues(HKEY key, const std::string& path, RegistryPicture& picture) 
     DWORD largest = 0;
     LONG error = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                   &longestName, &largest, nullptr, nullptr);
+    // A character has up to four bytes in a code page; a text's size can be told for another encoding.
     std::string name(4 * longestName + 1, '\0');
-    std::string data(largest + 1, '\0');
+    std::string data(2 * largest + 2, '\0');
     for (DWORD index = 0; error == ERROR_SUCCESS; ++index) {
         DWORD nameLength = static_cast<DWORD>(name.size());
         DWORD size = static_cast<DWORD>(data.size());
@@ -175,21 +203,21 @@ void AddRegistryExport(const std::string& content, RegistryPicture& picture) {
 
 void AddLiveRegistry(const std::string& path, RegistryPicture& picture) {
     const std::string fullPath = "HKEY_LOCAL_MACHINE\\" + path;
-    HKEY key = nullptr;
-    LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
+    HKEY opened = nullptr;
+    LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened);
     if (error == ERROR_FILE_NOT_FOUND) {
         return;
     }
+    const std::unique_ptr<std::remove_pointer_t<HKEY>, decltype(&RegCloseKey)> key(opened, &RegCloseKey);
     if (error == ERROR_SUCCESS) {
         AddKey(fullPath, picture);
-        error = AddLiveValues(key, fullPath, picture);
+        error = AddLiveValues(opened, fullPath, picture);
     }
     for (DWORD index = 0; error == ERROR_NO_MORE_ITEMS; ++index) {
-        char name[256]; // the longest that a key can have
+        char name[4 * 256]; // a key's name has at most 255 characters
         DWORD length = sizeof(name);
-        const LONG found = RegEnumKeyExA(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+        const LONG found = RegEnumKeyExA(opened, index, name, &length, nullptr, nullptr, nullptr, nullptr);
         if (found == ERROR_NO_MORE_ITEMS) {
-            RegCloseKey(key);
             return;
         }
         error = found == ERROR_SUCCESS ? ERROR_NO_MORE_ITEMS : found;

@@ -4,7 +4,9 @@
 #include <windows.h>
 
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct RegistryValue {
@@ -13,9 +15,9 @@ struct RegistryValue {
 };
 
 struct RegistryPicture {
-    std::vector<std::string> keys; // in the order of enumeration: "HKEY_LOCAL_MACHINE\..."
-    // By key, a backslash and the value's name, in lower case. Each key itself is in here, too.
-    std::map<std::string, RegistryValue> values;
+    std::vector<std::string> keys;     // in the order of enumeration: "HKEY_LOCAL_MACHINE\...", each once
+    std::set<std::string> loweredKeys; // the same in lower case
+    std::map<std::pair<std::string, std::string>, RegistryValue> values; // by key and name, in lower case
 };
 
 // Whether a file's content begins as an export of the registry does.

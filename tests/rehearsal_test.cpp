@@ -122,6 +122,7 @@ TEST_F(RehearsalTest, ALiveMachineAndItsPicturesGiveOneReport) {
         "entry 1020 {3} chain=1010,1001 path=C:\\p\\a.dll\ncatalog 32\nentry 1001 {1} length=1\n"
         "entry 1030 {2} path=\"Y:\\other drive\\\xC3\xA9 & (x).dll\"\nentry 1031 {4} chain=1030,1001,1001\n");
     WritePicture(ExportOf(state));
+    CreateDirectoryA("C:\\p", nullptr);
     WriteWholeFile("C:\\p\\a.dll", "stands for a DLL");
     RunChild("reg delete HKLM" + kParameters.substr(18) + " /f");
     RunChild(std::string("reg import ") + kPicture);
@@ -208,16 +209,40 @@ TEST_F(RehearsalTest, WhatWindowsWouldNotHaveWrittenIsNamed) {
     EXPECT_EQ(machine.state.catalog64.size(), 2u);
 }
 
+TEST_F(RehearsalTest, ALineThatWindowsDoesNotWriteIsRefused) {
+    const std::pair<const char*, const char*> lines[] = {
+        {"\"a\"=hex(2:00", "not a kind of value: hex(2"},
+        {"\"a\"=hex(x):00", "not a number from -2147483648 to 4294967295: 0xx"},
+        {"\"a\"=\"b\"c", "something behind a closing quote: c"},
+        {"\"a\"=hex:0102", "not hexadecimal bytes: 0102"},
+        {"\"a\"=hex:01,", "not hexadecimal bytes: 01,"},
+        {"\"a\"=hex:\xC2\xB1", "not hexadecimal bytes: \xC2\xB1"},
+        {"\"a\"=hex:01,\\\r\n\r\n", "not hexadecimal bytes: "},
+        {"\"a\"=hex:01,\\", "the file is cut off"}};
+    const std::string sound = ExportOf(ParseWinsockState("entry 1 {1} length=1"));
+    for (const auto& [line, verdict] : lines) {
+        WritePicture(sound + line);
+        try {
+            ReadMachine({kPicture});
+            ADD_FAILURE() << line;
+        } catch (const std::runtime_error& error) {
+            EXPECT_TRUE(std::string(error.what()).ends_with(std::string(": ") + verdict)) << error.what();
+        }
+    }
+}
+
 // Older exports are ANSI, and their texts of other types are, too.
 TEST_F(RehearsalTest, AnOldExportIsReadInTheCodePage) {
-    std::string text = ExportOf(ParseWinsockState("entry 1 {1} length=1 path=C:\\a.dll name=x"));
+    WinsockState state = ParseWinsockState("entry 1 {1} length=1 name=x");
+    state.catalog64[0].path = L"C:\\a\nb.dll"; // which must not forge a line
+    std::string text = ExportOf(state);
     ReplaceAll(text, "Windows Registry Editor Version 5.00", "REGEDIT4");
     ReplaceAll(text, "\"Protocol_Catalog9\"", "hex(2):50,72,6f,74,6f,63,6f,6c,5f,43,61,74,61,6c,6f,67,39,00");
     ReplaceAll(text, "C:\\\\p\\\\a.dll", "C:\\\\p\\\\\xE9\\\"a.dll");
     WriteWholeFile(kPicture, text);
     const Machine machine = ReadMachine({kPicture});
     EXPECT_EQ(DrawCatalogs(machine.state),
-              "\n  64-bit catalog\n    1      base     x                          C:\\a.dll\n"
+              "\n  64-bit catalog\n    1      base     x                          C:\\a?b.dll\n"
               "\n  32-bit catalog: empty\n");
     ASSERT_EQ(machine.namespaces.size(), 1u);
     EXPECT_EQ(machine.namespaces[0].second, "C:\\p\\\xC3\xA9\"a.dll");

@@ -1,5 +1,6 @@
 #include "winsock/catalog_drawing.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 
@@ -9,6 +10,8 @@
 namespace {
 
 using Names = std::map<DWORD, std::string>;
+
+constexpr size_t kNameColumn = 27; // bytes that a name and the blanks behind it take
 
 std::string DrawChain(const WSAPROTOCOL_INFOW& entry, const Names& names) {
     std::string text;
@@ -32,7 +35,8 @@ std::string DrawEntry(const SimulatedEntry& entry, const Names& names) {
                                         : "LSP");
     return start + name +
            (isChain ? "   [" + DrawChain(entry.info, names) + "]"
-                    : std::string(name.size() < 26 ? 27 - name.size() : 1, ' ') + ToUtf8(entry.path)) +
+                    : std::string(std::max<size_t>(kNameColumn, name.size() + 1) - name.size(), ' ') +
+                          Shown(entry.path)) +
            "\n";
 }
 
