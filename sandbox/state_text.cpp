@@ -1,5 +1,7 @@
 #include "state_text.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -20,6 +22,10 @@ void ReadLines(const std::string& text, int& number, const std::function<void(st
             continue;
         }
         try {
+            if (MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, line.data(), static_cast<int>(line.size()),
+                                    nullptr, 0) == 0) {
+                throw std::runtime_error("not UTF-8");
+            }
             read(line);
         } catch (const std::runtime_error& error) {
             throw std::runtime_error(std::to_string(number) + ": " + error.what());
@@ -92,8 +98,12 @@ std::string ReadWholeFile(const std::string& path) {
     while (file != nullptr && !std::feof(file) && !std::ferror(file)) {
         content.append(buffer, std::fread(buffer, 1, sizeof(buffer), file));
     }
+    const bool failed = file != nullptr && std::ferror(file) != 0;
     if (file != nullptr) {
         std::fclose(file);
+    }
+    if (failed) {
+        throw std::runtime_error("1: the file cannot be read to its end");
     }
     return content;
 }

@@ -7,7 +7,7 @@
 #include <string>
 
 // Calls read with each line that is neither empty nor a comment (#), without its line end. number counts the lines. What
-// read throws of std::runtime_error comes out as another whose text begins with that number and a colon.
+// read throws of std::runtime_error, or a line that is not UTF-8, comes out as another whose text begins with that number and a colon.
 void ReadLines(const std::string& text, int& number, const std::function<void(std::string)>& read);
 
 // Takes the first word, and the blanks behind it, out of text and returns it.
@@ -35,7 +35,7 @@ struct PlannedFault {
 PlannedFault ParseFault(std::string text, const char* const* known);
 std::string FormatFault(const PlannedFault& fault);
 
-// A whole file as it is; empty when it cannot be read.
+// A whole file as it is; empty when it cannot be opened. Throws std::runtime_error for one whose reading fails.
 std::string ReadWholeFile(const std::string& path);
 
 // Writes content to the end of a file, or in the place of what it has. Makes it when it is not there.

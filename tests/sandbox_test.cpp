@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "netcfg/netcfg_state.h"
+#include "support/machine_steps.h"
 #include "support/machine_test.h"
 #include "winsock/winsock_state.h"
 
@@ -41,7 +42,10 @@ TEST(SandboxTest, AStateIsRefusedWithItsLine) {
         {"next-id 1\nnext-id x1", "2: not a number from -2147483648 to 4294967295: x1"},
         {"next-id 4294967296", "1: not a number from -2147483648 to 4294967295: 4294967296"},
         {"catalog 16", "1: not a line of a Winsock state: catalog 16"},
+        {"entry 1 {00000001-0000-0000-0000-000000000000}", "sound"},
         {"entry 1 {1} pth=a", "1: unknown field: pth"},
+        {"entry 1 {1} type=1 type=2", "1: a field that is there twice: type"},
+        {"entry 1 {1} name=\xE9", "1: not UTF-8"},
         {"entry 1 {1} loose", "1: not a field: loose"},
         {"entry 1 {1} name=\"a", "1: a text without its closing quote"},
         {"entry 1 {1} name=\"a\"b", "1: something behind a closing quote: b"},
@@ -65,6 +69,33 @@ TEST(SandboxTest, AStateIsRefusedWithItsLine) {
         {"fail Aply 1 1", "1: not a call that can be made to fail: Aply"}};
     for (const auto& [text, verdict] : netcfg) {
         EXPECT_EQ(Verdict([](const std::string& state) { ParseNetcfgState(state); }, text), verdict) << text;
+    }
+}
+
+TEST(SandboxTest, TwoProgramsAtOnceLoseNoChanges) {
+    PrepareMachine("");
+    const auto remove = [](void* words) -> DWORD {
+        RunProgram("C:\\sandbox\\release\\norvane64.exe remove " + *static_cast<std::string*>(words),
+                   nullptr);
+        return 0;
+    };
+    std::string words[] = {"lsp examplelsp.dll", "lsp guardlsp.dll", "network-component ms_example",
+                           "network-component ms_client"};
+    for (const int pair : {0, 2}) {
+        const HANDLE other = CreateThread(nullptr, 0, remove, &words[pair], 0, nullptr);
+        remove(&words[pair + 1]);
+        WaitForSingleObject(other, INFINITE);
+        CloseHandle(other);
+    }
+    EXPECT_EQ(ReadWholeFile("C:\\sandbox\\netcfg.txt"),
+              "component ms_tcpip class=protocol name=\"Internet Protocol (TCP/IP)\"\n");
+    const WinsockState state = ParseWinsockState(ReadWholeFile("C:\\sandbox\\winsock.txt"));
+    for (const SimulatedCatalog* catalog : {&state.catalog64, &state.catalog32}) {
+        std::string ids;
+        for (const SimulatedEntry& entry : *catalog) {
+            ids += std::to_string(entry.info.dwCatalogEntryId) + " ";
+        }
+        EXPECT_EQ(ids, "1001 1002 1020 1021 ");
     }
 }
 

@@ -32,6 +32,12 @@ struct Machine {
     bool restartDue = false; // once the changes are applied
 } machine;
 
+// The write lock among all the programs. The owner's end releases it, too.
+HANDLE WriteLock() {
+    static const HANDLE mutex = CreateMutexA(nullptr, FALSE, "norvane_sandbox_netcfg");
+    return mutex;
+}
+
 void Record(const std::string& line) {
     AppendToFile(kCallsFile, line + "\n");
 }
@@ -116,6 +122,7 @@ template <class... Interfaces> class Counted : public Interfaces... {
             delete this;
         }
         if (--machine.references == 0) {
+            ReleaseMutex(WriteLock()); // in case it was not given back
             Record(std::string("all released: ") + (machine.locked ? "locked" : "not locked") + ", " +
                    (machine.initialized ? "initialized" : "not initialized"));
         }
@@ -214,13 +221,16 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
         return Call("QueryInterface", "of the configuration",
                     [&] { return id == IID_INetCfgLock ? GiveOut<INetCfgLock>(this, out) : E_NOINTERFACE; });
     }
+    // Reads the components that another program can have changed before the lock was granted.
     HRESULT STDMETHODCALLTYPE Initialize(PVOID) override {
+        machine.state.components = ParseNetcfgState(ReadWholeFile(kStateFile)).components;
         return Set("Initialize", machine.initialized, true);
     }
     HRESULT STDMETHODCALLTYPE Uninitialize() override {
         return Set("Uninitialize", machine.initialized, false);
     }
     HRESULT STDMETHODCALLTYPE ReleaseWriteLock() override {
+        ReleaseMutex(WriteLock());
         return Set("ReleaseWriteLock", machine.locked, false);
     }
     HRESULT STDMETHODCALLTYPE Apply() override {
@@ -254,7 +264,9 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
                 *holder = static_cast<LPWSTR>(CoTaskMemAlloc((wide.size() + 1) * sizeof(wchar_t)));
                 std::wcscpy(*holder, wide.c_str());
             }
-            return machine.locked = !machine.state.lockedByOthers, machine.locked ? S_OK : S_FALSE;
+            machine.locked =
+                !machine.state.lockedByOthers && WaitForSingleObject(WriteLock(), timeout) != WAIT_TIMEOUT;
+            return machine.locked ? S_OK : S_FALSE;
         });
     }
     // clang-format off

@@ -103,20 +103,22 @@ int Deinstall(const char* function, SimulatedCatalog& catalog, const GUID* id, i
     });
 }
 
-// Each given entry takes the place of the one with its provider and catalog ids.
+// Each given entry takes the place of the one with its provider and catalog ids; all of them, or none.
 int Update(const char* function, SimulatedCatalog& catalog, const GUID* id, const WCHAR* path,
            const WSAPROTOCOL_INFOW* entries, DWORD count, int* error) {
     return Change(function, Subject(id), error, [&](int&) {
+        SimulatedCatalog updated = catalog;
         for (DWORD i = 0; i < count; ++i) {
-            const auto found = std::find_if(catalog.begin(), catalog.end(), [&](const SimulatedEntry& entry) {
+            const auto found = std::find_if(updated.begin(), updated.end(), [&](const SimulatedEntry& entry) {
                 return entry.info.ProviderId == *id &&
                        entry.info.dwCatalogEntryId == entries[i].dwCatalogEntryId;
             });
-            if (found == catalog.end()) {
+            if (found == updated.end()) {
                 return WSAEINVAL;
             }
             *found = {entries[i], path};
         }
+        catalog = updated;
         return 0;
     });
 }

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdio>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -140,6 +141,15 @@ std::string FormatCatalog(const char* bits, const SimulatedCatalog& catalog) {
     return text;
 }
 
+// With all of its fields.
+std::string FormatWhole(const GUID& guid) {
+    char text[64];
+    const unsigned char* b = guid.Data4;
+    std::snprintf(text, sizeof(text), "{%08lX-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.Data1,
+                  guid.Data2, guid.Data3, b[0], b[1], b[2], b[3], b[4], b[5], b[6], b[7]);
+    return text;
+}
+
 bool IsSlash(char c) {
     return c == '\\' || c == '/';
 }
@@ -176,14 +186,7 @@ std::string DrivesOf(const WinsockState& state) {
 }
 
 std::string FormatGuid(const GUID& guid) {
-    if (guid == GUID{guid.Data1, 0, 0, {}}) {
-        return "{" + std::to_string(guid.Data1) + "}";
-    }
-    char text[64];
-    const unsigned char* b = guid.Data4;
-    std::snprintf(text, sizeof(text), "{%08lX-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.Data1,
-                  guid.Data2, guid.Data3, b[0], b[1], b[2], b[3], b[4], b[5], b[6], b[7]);
-    return text;
+    return guid == GUID{guid.Data1, 0, 0, {}} ? "{" + std::to_string(guid.Data1) + "}" : FormatWhole(guid);
 }
 
 GUID ParseGuid(const std::string& text) {
@@ -199,7 +202,7 @@ GUID ParseGuid(const std::string& text) {
                     &parts[3], &parts[4], &parts[5], &parts[6], &parts[7], &parts[8], &parts[9], &parts[10]);
     guid = {parts[0], static_cast<WORD>(parts[1]), static_cast<WORD>(parts[2]), {}};
     std::copy(parts + 3, parts + 11, guid.Data4);
-    if (read != 11 || _stricmp(FormatGuid(guid).c_str(), text.c_str()) != 0) {
+    if (read != 11 || _stricmp(FormatWhole(guid).c_str(), text.c_str()) != 0) {
         throw std::runtime_error("not a GUID: " + text);
     }
     return guid;
@@ -209,6 +212,7 @@ SimulatedEntry ParseEntry(std::string text) {
     SimulatedEntry entry = {};
     entry.info.dwCatalogEntryId = ParseNumber32(TakeWord(text));
     entry.info.ProviderId = ParseGuid(TakeWord(text));
+    std::set<std::string> fields;
     while (!text.empty()) {
         const size_t equals = text.find('=');
         if (equals == std::string::npos) {
@@ -216,6 +220,9 @@ SimulatedEntry ParseEntry(std::string text) {
         }
         const std::string key = text.substr(0, equals);
         text.erase(0, equals + 1);
+        if (!fields.insert(key).second) {
+            throw std::runtime_error("a field that is there twice: " + key);
+        }
         SetField(entry, key, TakeQuoted(text));
     }
     return entry;
