@@ -38,7 +38,7 @@ check_program() {
     check "version resource" 'tr -d "\0" <"$executable" | grep -ac "OriginalFilename.\{0,2\}$program" >/dev/null'
 }
 
-check_program norvane64 300000 asInvoker
+check_program norvane64 200000 requireAdministrator
 unknown=$(imports "$executable" | grep -vE '^(advapi32|kernel32|msvcrt|ole32|ws2_32)\.dll ' || true)
 check "imports of known DLLs alone $unknown" '[ -z "$unknown" ]'
 
