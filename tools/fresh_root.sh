@@ -22,7 +22,7 @@ setup_packages debootstrap git
 root=$(mktemp -d)
 chmod 755 "$root"
 # What runs in the root ends before the root goes.
-trap 'kill -KILL "${inside:-}" 2>/dev/null; wait; rm -rf --one-file-system "$root" "$root.log"' EXIT
+trap 'kill -KILL "${inside:-}" 2>/dev/null || true; wait; rm -rf --one-file-system "$root" "$root.log"' EXIT
 echo "Making a root of Debian $release" >&2
 debootstrap --variant=minbase --include=git,ca-certificates "$release" "$root" >"$root.log" 2>&1 || {
     tail -n 5 "$root.log" >&2
