@@ -127,7 +127,7 @@ TEST_F(SecurityTest, ASetOfPrivilegesIsReadNoFurtherThanItsBufferGoes) {
         LUID_AND_ATTRIBUTES privileges[3] = {{{1, 0}, 2}, {{2, 0}, 2}, {{3, 0}, 2}};
     } buffer;
     CTokenPrivileges set;
-    set.Add(reinterpret_cast<TOKEN_PRIVILEGES*>(&buffer), sizeof(buffer) - sizeof(LUID_AND_ATTRIBUTES));
+    set.Add(reinterpret_cast<TOKEN_PRIVILEGES*>(&buffer), sizeof(buffer) - 1);
     EXPECT_EQ(set.GetLength(), sizeof(buffer) - sizeof(LUID_AND_ATTRIBUTES));
 }
 
