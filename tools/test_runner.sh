@@ -1,10 +1,10 @@
 # Runs a GoogleTest program in the sandbox and says truly how it went. To be sourced.
 
-# test_files BUILD: puts the test program of a build, the cases, and the traces of the README as cases into the sandbox.
+# test_files BUILD: puts the test program of a build, the cases, and the traces of docs/trace.md as cases into the sandbox.
 test_files() {
     cp "build/$1/tests/norvane_tests.exe" "$drive/sandbox/"
     cp -r tests/cases "$drive/sandbox/"
-    awk -v PAGE=README -f tools/traces_to_cases.awk README.md >"$drive/sandbox/cases/run_traces.txt"
+    awk -v PAGE=trace -f tools/traces_to_cases.awk docs/trace.md >"$drive/sandbox/cases/run_traces.txt"
 }
 
 # What the terminal gets of a run: with BRIEF=1 in the environment, no line for a test that passes.

@@ -40,8 +40,7 @@ DWORD ReadSharedCount(const char* path, bool use64BitView) {
 }
 
 // Returns the count that is left; 1 when the key cannot be opened. A stored 0 wraps around to the largest
-// number. This is deliberate, for the readers of the trace: a file whose count was wrong is not reported as
-// deleted.
+// number, so that a file whose count was wrong is not reported as deleted. Kept, see docs/kept-behaviour.md.
 DWORD LowerSharedCount(const char* path, bool use64BitView) {
     DWORD count = 1;
     HKEY key = nullptr;

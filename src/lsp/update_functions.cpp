@@ -19,8 +19,7 @@ UpdateProviderFunction FindUpdateFunction(HMODULE module, const char* name) {
 }
 
 // Called when Windows does not tell its system directory. It has no effect on the path, which stays empty:
-// the expansion reads from path and writes to expanded. This is deliberate, for the callers: source and
-// target have always been this way round, and the library has been looked for as \ws2_32.dll.
+// the expansion reads from path and writes to expanded. Kept, see docs/kept-behaviour.md.
 // Returns false after a message when a step fails.
 bool ExpandFallback(const char* path) {
     char expanded[kPathSize] = {};

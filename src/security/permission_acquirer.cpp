@@ -41,8 +41,8 @@ struct KeyByHandle {
     HKEY key;
 
     static constexpr DWORD kTokenAccess = kThreadTokenAccess;
-    // Deliberately true, for the caller, which tries to write all the same: this process owns the key by
-    // then, so the write may succeed.
+    // The caller tries to write all the same: this process owns the key by then, so the write may succeed.
+    // Kept, see docs/kept-behaviour.md.
     static constexpr bool kSucceedsWithoutDacl = true;
 
     bool Read(CSecurityDesc* descriptor) const {
