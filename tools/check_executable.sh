@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Checks the shipped programs: their sizes, that they import nothing that they should not, hardened, described, reproducible.
-# Takes no words.
+# Checks the shipped programs: their sizes, that they import nothing that they should not, hardened, described. Takes no words.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 script_words 0 "$@"
@@ -46,13 +45,4 @@ check "imports of known DLLs alone $unknown" '[ -z "$unknown" ]'
 check_program norvane64-rehearse 400000 asInvoker
 unknown=$(imports "$executable" | grep -vxFf <(grep -v '^#' tools/rehearsal_imports.txt) || true)
 check "imports of tools/rehearsal_imports.txt alone $unknown" '[ -z "$unknown" ]'
-
-# Here a warning is an error, too; in the release that somebody builds with a newer compiler it is not.
-again=$(mktemp -d)
-trap 'rm -rf "$again"' EXIT
-cmake --preset release -B "$again" -DCMAKE_COMPILE_WARNING_AS_ERROR=ON >/dev/null
-cmake --build "$again" --target norvane64 norvane64-rehearse >/dev/null
-for program in norvane64.exe norvane64-rehearse.exe; do
-    check "same bytes when built again elsewhere" 'cmp -s "build/release/$program" "$again/$program" >/dev/null'
-done
 ((failed == 0)) || script_fail "A program is not as it should be."
