@@ -9,7 +9,7 @@
 namespace __gnu_cxx {
 
 void __verbose_terminate_handler() {
-    const char* text = "an exception without a text";
+    const char* text = "nothing";
     const std::exception_ptr current = std::current_exception();
     try {
         if (current != nullptr) {
@@ -18,6 +18,7 @@ void __verbose_terminate_handler() {
     } catch (const std::exception& error) {
         text = error.what();
     } catch (...) {
+        text = "an exception without a text";
     }
     std::fprintf(stderr, "terminate called after throwing: %s\n", text);
     std::abort();
