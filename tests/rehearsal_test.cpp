@@ -157,9 +157,12 @@ TEST_F(RehearsalTest, DamagedPicturesAreTold) {
         case 1:
             text.erase(below(text.size()), 1 + below(300));
             break;
-        case 2:
-            text.insert(below(text.size()), text, below(text.size()), below(300));
+        case 2: {
+            const size_t from = below(text.size());
+            const size_t length = below(300);
+            text.insert(below(text.size()), text, from, length);
             break;
+        }
         default:
             text[below(text.size())] = "\\\"[]=,:\r\n;x0\xFF"[below(13)];
         }

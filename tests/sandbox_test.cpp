@@ -75,9 +75,8 @@ TEST(SandboxTest, AStateIsRefusedWithItsLine) {
 TEST(SandboxTest, TwoProgramsAtOnceLoseNoChanges) {
     PrepareMachine("");
     const auto remove = [](void* words) -> DWORD {
-        RunProgram("C:\\sandbox\\release\\norvane64.exe remove " + *static_cast<std::string*>(words),
-                   nullptr);
-        return 0;
+        return RunProgram("C:\\sandbox\\release\\norvane64.exe remove " + *static_cast<std::string*>(words),
+                          nullptr);
     };
     std::string words[] = {"lsp examplelsp.dll", "lsp guardlsp.dll", "network-component ms_example",
                            "network-component ms_client"};

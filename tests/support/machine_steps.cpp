@@ -4,6 +4,7 @@
 #include <sddl.h>
 
 #include <algorithm>
+#include <cstring>
 #include <regex>
 #include <stdexcept>
 #include <tuple>
@@ -53,7 +54,7 @@ void WriteValue(const Words& w) {
 
 std::string ShowValue(const std::string& key, const std::string& name) {
     const auto [root, path] = SplitKey(key);
-    char data[4096];
+    char data[4096] = {};
     DWORD size = sizeof(data);
     DWORD type = 0;
     const LONG error =
@@ -63,10 +64,10 @@ std::string ShowValue(const std::string& key, const std::string& name) {
     }
     const auto known = std::find_if(std::begin(kValueTypes), std::end(kValueTypes),
                                     [&](const auto& each) { return type == each.second; });
+    DWORD number = 0;
+    std::memcpy(&number, data, sizeof(number));
     return std::string(known == std::end(kValueTypes) ? "another type" : known->first) + " " +
-           (type == REG_DWORD ? std::to_string(*reinterpret_cast<const DWORD*>(data))
-                              : Escaped(std::string(data, size))) +
-           "\n";
+           (type == REG_DWORD ? std::to_string(number) : Escaped(std::string(data, size))) + "\n";
 }
 
 // The SID of the process's user, or owner, in text form; ME and OWNER in the cases.
@@ -121,12 +122,12 @@ std::string ShowSecurity(const std::string& key) {
 void MakeReadable() {
     on::GetSecurityInfo.Replace(
         [](HANDLE handle, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, auto... rest) {
-            EXPECT_EQ(parts, 0xFu);
+            EXPECT_EQ(parts, kOwnerAndDacl | GROUP_SECURITY_INFORMATION | SACL_SECURITY_INFORMATION);
             return on::GetSecurityInfo.Real(handle, type, parts ^ DWORD{SACL_SECURITY_INFORMATION}, rest...);
         });
 }
 
-// The deletions that wait for the next start, and forgets them.
+// Returns the deletions that wait for the next start, and removes them.
 std::string TakePending() {
     const std::string manager = "SYSTEM\\CurrentControlSet\\Control\\Session Manager";
     const std::string pending = ShowValue("HKLM\\" + manager, "PendingFileRenameOperations");
@@ -243,7 +244,8 @@ void FakeProcess() {
 
 void FakeMessage(const std::string& message) {
     on::FormatMessageA.Replace([=](DWORD flags, LPCVOID, DWORD, DWORD language, LPSTR buffer, auto...) {
-        EXPECT_TRUE(flags == 0x1100 && language == 0x400);
+        EXPECT_EQ(flags, DWORD{FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM});
+        EXPECT_EQ(language, DWORD{MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT)});
         char* text = static_cast<char*>(LocalAlloc(LPTR, message.size() + 1));
         *reinterpret_cast<char**>(buffer) = std::copy(message.begin(), message.end(), text) - message.size();
         return static_cast<DWORD>(message.size());
@@ -253,7 +255,7 @@ void FakeMessage(const std::string& message) {
 void FakeSystemDirectory(const std::string& length, const std::string& text) {
     const UINT result = ParseNumber32(length);
     on::GetSystemDirectoryA.Replace([=](LPSTR buffer, UINT size) {
-        EXPECT_EQ(size, 261u);
+        EXPECT_EQ(size, MAX_PATH + 1u);
         text.copy(buffer, size);
         return result;
     });
@@ -263,7 +265,11 @@ void AddToState(const std::string& simulation, std::string lines) {
     ReplaceAll(lines, " ; ", "\n");
     AppendToFile(StateFile(simulation), lines + "\n");
     const std::string state = ReadWholeFile(StateFile(simulation));
-    simulation == "netcfg" ? (void)ParseNetcfgState(state) : (void)ParseWinsockState(state);
+    if (simulation == "netcfg") {
+        ParseNetcfgState(state);
+    } else {
+        ParseWinsockState(state);
+    }
 }
 
 } // namespace

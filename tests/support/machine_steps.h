@@ -14,4 +14,5 @@ void PrepareMachine(const std::string& executable);
 // Puts a stand-in ws2_32.dll in the system's place: "update" or "plain".
 void UseSystemLibrary(const std::string& kind);
 
+// The steps that they all have, and those for the program.
 std::vector<Step> MachineSteps();

@@ -81,7 +81,7 @@ std::string Traced() {
     return lines;
 }
 
-void RunProgram(std::string commandLine, HANDLE output) {
+DWORD RunProgram(std::string commandLine, HANDLE output) {
     STARTUPINFOA startup = {};
     startup.cb = sizeof(startup);
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -99,9 +99,11 @@ void RunProgram(std::string commandLine, HANDLE output) {
         ADD_FAILURE() << "not ended after " << kSecondsForAProgram << " s: " << commandLine.substr(0, 200);
         TerminateProcess(process.hProcess, 1);
     }
-    GetExitCodeProcess(process.hProcess, &lastExitCode);
+    DWORD exitCode = MAXDWORD;
+    GetExitCodeProcess(process.hProcess, &exitCode);
     CloseHandle(process.hThread);
     CloseHandle(process.hProcess);
+    return exitCode;
 }
 
 std::string RunChild(const std::string& commandLine, ChildOutput to) {
@@ -110,7 +112,7 @@ std::string RunChild(const std::string& commandLine, ChildOutput to) {
     const HANDLE output = CreateFileA(kOutput, to == ChildOutput::kFile ? GENERIC_WRITE : GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, CREATE_ALWAYS,
                                       FILE_ATTRIBUTE_NORMAL, nullptr);
-    RunProgram(commandLine, to == ChildOutput::kNone ? nullptr : output);
+    lastExitCode = RunProgram(commandLine, to == ChildOutput::kNone ? nullptr : output);
     CloseHandle(output);
     return ReadWholeFile(kOutput);
 }

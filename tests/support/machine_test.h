@@ -28,18 +28,20 @@ class MachineTest : public testing::Test {
 // The captured texts, a line each as Escaped gives it, those of level 100 with a star before them. Forgets them.
 std::string Traced();
 
+// Where a child program's output goes.
 enum class ChildOutput { kFile, kNone, kUnwritable };
 
 // Runs a command line, with standard output and error to a file, without any, or with one that refuses every write.
 // Returns what it wrote. A program that has not ended after a minute is ended, and fails the test.
 std::string RunChild(const std::string& commandLine, ChildOutput to = ChildOutput::kFile);
 
-// Runs a command line with the given handle for its output.
-void RunProgram(std::string commandLine, HANDLE output);
+// Runs a command line with the given handle for its output. Returns its exit code.
+DWORD RunProgram(std::string commandLine, HANDLE output);
 
-// The exit code of the last program.
+// The exit code of the last RunChild.
 extern DWORD lastExitCode;
 
+// Whether a file or folder is there, also by a pattern.
 bool FileExists(const std::string& pathOrPattern);
 
 // The names of the files or folders that match.

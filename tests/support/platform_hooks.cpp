@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <initializer_list>
-#include <tuple>
 
 template <class F, Hook<F>& hook> struct Stub;
 
@@ -17,6 +16,7 @@ template <class R, class... A, Hook<R(A...)>& hook> struct Stub<R(A...), hook> {
     }                                                                                                        \
     extern "C" decltype(&::function) __imp_##function;                                                       \
     decltype(&::function) __imp_##function = &Stub<decltype(::function), on::function>::Call;
+#define RESET_HOOK(library, function, ...) on::function.Reset();
 #define NAME_HOOK(library, function, ...) &on::function,
 
 PLATFORM_CALLS(DEFINE_HOOK)
@@ -36,6 +36,5 @@ void StopFailing() {
 }
 
 void ResetHooks() {
-    std::apply([](auto*... hooks) { (hooks->Reset(), ...); },
-               std::tuple{PLATFORM_CALLS(NAME_HOOK) & on::HeapAlloc});
+    PLATFORM_CALLS(RESET_HOOK)
 }

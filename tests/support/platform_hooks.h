@@ -29,7 +29,7 @@ struct HookBase {
     constexpr HookBase(const char* hookName, const char* hookLibrary, LONG_PTR failureResult, bool code)
         : name(hookName), library(hookLibrary), failure(failureResult), returnsError(code) {}
 
-    // The call-th call from now on.
+    // The call-th call from now on fails: 0 for none, -1 for every one.
     void Fail(int call, DWORD withError) {
         calls = failed = 0;
         failingCall = call;
@@ -41,7 +41,7 @@ template <class F> struct Hook;
 
 template <class R, class... A> struct Hook<R(A...)> : HookBase {
     using HookBase::HookBase;
-    std::function<R(A...)>* replacement = nullptr;
+    std::function<R(A...)>* replacement = nullptr; // not a smart pointer: a call can come before main
 
     void Replace(std::function<R(A...)> with) {
         delete replacement;

@@ -7,7 +7,7 @@
 // Replaces the escapes of a step: <lf> and its like, <0a>, <300*x>. Throws std::runtime_error for others.
 std::string Unescaped(const std::string& text);
 
-// One line of output: what is no plain text in it as escapes.
+// Makes a text one line: line feeds, NULs and, where it is not UTF-8, its bytes beyond ASCII become escapes.
 std::string Escaped(const std::string& text);
 
 // The parts of a text that has a separator between them; at least one.

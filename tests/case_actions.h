@@ -1,0 +1,9 @@
+// The actions of the cases in process: each calls a function of the product and returns its result as text.
+#pragma once
+
+#include <vector>
+
+#include "support/case_file.h"
+
+// All of them. They throw std::runtime_error for words that they do not know.
+const std::vector<Step>& Actions();
