@@ -30,7 +30,6 @@ sign() {
 
 # pack FOLDER ZIP: the folder's files in a fixed order, all of them with the time that a zip counts from.
 pack() {
-    rm -f "$2"
     find "$1" -exec touch -d 1980-01-01T00:00:00Z {} +
     chmod -R u=rwX,go=rX "$1"
     (cd "${1%/*}" && find "${1##*/}" | LC_ALL=C sort | TZ=UTC0 zip -qX9 "$OLDPWD/$2" -@)
@@ -46,6 +45,7 @@ if [ -n "$certificate" ]; then
     sign "$stage/$name"
     tools/sums.sh "$stage/$name"
 fi
+rm -rf dist
 mkdir -p dist "$stage/$name-symbols"
 cp build/release/*.exe.debug "$stage/$name-symbols/"
 pack "$stage/$name" "dist/$name.zip"

@@ -12,7 +12,8 @@
 . sandbox/sandbox.sh
 [ "${1:-}" != --help ] || script_words 0 --help
 
-# The pictures, by the names that they were given, and the words with a name in the sandbox for each.
+# The pictures, by the names that they were given, and the words with a name in the sandbox for each. In the jail the words have
+# these names already, and keep them. What is no word of the program is refused by it, with 1: 2 is NOTHING TO DO.
 pictures=()
 words=()
 while (($# > 0)); do

@@ -7,5 +7,5 @@ script_words 1 "$@"
 (($# == 1)) || script_refuse "a folder is missing"
 cd "$script_caller" || exit
 cd "$1" || script_fail "There is no such folder: $1"
-sums=$(find . -type f ! -name SHA256SUMS -printf '%P\0' | LC_ALL=C sort -z | xargs -0 sha256sum)
+sums=$(find . -type f ! -name SHA256SUMS -printf '%P\0' | LC_ALL=C sort -z | xargs -r0 sha256sum)
 echo "$sums" >SHA256SUMS

@@ -21,8 +21,8 @@ summary_of() {
     sed -n "s/^\[  $2  \] \([0-9]*\) tests\?[.,].*/\1/p" "$1" | head -n 1
 }
 
-# run_logged LOG WORDS...: runs a Windows program with its output in LOG, and on the terminal as it comes. The program's own
-# children could hold a pipe open for ever. Where Wine's server dies, a program would wait for it: both end.
+# run_logged LOG WORDS...: runs a Windows program with its output in LOG, and on the terminal as it comes. Not through a
+# pipe: a child of the program that lives on would keep it open. Where Wine's server dies, a program would wait for it: both end.
 run_logged() {
     local log=$1 program watch
     shift

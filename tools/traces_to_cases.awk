@@ -7,6 +7,7 @@ function finish() {
         for (i = 1; i <= messages; ++i) print "| " message[i]
     }
     messages = 0
+    words = ""
 }
 
 /^```/ {
