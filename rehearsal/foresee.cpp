@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <stdexcept>
+
 #include "common/text_conversion.h"
 #include "lsp/lsp_map.h"
 #include "lsp/lsp_removal.h"
@@ -38,6 +40,7 @@ void ForeseeFile(const Machine& machine, Foreseen& foreseen) {
         Trace("warning: shared file '%s' can not be deleted, refcount is %i", path.c_str(),
               foreseen.sharedCount);
     }
+    // A stored 0 is lowered below zero, and the deletion is then not reported.
     if (foreseen.sharedCount == 1) {
         TraceAtLevel(kExtraFileLevel, "File deleted: %s", path.c_str());
     }
@@ -53,14 +56,16 @@ Foreseen Foresee(const Machine& machine, const std::string& dllName) {
     Trace("Command detected: remove lsp '%s'", dllName.c_str());
     Trace("removing LSP '%s'...", dllName.c_str());
     ResetWinsock(machine.state);
-    LspCreateHeap(&error);
+    if (LspCreateHeap(&error) != 0) {
+        throw std::runtime_error("no memory for the removal");
+    }
     // As the command does. For both catalogs, the 32-bit one is not even read through ws2_32.dll.
     foreseen.found = RemoveProvider(CatalogBoth, conv_to_wchar(dllName.c_str()).c_str(), path) == 0;
     LspReleaseHeap();
     foreseen.after = Winsock().state;
     foreseen.dllPath = path;
     ForeseeFile(machine, foreseen);
-    Trace("64-bit utility finished, return code = %d", 0);
+    Trace("64-bit utility finished, return code = %d", 0); // whatever happened
     foreseen.trace = TakeForeseenTrace();
     return foreseen;
 }

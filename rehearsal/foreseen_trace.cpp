@@ -1,7 +1,6 @@
 // The trace log of the rehearsal, in the place of the one that writes.
 #include "foreseen_trace.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <utility>
@@ -30,9 +29,13 @@ void TraceLog::WriteAny(unsigned, const char* format, ...) {
     va_copy(measured, args);
     const int length = _vscprintf(format, measured);
     va_end(measured);
-    std::string message(static_cast<size_t>(std::max(length, 0)), '\0');
-    _vsnprintf(message.data(), message.size() + (length > 0 ? 1 : 0), format, args);
-    messages.push_back(length < 0 ? ToUtf8(FormatWide(format, args)) : FromAnsi(message));
+    if (length < 0) {
+        messages.push_back(ToUtf8(FormatWide(format, args)));
+    } else {
+        std::string message(static_cast<size_t>(length) + 1, '\0'); // with the terminator
+        _vsnprintf(message.data(), message.size(), format, args);
+        messages.push_back(FromAnsi(message));
+    }
     va_end(args);
 }
 

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "common/text_conversion.h"
 #include "names.h"
@@ -66,7 +68,7 @@ Options ParseWords(int argc, char** argv) {
     const bool known =
         options.command == "list" ? at == argc && !options.brief : options.command == "lsp" && at < argc;
     if (!known && !options.command.starts_with("--")) {
-        throw std::runtime_error("unknown words; norvane64-rehearse --help tells which there are");
+        throw std::runtime_error("not its words; norvane64-rehearse --help tells them");
     }
     return options;
 }

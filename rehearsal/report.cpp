@@ -42,8 +42,8 @@ std::vector<std::string> TakenForGranted(const Machine& machine) {
 std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const Findings& findings,
                         const std::string& dllName) {
     const bool changes = findings.gone64 + findings.gone32 > 0;
-    std::string text = std::string(VerdictText(findings.verdict)) + ": \"remove lsp " + FromAnsi(dllName) +
-                       "\" on " + machine.name + "\n\n";
+    std::string text = std::string(VerdictText(findings.verdict)) + ": \"remove lsp " +
+                       Printable(FromAnsi(dllName)) + "\" on " + Printable(machine.name) + "\n\n";
     text += "Entries that go: " + std::to_string(findings.gone64) + " of the 64-bit catalog, " +
             std::to_string(findings.gone32) + " of the 32-bit catalog.\n" + FileFate(foreseen);
     text += changes ? "A restart is due afterwards: programs that run keep the old catalogs.\n"
@@ -54,7 +54,7 @@ std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const 
                 : "  What to do: reinstall the products that have these DLLs; or \"netsh winsock "
                   "reset\", which removes every LSP, and a restart.\n";
     text += Section("This stays", findings.leaves) +
-            Section("The letters of the name count. There is", findings.hints);
+            Section("Letter case counts in the name. There is", findings.hints);
     text += Warnings(machine) + Section("Taken for granted", TakenForGranted(machine));
     text += "\nThe catalogs before\n" + DrawCatalogs(machine.state) + "\nThe catalogs after\n" +
             DrawCatalogs(foreseen.after) + "\nThe trace of the command\n\n";
@@ -74,5 +74,6 @@ std::string WriteBrief(const Machine& machine, const Findings& findings) {
 }
 
 std::string WriteList(const Machine& machine) {
-    return "The Winsock catalogs of " + machine.name + "\n" + DrawCatalogs(machine.state) + Warnings(machine);
+    return "The Winsock catalogs of " + Printable(machine.name) + "\n" + DrawCatalogs(machine.state) +
+           Warnings(machine);
 }

@@ -1,10 +1,9 @@
-// check_state winsock|netcfg FILE: checks a state file. Prints "sound" and the letters of the drives that its paths name, a
-// blank before each; or the number of the line that is wrong, and what is wrong with it.
-// check_state make-dlls FILE: makes the files that the catalogs of a sound state name, where there are none.
+// check_state winsock|netcfg|make-dlls FILE: checks a state file. Prints "sound" and the letters of the drives that its paths
+// name, a blank before each; or the number of the line that is wrong, and what is wrong with it. make-dlls also makes the files
+// that the catalogs name, where there are none.
 #include <windows.h>
 
 #include <cstdio>
-#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -32,29 +31,33 @@ void MakeDlls(const WinsockState& state) {
     }
 }
 
+// Returns the letters of the drives that the state names. Throws std::runtime_error.
+std::string CheckState(const std::string& kind, const std::string& text) {
+    if (kind == "netcfg") {
+        ParseNetcfgState(text);
+        return "";
+    }
+    const WinsockState state = ParseWinsockState(text);
+    if (kind == "make-dlls") {
+        MakeDlls(state);
+    }
+    return DrivesOf(state);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
+    const std::string kind = argc == 3 ? argv[1] : "";
+    if (kind != "winsock" && kind != "netcfg" && kind != "make-dlls") {
         std::printf("check_state winsock|netcfg|make-dlls FILE\n");
         return 2;
     }
     try {
-        std::string drives;
-        if (std::strcmp(argv[1], "make-dlls") == 0) {
-            MakeDlls(ParseWinsockState(ReadWholeFile(argv[2])));
-            return 0;
+        std::string verdict = "sound";
+        for (const char drive : CheckState(kind, ReadWholeFile(argv[2]))) {
+            verdict += std::string(" ") + drive;
         }
-        if (std::strcmp(argv[1], "winsock") == 0) {
-            drives = DrivesOf(ParseWinsockState(ReadWholeFile(argv[2])));
-        } else {
-            ParseNetcfgState(ReadWholeFile(argv[2]));
-        }
-        std::printf("sound");
-        for (const char drive : drives) {
-            std::printf(" %c", drive);
-        }
-        std::printf("\n");
+        std::printf("%s\n", verdict.c_str());
         return 0;
     } catch (const std::runtime_error& error) {
         std::printf("%s\n", error.what());

@@ -2,13 +2,16 @@
 #include "state_text.h"
 
 #include <cstdio>
+#include <stdexcept>
 
 namespace {
 
 void WriteInMode(const char* mode, const std::string& path, const std::string& content) {
-    if (std::FILE* file = std::fopen(path.c_str(), mode)) {
-        std::fwrite(content.data(), 1, content.size(), file);
-        std::fclose(file);
+    std::FILE* file = std::fopen(path.c_str(), mode);
+    const bool written =
+        file != nullptr && std::fwrite(content.data(), 1, content.size(), file) == content.size();
+    if (file == nullptr || std::fclose(file) != 0 || !written) {
+        throw std::runtime_error(path + ": cannot be written");
     }
 }
 

@@ -50,7 +50,7 @@ std::vector<std::string> KeysBelow(const RegistryPicture& picture, const std::st
 // The entries of a catalog for 64-bit ("64") or 32-bit ("") programs. Adds a warning when the catalog counts others.
 std::vector<std::string> EntryKeys(const RegistryPicture& picture, const std::string& catalog,
                                    const std::string& bits, std::vector<std::string>& warnings) {
-    const std::vector<std::string> keys = KeysBelow(picture, catalog + "\\Catalog_Entries" + bits);
+    std::vector<std::string> keys = KeysBelow(picture, catalog + "\\Catalog_Entries" + bits);
     const long long count = Number(Find(picture, catalog, "Num_Catalog_Entries" + bits));
     if (count != static_cast<long long>(keys.size())) {
         warnings.push_back(catalog + ": Num_Catalog_Entries" + bits + " is " +
@@ -154,22 +154,19 @@ void ReadSharedCounts(const RegistryPicture& picture, Machine& machine) {
     }
 }
 
-bool HasCatalogs(const Machine& machine) {
-    return !machine.state.catalog64.empty() || !machine.state.catalog32.empty();
-}
-
 // Two machines at once would look like one that does not exist.
-void RefuseSecondMachine(const Machine& machine) {
-    if (HasCatalogs(machine)) {
+void TakeCatalogsOnce(Machine& machine) {
+    if (machine.hasCatalogs) {
         throw std::runtime_error(
             "1: the catalogs of a second machine; those of the first one are in another file");
     }
+    machine.hasCatalogs = true;
 }
 
 void ReadPicture(const RegistryPicture& picture, Machine& machine) {
     const std::string parameters = FindParameters(picture);
     if (!parameters.empty()) {
-        RefuseSecondMachine(machine);
+        TakeCatalogsOnce(machine);
         ReadCatalogs(picture, parameters, machine);
         ReadNamespaces(picture, parameters, machine);
     }
@@ -186,7 +183,7 @@ void ReadFile(const std::string& content, Machine& machine) {
         AddRegistryExport(content, picture);
         ReadPicture(picture, machine);
     } else {
-        RefuseSecondMachine(machine);
+        TakeCatalogsOnce(machine);
         machine.state = ParseWinsockState(content);
         // The calls are taken to be granted, whatever the sandbox plans.
         machine.state.faults.clear();
@@ -219,7 +216,7 @@ Machine ReadMachine(const std::vector<std::string>& pictures) {
     if (pictures.empty()) {
         ReadThisMachine(machine);
     }
-    if (!HasCatalogs(machine)) {
+    if (!machine.hasCatalogs) {
         throw std::runtime_error(machine.name + ": no catalogs; they are in HKEY_LOCAL_MACHINE\\" +
                                  kParameters);
     }

@@ -1,4 +1,4 @@
-// What there is to know of a machine before its catalogs are changed: them, its namespace providers, its shared counts.
+// The state of a machine before a removal: its catalogs, namespace providers and shared counts.
 #pragma once
 
 #include <map>
@@ -9,8 +9,9 @@
 #include "winsock/winsock_state.h"
 
 struct Machine {
-    std::string name;  // of the computer, or of the pictures
-    bool live = false; // whether it is this one, whose disk can be looked at
+    std::string name;         // of the computer, or of the pictures
+    bool live = false;        // whether it is this one, whose disk can be looked at
+    bool hasCatalogs = false; // whether anything described them; they can be empty
     WinsockState state;
     std::vector<std::pair<std::string, std::string>>
         namespaces;                            // name and DLL path of each namespace provider

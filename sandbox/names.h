@@ -1,4 +1,4 @@
-// Texts from a machine, as UTF-8.
+// Texts from a machine, as UTF-8. A text ends at its first NUL. All of these throw std::runtime_error when a conversion fails.
 #pragma once
 
 #include <winsock2.h>
@@ -8,14 +8,16 @@
 // A text in UTF-8 in lower case, whatever the language.
 std::string LowerCase(const std::string& text);
 
-// As UTF-8: a text of the ANSI code page, and one of the catalogs.
+// A text of the ANSI code page.
 std::string FromAnsi(const std::string& text);
+
+// A text of the catalogs.
 std::string ToUtf8(const std::wstring& text);
 
 // A text in UTF-8 with "?" for its control characters, which could forge lines of a report.
 std::string Printable(std::string text);
 
-// The text of a catalog or a path, printable.
+// A text of the catalogs, such as a path, printable.
 std::string Shown(const std::wstring& text);
 
 // The entry's name, which can lack its terminator, printable.

@@ -145,8 +145,12 @@ void ReadExportLine(Reader& reader, bool wide, RegistryPicture& picture) {
         AddKey(reader.key, picture);
         return;
     }
-    const std::string name = line[0] == '@' ? "" : TakeText(reader, line);
-    line.erase(0, line[0] == '@' ? 1 : 0);
+    std::string name;
+    if (line[0] == '@') {
+        line.erase(0, 1);
+    } else {
+        name = TakeText(reader, line);
+    }
     if (!line.starts_with('=') || reader.key.empty()) {
         throw std::runtime_error("not a value of a key: " + line.substr(0, 100));
     }
@@ -210,8 +214,8 @@ void AddLiveRegistry(const std::string& path, RegistryPicture& picture) {
     }
     const std::unique_ptr<std::remove_pointer_t<HKEY>, decltype(&RegCloseKey)> key(opened, &RegCloseKey);
     if (error == ERROR_SUCCESS) {
-        AddKey(fullPath, picture);
-        error = AddLiveValues(opened, fullPath, picture);
+        AddKey(FromAnsi(fullPath), picture);
+        error = AddLiveValues(opened, FromAnsi(fullPath), picture);
     }
     for (DWORD index = 0; error == ERROR_NO_MORE_ITEMS; ++index) {
         char name[4 * 256]; // a key's name has at most 255 characters
@@ -225,5 +229,5 @@ void AddLiveRegistry(const std::string& path, RegistryPicture& picture) {
             AddLiveRegistry(path + "\\" + name, picture);
         }
     }
-    throw std::runtime_error(fullPath + ": error " + std::to_string(error));
+    throw std::runtime_error(FromAnsi(fullPath) + ": error " + std::to_string(error));
 }

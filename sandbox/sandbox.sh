@@ -5,6 +5,7 @@
 # sandbox_enter. In there sandbox_inside is true, and the one folder that can be written to is $SANDBOX, the same. It goes
 # when the script ends.
 
+# No window, and none of Wine's helpers that would offer to download things or write to the desktop's menus.
 export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all} DISPLAY='' WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
 export WINEPREFIX=${SANDBOX:-}/prefix
 drive=$WINEPREFIX/drive_c
@@ -38,7 +39,10 @@ sandbox_enter() {
         -u GTEST_TOTAL_SHARDS -u GTEST_COLOR LC_ALL=C.UTF-8 \
         HOME="$sandbox/home" SANDBOX="$sandbox" SANDBOX_SCRIPT="$script" "${jail[@]}" "$@" </dev/null {script_lock}>&- &
     sandbox_process=$!
-    wait "$sandbox_process"
+    local code=0
+    wait "$sandbox_process" || code=$?
+    sandbox_process=
+    return "$code"
 }
 
 # Ends what still runs in the sandbox, and removes it. Without the jail Wine's own processes live on, in sessions of their
@@ -46,8 +50,8 @@ sandbox_enter() {
 sandbox_leave() {
     set +eo pipefail
     local processes
-    kill "${sandbox_process:-}" 2>/dev/null || true
-    while processes=$(grep -lsz "^SANDBOX=$sandbox\$" /proc/[0-9]*/environ | tr -cd '0-9\n') && [ -n "$processes" ]; do
+    [ -z "${sandbox_process:-}" ] || kill "$sandbox_process" 2>/dev/null
+    while processes=$(grep -lsxzF "SANDBOX=$sandbox" /proc/[0-9]*/environ | tr -cd '0-9\n') && [ -n "$processes" ]; do
         xargs kill -KILL <<<"$processes" 2>/dev/null || true
     done
     WINEPREFIX=$sandbox/prefix sandbox_forget_prefix
@@ -57,13 +61,14 @@ sandbox_leave() {
 # Empties the prefix. Debian's wineserver keeps its socket in a folder of its own, which it would leave behind.
 sandbox_forget_prefix() {
     local temporary
+    [[ $WINEPREFIX == */build/sandbox/*/prefix ]] || script_fail "Not a sandbox: $WINEPREFIX"
     temporary=$(cat "$WINEPREFIX/wineserver" 2>/dev/null || true)
     rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX"
     [[ ! $temporary =~ ^wine-[A-Za-z0-9]+$ ]] || rm -rf "/tmp/$temporary"
 }
 
-# sandbox_find NAMES...: the first of Wine's programs that is there. Debian has the loader itself in a folder of its own;
+# sandbox_find NAMES...: the first of Wine's programs that is there, with Debian's folder before each name or without. Debian has the loader itself in a folder of its own;
 # the command "wine" is a wrapper that looks for a 32-bit Wine first, and complains.
 sandbox_find() {
     local name
@@ -78,6 +83,7 @@ sandbox_wine() {
     (sandbox_exec "$@")
 }
 
+# sandbox_exec WORDS...: the same, in the place of this shell.
 sandbox_exec() {
     cd "$drive/sandbox" || exit
     exec timeout --kill-after=5 600 "$sandbox_loader" "$@"
@@ -89,7 +95,8 @@ sandbox_winsock() {
 }
 
 # sandbox_make BUILD...: makes the prefix, with no drive but C: and the home folders in it. The folder C:\sandbox gets the
-# executable of each build folder, in a folder named as the build, and the simulated system libraries of the last build.
+# executable of each build folder, in a folder named as the build; of the last build also the rehearsal, the simulated system
+# libraries and check_state.
 sandbox_make() {
     local build link
     local netcfg='HKCR\CLSID\{5B035261-40F9-11D1-AAEC-00805FC1270E}\InprocServer32'
@@ -114,13 +121,12 @@ sandbox_make() {
     sandbox_winsock update
 }
 
-# sandbox_machine KIND [STATE NAME]: the sample machine, of that kind: three providers over one another, or the catalogs of
-# another state file, which messages call NAME; the DLLs that they name; a shared DLL count, three network components, two classes whose DLLs were
-# replaced.
+# sandbox_machine KIND [STATE NAME]: makes the sample machine, with its catalogs and their DLLs, a shared count, network
+# components and classes. KIND is as for sandbox_winsock. STATE is a file with other catalogs, which messages call NAME.
 sandbox_machine() {
     sandbox_winsock "$1"
     sandbox_state winsock "${2:-sandbox/sample_winsock.txt}" "${3:-sandbox/sample_winsock.txt}"
-    sandbox_wine 'C:\sandbox\check_state.exe' make-dlls 'C:\sandbox\winsock.txt'
+    sandbox_wine 'C:\sandbox\check_state.exe' make-dlls 'C:\sandbox\winsock.txt' >/dev/null || script_fail "The DLLs could not be made"
     sandbox_state netcfg sandbox/sample_netcfg.txt sandbox/sample_netcfg.txt
     echo "stands for a DLL" >"$drive/windows/system32/original.dll"
     sandbox_wine reg import 'C:\sandbox\sample_registry.reg' >/dev/null 2>&1 || script_fail "The sample's registry was refused"

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -35,7 +36,7 @@ void ReadLines(const std::string& text, int& number, const std::function<void(st
 
 std::string TakeWord(std::string& text) {
     const size_t end = std::min(text.find(' '), text.size());
-    const std::string word = text.substr(0, end);
+    std::string word = text.substr(0, end);
     text.erase(0, std::min(text.find_first_not_of(' ', end), text.size()));
     return word;
 }
@@ -48,7 +49,7 @@ std::string TakeQuoted(std::string& text) {
     if (end == std::string::npos) {
         throw std::runtime_error("a text without its closing quote");
     }
-    const std::string quoted = text.substr(1, end - 1);
+    std::string quoted = text.substr(1, end - 1);
     text.erase(0, end + 1);
     const std::string behind = TakeWord(text);
     if (!behind.empty()) {
@@ -62,7 +63,7 @@ long long ParseNumber(const std::string& word, long long least, long long most) 
     errno = 0;
     const bool hexadecimal = word.starts_with("0x");
     const long long number = std::strtoll(word.c_str(), &end, hexadecimal ? 16 : 10);
-    if (word.empty() || isspace(static_cast<unsigned char>(word[0])) || *end != '\0' || errno != 0 ||
+    if (word.empty() || isspace(static_cast<unsigned char>(word[0])) || errno != 0 ||
         end != word.c_str() + word.size() || number < least || number > most) {
         throw std::runtime_error("not a number from " + std::to_string(least) + " to " +
                                  std::to_string(most) + ": " + word);

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-// Calls read with each line that is neither empty nor a comment (#), without its line end. number counts the lines. What
+// Calls read with each line that is neither empty nor a comment (#), without its line end. number counts the lines, from what it has. What
 // read throws of std::runtime_error, or a line that is not UTF-8, comes out as another whose text begins with that number and a colon.
 void ReadLines(const std::string& text, int& number, const std::function<void(std::string)>& read);
 
@@ -20,7 +20,7 @@ std::string TakeQuoted(std::string& text);
 // Reads a whole word as a number from least to most. Throws std::runtime_error.
 long long ParseNumber(const std::string& word, long long least, long long most);
 
-// Reads a number of 32 bits, signed or not.
+// Reads a number of 32 bits, signed or not. Throws std::runtime_error.
 unsigned long ParseNumber32(const std::string& word);
 
 // Faults as the states have them: the call-th call of a function, or method, in a process fails with that code.
@@ -30,14 +30,18 @@ struct PlannedFault {
     int error;
 };
 
-// Reads "FUNCTION CALL CODE", and writes a line of them. Throws std::runtime_error, also for a function that is none of
-// known, which ends with a null pointer.
+// Reads "FUNCTION CALL CODE". Throws std::runtime_error, also for a function that is none of known, which ends with a null
+// pointer.
 PlannedFault ParseFault(std::string text, const char* const* known);
+
+// Writes a line of a state: "fail FUNCTION CALL CODE".
 std::string FormatFault(const PlannedFault& fault);
 
 // A whole file as it is; empty when it cannot be opened. Throws std::runtime_error for one whose reading fails.
 std::string ReadWholeFile(const std::string& path);
 
-// Writes content to the end of a file, or in the place of what it has. Makes it when it is not there.
+// Makes a file of that content, in the place of what it has. Throws std::runtime_error, and may leave a part of it.
 void WriteWholeFile(const std::string& path, const std::string& content);
+
+// Writes content to the end of a file, which it makes when it is not there. Throws std::runtime_error.
 void AppendToFile(const std::string& path, const std::string& content);

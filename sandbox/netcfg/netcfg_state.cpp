@@ -1,6 +1,7 @@
 #include "netcfg/netcfg_state.h"
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
 
 namespace {
@@ -8,22 +9,24 @@ namespace {
 const char* const kMethods[] = {
     "CreateInstance", "QueryInterface", "AcquireWriteLock", "ReleaseWriteLock", "Initialize", "Uninitialize",
     "FindComponent",  "GetClassGuid",   "QueryNetCfgClass", "DeInstall",        "Apply",      nullptr};
-const std::string kClasses = " class=protocol class=service class=client class=adapter ";
+const std::set<std::string> kClasses = {"protocol", "service", "client", "adapter"};
+const std::set<std::string> kRemovals = {"still-referenced", "wants-restart"};
 
 NetworkComponent ReadComponent(std::string line) {
     NetworkComponent component;
     component.id = TakeWord(line);
+    std::set<std::string> fields;
     while (!line.empty()) {
         const size_t equals = std::min(line.find('='), line.size());
         const std::string key = line.substr(0, equals);
         line.erase(0, equals + 1);
         const std::string value = TakeQuoted(line);
-        const std::string field = " " + key + "=" + value + " ";
-        if (key == "name") {
+        const bool isNew = fields.insert(key).second;
+        if (key == "name" && isNew) {
             component.name = value;
-        } else if (kClasses.find(field) != std::string::npos) {
+        } else if (key == "class" && isNew && kClasses.contains(value)) {
             component.componentClass = value;
-        } else if (field == " removal=still-referenced " || field == " removal=wants-restart ") {
+        } else if (key == "removal" && isNew && kRemovals.contains(value)) {
             component.removal = value;
         } else {
             throw std::runtime_error("not a field of a component: " + key + "=" + value);

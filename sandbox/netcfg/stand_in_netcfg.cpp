@@ -23,14 +23,14 @@ namespace {
 constexpr char kStateFile[] = "C:\\sandbox\\netcfg.txt";
 constexpr char kCallsFile[] = "C:\\sandbox\\netcfg.calls.txt";
 
-struct Machine {
+struct Configuration {
     NetcfgState state; // less the components that are deinstalled
     std::map<std::string, int> calls;
     int references = 0;
     bool locked = false;
     bool initialized = false;
     bool restartDue = false; // once the changes are applied
-} machine;
+} configuration;
 
 // The write lock among all the programs. The owner's end releases it, too.
 HANDLE WriteLock() {
@@ -44,8 +44,8 @@ void Record(const std::string& line) {
 
 // The result that is planned for this call of a method; S_OK with planned false when there is none.
 HRESULT PlannedResult(const std::string& method, bool& planned) {
-    const int call = ++machine.calls[method];
-    for (const PlannedFault& fault : machine.state.faults) {
+    const int call = ++configuration.calls[method];
+    for (const PlannedFault& fault : configuration.state.faults) {
         if (fault.function == method && fault.call == call) {
             planned = true;
             return fault.error;
@@ -57,9 +57,9 @@ HRESULT PlannedResult(const std::string& method, bool& planned) {
 // The component with that id, in any letter case; null when there is none.
 const NetworkComponent* FindInstalled(const std::string& id) {
     const auto found = std::find_if(
-        machine.state.components.begin(), machine.state.components.end(),
+        configuration.state.components.begin(), configuration.state.components.end(),
         [&](const NetworkComponent& component) { return _stricmp(component.id.c_str(), id.c_str()) == 0; });
-    return found == machine.state.components.end() ? nullptr : &*found;
+    return found == configuration.state.components.end() ? nullptr : &*found;
 }
 
 const std::pair<const char*, const GUID*> kClasses[] = {{"protocol", &GUID_DEVCLASS_NETTRANS},
@@ -112,7 +112,7 @@ template <class... Interfaces> class Counted : public Interfaces... {
     virtual ~Counted() = default;
 
     ULONG STDMETHODCALLTYPE AddRef() override {
-        ++machine.references;
+        ++configuration.references;
         return static_cast<ULONG>(++references_);
     }
 
@@ -121,10 +121,10 @@ template <class... Interfaces> class Counted : public Interfaces... {
         if (left == 0) {
             delete this;
         }
-        if (--machine.references == 0) {
+        if (--configuration.references == 0) {
             ReleaseMutex(WriteLock()); // in case it was not given back
-            Record(std::string("all released: ") + (machine.locked ? "locked" : "not locked") + ", " +
-                   (machine.initialized ? "initialized" : "not initialized"));
+            Record(std::string("all released: ") + (configuration.locked ? "locked" : "not locked") + ", " +
+                   (configuration.initialized ? "initialized" : "not initialized"));
         }
         return static_cast<ULONG>(left);
     }
@@ -194,7 +194,7 @@ class ComponentClass : public Counted<INetCfgClass, INetCfgClassSetup> {
   private:
     HRESULT Remove(const std::string& id) const {
         const NetworkComponent* installed = FindInstalled(id);
-        if (!machine.locked) {
+        if (!configuration.locked) {
             return NETCFG_E_NO_WRITE_LOCK;
         }
         if (installed == nullptr || installed->componentClass != className_) {
@@ -203,9 +203,9 @@ class ComponentClass : public Counted<INetCfgClass, INetCfgClassSetup> {
         if (installed->removal == "still-referenced") {
             return NETCFG_S_STILL_REFERENCED;
         }
-        machine.restartDue = machine.restartDue || installed->removal == "wants-restart";
-        machine.state.components.erase(machine.state.components.begin() +
-                                       (installed - machine.state.components.data()));
+        configuration.restartDue = configuration.restartDue || installed->removal == "wants-restart";
+        configuration.state.components.erase(configuration.state.components.begin() +
+                                             (installed - configuration.state.components.data()));
         return S_OK;
     }
 
@@ -223,29 +223,29 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
     }
     // Reads the components that another program can have changed before the lock was granted.
     HRESULT STDMETHODCALLTYPE Initialize(PVOID) override {
-        machine.state.components = ParseNetcfgState(ReadWholeFile(kStateFile)).components;
-        return Set("Initialize", machine.initialized, true);
+        configuration.state.components = ParseNetcfgState(ReadWholeFile(kStateFile)).components;
+        return Set("Initialize", configuration.initialized, true);
     }
     HRESULT STDMETHODCALLTYPE Uninitialize() override {
-        return Set("Uninitialize", machine.initialized, false);
+        return Set("Uninitialize", configuration.initialized, false);
     }
     HRESULT STDMETHODCALLTYPE ReleaseWriteLock() override {
         ReleaseMutex(WriteLock());
-        return Set("ReleaseWriteLock", machine.locked, false);
+        return Set("ReleaseWriteLock", configuration.locked, false);
     }
     HRESULT STDMETHODCALLTYPE Apply() override {
         return Call("Apply", "", [] {
-            if (!machine.locked) {
+            if (!configuration.locked) {
                 return NETCFG_E_NO_WRITE_LOCK;
             }
-            WriteWholeFile(kStateFile, FormatNetcfgState(machine.state));
-            return machine.restartDue ? NETCFG_S_REBOOT : S_OK;
+            WriteWholeFile(kStateFile, FormatNetcfgState(configuration.state));
+            return configuration.restartDue ? NETCFG_S_REBOOT : S_OK;
         });
     }
     HRESULT STDMETHODCALLTYPE FindComponent(LPCWSTR id, INetCfgComponent** component) override {
         const std::string name = Utf8(id);
         return Call("FindComponent", name, [&] {
-            return !machine.initialized ? NETCFG_E_NOT_INITIALIZED
+            return !configuration.initialized ? NETCFG_E_NOT_INITIALIZED
                    : FindInstalled(name) == nullptr
                        ? S_FALSE
                        : GiveOut<INetCfgComponent>(new Component(name), reinterpret_cast<void**>(component));
@@ -259,14 +259,14 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
     }
     HRESULT STDMETHODCALLTYPE AcquireWriteLock(DWORD timeout, LPCWSTR client, LPWSTR* holder) override {
         return Call("AcquireWriteLock", std::to_string(timeout) + ", " + Utf8(client), [&] {
-            if (!machine.state.holder.empty()) {
-                const std::wstring wide = conv_utf8_to_wchar(machine.state.holder.c_str());
+            if (!configuration.state.holder.empty()) {
+                const std::wstring wide = conv_utf8_to_wchar(configuration.state.holder.c_str());
                 *holder = static_cast<LPWSTR>(CoTaskMemAlloc((wide.size() + 1) * sizeof(wchar_t)));
                 std::wcscpy(*holder, wide.c_str());
             }
-            machine.locked =
-                !machine.state.lockedByOthers && WaitForSingleObject(WriteLock(), timeout) != WAIT_TIMEOUT;
-            return machine.locked ? S_OK : S_FALSE;
+            configuration.locked = !configuration.state.lockedByOthers &&
+                                   WaitForSingleObject(WriteLock(), timeout) != WAIT_TIMEOUT;
+            return configuration.locked ? S_OK : S_FALSE;
         });
     }
     // clang-format off
@@ -280,9 +280,15 @@ class Factory : public Counted<IClassFactory> {
     ULONG STDMETHODCALLTYPE AddRef() override { return 2; } // there is one for the life of the DLL
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** out) override {
-        machine = {};
-        machine.state = ParseNetcfgState(ReadWholeFile(kStateFile));
-        return Call("CreateInstance", "", [&] { return (new NetCfg)->QueryInterface(id, out); });
+        configuration = {};
+        configuration.state = ParseNetcfgState(ReadWholeFile(kStateFile));
+        return Call("CreateInstance", "", [&] {
+            auto* made = new NetCfg;
+            made->AddRef();
+            const HRESULT result = made->QueryInterface(id, out);
+            made->Release();
+            return result;
+        });
     }
     UNUSED(LockServer, BOOL);
 };
@@ -295,8 +301,8 @@ extern "C" HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID, REFIID id, void
 }
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
-    if (reason == DLL_PROCESS_DETACH && machine.references != 0) {
-        Record(std::to_string(machine.references) + " references left");
+    if (reason == DLL_PROCESS_DETACH && configuration.references != 0) {
+        Record(std::to_string(configuration.references) + " references left");
     }
     return TRUE;
 }

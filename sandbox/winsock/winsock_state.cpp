@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <cctype>
 #include <cstdio>
+#include <cstring>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -43,8 +45,10 @@ const char* const kWinsockFunctions[] = {"WSAStartup",
                                          "WSCWriteProviderOrder32",
                                          nullptr};
 
-DWORD& FieldAt(WSAPROTOCOL_INFOW& info, size_t offset) {
-    return *reinterpret_cast<DWORD*>(reinterpret_cast<char*>(&info) + offset);
+DWORD NumberAt(const WSAPROTOCOL_INFOW& info, size_t offset) {
+    DWORD number = 0;
+    std::memcpy(&number, reinterpret_cast<const char*>(&info) + offset, sizeof(number));
+    return number;
 }
 
 void ReadChain(std::string ids, WSAPROTOCOLCHAIN& chain) {
@@ -82,7 +86,8 @@ void SetField(SimulatedEntry& entry, const std::string& key, const std::string& 
         if (field == std::end(kNumberFields)) {
             throw std::runtime_error("unknown field: " + key);
         }
-        FieldAt(entry.info, field->second) = ParseNumber32(value);
+        const DWORD number = ParseNumber32(value);
+        std::memcpy(reinterpret_cast<char*>(&entry.info) + field->second, &number, sizeof(number));
     }
 }
 
@@ -120,14 +125,14 @@ std::string FormatChain(const WSAPROTOCOLCHAIN& chain) {
     return text + (chain.ChainLen != ids ? " length=" + std::to_string(chain.ChainLen) : "");
 }
 
-std::string FormatEntry(SimulatedEntry entry) {
+std::string FormatEntry(const SimulatedEntry& entry) {
     const std::wstring name(entry.info.szProtocol, wcsnlen(entry.info.szProtocol, WSAPROTOCOL_LEN + 1));
     std::string text = "entry " + std::to_string(entry.info.dwCatalogEntryId) + " " +
                        FormatGuid(entry.info.ProviderId) + FormatChain(entry.info.ProtocolChain) +
                        Quoted("path", entry.path) + Quoted("name", name);
     for (const auto& [key, offset] : kNumberFields) {
-        if (FieldAt(entry.info, offset) != 0) {
-            text += std::string(" ") + key + "=" + std::to_string(FieldAt(entry.info, offset));
+        if (NumberAt(entry.info, offset) != 0) {
+            text += std::string(" ") + key + "=" + std::to_string(NumberAt(entry.info, offset));
         }
     }
     return text + "\n";

@@ -51,6 +51,8 @@ bool LeavesSandbox(const std::string& path);
 // The letters of the drives that the paths of the state name, in lower case, each once.
 std::string DrivesOf(const WinsockState& state);
 
-// A GUID of which only the first field is not zero is a decimal number in braces, for short.
+// Writes a GUID; one of which only the first field is not zero as a decimal number in braces, for short.
 std::string FormatGuid(const GUID& guid);
+
+// Reads both forms. Throws std::runtime_error.
 GUID ParseGuid(const std::string& text);
