@@ -14,7 +14,7 @@ namespace {
 
 constexpr char kParameters[] = "SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters";
 constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";
-constexpr size_t kPathBytes = 260; // the path of a packed item, in front of the protocol's information
+constexpr size_t kPathBytes = MAX_PATH; // the path of a packed item, in front of the protocol's information
 
 const RegistryValue* Find(const RegistryPicture& picture, const std::string& key, const std::string& name) {
     const auto found = picture.values.find({LowerCase(key), LowerCase(name)});

@@ -5,9 +5,9 @@
 
 #include "common/text_conversion.h"
 #include "machine.h"
+#include "picture_writer.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
-#include "support/picture_writer.h"
 #include "support/text.h"
 #include "winsock/catalog_drawing.h"
 
@@ -18,8 +18,6 @@ using RehearsalTest = MachineTest;
 constexpr char kPicture[] = "C:\\sandbox\\picture.reg";
 const std::string kProgram = "C:\\sandbox\\release\\norvane64.exe remove lsp ";
 const std::string kRehearsal = "C:\\sandbox\\norvane64-rehearse.exe ";
-const std::string kParameters =
-    "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters";
 
 void WritePicture(const std::string& text) {
     WriteWholeFile(kPicture, AsWide(text));

@@ -13,7 +13,7 @@
 #include "lsp/lsp_removal.h"
 #include "lsp/private_heap.h"
 #include "trace/trace_log.h"
-#include "support/picture_writer.h"
+#include "picture_writer.h"
 #include "winsock/simulated_winsock.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// Writes what "reg export" writes of a machine's catalogs.
+// Writes what "reg export" writes of a machine's catalogs, for the tests and the benchmark. It shares nothing with the reading.
 #pragma once
 
 #include <string>

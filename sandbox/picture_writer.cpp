@@ -1,4 +1,4 @@
-#include "support/picture_writer.h"
+#include "picture_writer.h"
 
 #include <cstdio>
 #include <cstring>
@@ -30,7 +30,7 @@ std::string CatalogKeys(const std::string& key, const SimulatedCatalog& catalog)
     int number = 0;
     for (const SimulatedEntry& entry : catalog) {
         std::string item = conv_to_char(entry.path.c_str());
-        item.resize(260, '\0');
+        item.resize(MAX_PATH, '\0');
         item.append(reinterpret_cast<const char*>(&entry.info), sizeof(entry.info));
         char name[16];
         _snprintf(name, sizeof(name), "\\%012d", ++number);
