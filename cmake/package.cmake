@@ -2,10 +2,20 @@
 install(PROGRAMS $<TARGET_FILE:norvane64> $<TARGET_FILE:norvane64-rehearse> DESTINATION .)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION .)
 install(FILES docs/trace.md docs/kept-behaviour.md DESTINATION docs)
-# The runtime and the C++ library are linked in: their licences as Debian ships them, and the text that they refer to.
+# The runtime and the C++ library are linked in: their licences as Debian ships them, and the texts that they refer to.
 foreach(package mingw-w64-x86-64-dev g++-mingw-w64-x86-64-${NORVANE_THREADS})
     install(FILES /usr/share/doc/${package}/copyright DESTINATION licences RENAME ${package}.txt)
 endforeach()
-install(FILES /usr/share/common-licenses/GPL-3 DESTINATION licences RENAME GPL-3.txt)
-install(CODE "execute_process(COMMAND \"${CMAKE_SOURCE_DIR}/tools/sums.sh\" \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\"
-    COMMAND_ERROR_IS_FATAL ANY)")
+foreach(licence Artistic GFDL-1.2 GPL-2 GPL-3 LGPL-2 LGPL-2.1)
+    install(FILES /usr/share/common-licenses/${licence} DESTINATION licences RENAME ${licence}.txt)
+endforeach()
+# A sum for each file that was installed, and for no other that the folder may have.
+install(CODE [[
+    set(sums "")
+    list(SORT CMAKE_INSTALL_MANIFEST_FILES)
+    foreach(file IN LISTS CMAKE_INSTALL_MANIFEST_FILES)
+        file(SHA256 "$ENV{DESTDIR}${file}" sum)
+        file(RELATIVE_PATH name "${CMAKE_INSTALL_PREFIX}" "${file}")
+        string(APPEND sums "${sum}  ${name}\n")
+    endforeach()
+    file(WRITE "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/SHA256SUMS" "${sums}")]])

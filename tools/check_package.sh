@@ -26,14 +26,19 @@ unzip -q dist/norvane64-*[0-9].zip -d "$work"
 package=$(echo "$work"/norvane64-*)
 (cd "$package" && sha256sum --quiet -c SHA256SUMS) || script_fail "The sums are not those of the package."
 check "each file has its sum" '[ "$(find "$package" -type f | wc -l)" = $(($(wc -l <"$package/SHA256SUMS") + 1)) ]'
-for file in norvane64.exe norvane64-rehearse.exe README.md CHANGELOG.md docs/trace.md docs/kept-behaviour.md licences/GPL-3.txt; do
+for file in norvane64.exe norvane64-rehearse.exe README.md CHANGELOG.md docs/trace.md docs/kept-behaviour.md licences/GPL-3.txt \
+    licences/LGPL-2.1.txt; do
     check "$file" '[ -s "$package/$file" ]'
 done
+mkdir "$work/installed"
+echo "somebody else's" >"$work/installed/other.txt"
 cmake --install build/release --prefix "$work/installed" >/dev/null
+rm "$work/installed/other.txt"
 check "cmake --install gives the same files" 'diff -r "$package" "$work/installed"'
 
 openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=throwaway -addext extendedKeyUsage=codeSigning \
-    -keyout "$work/key.pem" -out "$work/certificate.pem" 2>/dev/null
+    -keyout "$work/key.pem" -out "$work/certificate.pem" 2>"$work/openssl.log" ||
+    script_fail "No throwaway certificate could be made: $(tail -n 1 "$work/openssl.log")"
 (cd "$work" && other/tools/package.sh --sign certificate.pem key.pem >/dev/null)
 unzip -q "$work"/other/dist/norvane64-*[0-9].zip -d "$work/signed"
 (cd "$work"/signed/norvane64-* && sha256sum --quiet -c SHA256SUMS) || script_fail "The sums are not those of the signed package."
@@ -43,6 +48,8 @@ verify() {
 }
 for program in "$work"/signed/norvane64-*/*.exe; do
     check "signature of ${program##*/}" 'verify "$program"'
+    osslsigncode remove-signature -in "$program" -out "$work/plain-${program##*/}" >/dev/null
+    check "without its signature it is the other one" 'cmp -s "$work/plain-${program##*/}" "$package/${program##*/}"'
     # One letter of a text that the program has.
     sed 's/This program cannot/This program cannoT/' "$program" >"$work/changed.exe"
     check "a changed byte is refused" '! cmp -s "$program" "$work/changed.exe" && ! verify "$work/changed.exe"'

@@ -43,7 +43,8 @@ trap 'rm -rf "$stage"' EXIT
 cmake --install build/release --prefix "$stage/$name" >/dev/null
 if [ -n "$certificate" ]; then
     sign "$stage/$name"
-    tools/sums.sh "$stage/$name"
+    sums=$(cd "$stage/$name" && sed 's/^[0-9a-f]*  //' SHA256SUMS | xargs -d '\n' sha256sum)
+    echo "$sums" >"$stage/$name/SHA256SUMS"
 fi
 rm -rf dist
 mkdir -p dist "$stage/$name-symbols"

@@ -173,7 +173,8 @@ int DepthOf(const LspEntry& record, const DWORD* baseIds, int baseCount) {
 }
 
 // This exchange sort and the next one are not stable. The order that they leave decides which of two LSPs
-// with the same DLL name is removed. With a library sort it could be the other one.
+// with the same DLL name is removed. With a library sort it could be the other one. Kept, see
+// docs/kept-behaviour.md.
 void SortByDepth(LspEntry* map, int lspCount) {
     for (int i = 0; i < lspCount; ++i) {
         for (int j = i; j < lspCount; ++j) {

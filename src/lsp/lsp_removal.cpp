@@ -68,7 +68,7 @@ void ReportTarget(const LspEntry& target) {
 }
 
 // The orphans have no hidden entry, and deinstalling their zero GUID fails. The failure is wanted in the
-// trace: it tells a removal of orphans from that of an LSP.
+// trace: it tells a removal of orphans from that of an LSP. Kept, see docs/kept-behaviour.md.
 void DeinstallTarget(CatalogSelector catalog, const LspEntry& target) {
     for (int g = 0; g < target.layerGuidCount; ++g) {
         DeinstallProvider(catalog, &target.layerGuids[g]);

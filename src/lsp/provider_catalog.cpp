@@ -71,8 +71,8 @@ WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
     WSAPROTOCOL_INFOW* providers =
         FetchCatalog(reinterpret_cast<EnumFunction>(reinterpret_cast<void*>(function)), count, &fetched);
     if (fetched) {
-        // The library is released only after a success. After a failure it stays loaded, as callers have
-        // always seen it.
+        // The library is released only after a success. After a failure it stays loaded. Kept, see
+        // docs/kept-behaviour.md.
         FreeLibrary(module);
     }
     return providers;

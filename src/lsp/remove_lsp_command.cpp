@@ -40,7 +40,7 @@ void RemoveLsp(bool bothCatalogs, const std::string& dllName) {
     int error = 0;
     const int created = LspCreateHeap(&error);
     if (created != 0) {
-        // Traces the result and not the error code: this is the line that support staff know.
+        // Traces the result and not the error code: support staff know the line. Kept, see docs/kept-behaviour.md.
         Trace("LspCreateHeap failed: error = %d", created);
         WSACleanup();
         return;

@@ -158,8 +158,8 @@ const CAcl::CAce* CDacl::GetAce(UINT index) const {
     return aces_[index].get();
 }
 
-// A Shell sort with the gaps 1, 4, 13, 40 ... It is not stable. It is kept on purpose, for those who read a
-// key's access list: another sort could write equal entries to the key in another order.
+// A Shell sort with the gaps 1, 4, 13, 40 ... It is not stable: another sort could write equal entries to the
+// key in another order. Kept, see docs/kept-behaviour.md.
 void CDacl::SortAces() {
     const size_t count = aces_.size();
     size_t gap = 1;
