@@ -1,7 +1,6 @@
 #include "dll_paths.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "common/text_conversion.h"
 #include "names.h"
@@ -19,18 +18,20 @@ bool IsInCodePage(const std::wstring& path) {
     return conv_to_wchar(conv_to_char(path.c_str()).c_str()) == path;
 }
 
+bool HasFolder(const std::wstring& path) {
+    return path.starts_with(L"\\") || (path.size() > 2 && path[1] == L':');
+}
+
 std::string FileIdentity(const std::wstring& path, bool for32Bit) {
-    const char* known = std::getenv("SystemRoot");
-    const std::string windows = LowerCase(known != nullptr ? FromAnsi(known) : "C:\\Windows");
-    std::string file = LowerCase(ToUtf8(path));
-    std::replace(file.begin(), file.end(), '/', '\\');
-    for (const std::string reference : {"%systemroot%", "%windir%"}) {
-        if (file.starts_with(reference)) {
-            file.replace(0, reference.size(), windows);
-        }
+    const std::string system = LowerCase(FromAnsi(ExpandEnvString("%SystemRoot%\\system32\\")));
+    std::string file = ToUtf8(path);
+    if (IsInCodePage(path) && HasReference(path)) {
+        file = FromAnsi(ExpandEnvString(conv_to_char(path.c_str()).c_str()));
     }
+    file = LowerCase(file);
+    std::replace(file.begin(), file.end(), '/', '\\');
     file.erase(0, file.starts_with("\\\\?\\") ? 4 : 0);
-    const std::string system = windows + "\\system32\\";
-    return for32Bit && file.starts_with(system) ? windows + "\\syswow64\\" + file.substr(system.size())
-                                                : file;
+    return for32Bit && file.starts_with(system)
+               ? system.substr(0, system.size() - 9) + "syswow64\\" + file.substr(system.size())
+               : file;
 }

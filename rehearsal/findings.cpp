@@ -41,15 +41,25 @@ void AddOnce(std::vector<std::string>& texts, const std::string& text) {
     }
 }
 
+// Why a DLL that the command was given is not deleted; empty when there is no reason to tell.
+std::string ReasonToStay(const Foreseen& foreseen) {
+    if (foreseen.sharedCount > 1) {
+        return "it has a shared count of " + std::to_string(foreseen.sharedCount);
+    }
+    if (HasReference(foreseen.dllPath)) {
+        return "its path has an environment reference";
+    }
+    if (!HasFolder(foreseen.dllPath)) {
+        return "its path has no folder";
+    }
+    return IsInCodePage(foreseen.dllPath) ? "" : "its path is not in the code page";
+}
+
 void LookAtFile(Search& search) {
     const Foreseen& foreseen = search.foreseen;
-    const std::string reason = foreseen.sharedCount > 1
-                                   ? "has a shared count of " + std::to_string(foreseen.sharedCount)
-                               : HasReference(foreseen.dllPath)  ? "has an environment reference in its path"
-                               : !IsInCodePage(foreseen.dllPath) ? "has a path that is not in the code page"
-                                                                 : "";
+    const std::string reason = ReasonToStay(foreseen);
     if (!foreseen.dllPath.empty() && !foreseen.fileGoes && !reason.empty()) {
-        search.findings.leaves.push_back("The DLL stays, as it " + reason + ": " + ToUtf8(foreseen.dllPath));
+        search.findings.leaves.push_back("The DLL stays, as " + reason + ": " + ToUtf8(foreseen.dllPath));
     }
 }
 
@@ -78,40 +88,61 @@ void LookAtChain(const SimulatedEntry& entry, const SimulatedCatalog& catalog, b
     }
 }
 
+// Why an LSP with that DLL name stays.
+std::string ReasonOfName(const SimulatedEntry& entry, bool is32, const Search& search) {
+    if (is32) {
+        return " stays: names are looked for in the 64-bit catalog alone";
+    }
+    return search.foreseen.found && FileNameOf(ToUtf8(entry.path)) == search.dllName
+               ? " stays: run the command until the name is not found"
+               : " stays: the command does not find it, see the trace";
+}
+
 // An entry that stays, and whose DLL goes or has the name.
 void LookAtDll(const SimulatedEntry& entry, bool is32, Search& search) {
     const Foreseen& foreseen = search.foreseen;
-    const std::string file = FileNameOf(ToUtf8(entry.path));
-    const bool isLsp = IsKind(entry.info, LAYERED_PROTOCOL) && !entry.path.empty();
-    if (foreseen.fileGoes && FileIdentity(entry.path, is32) == FileIdentity(foreseen.dllPath, false)) {
+    const std::string identity = FileIdentity(entry.path, is32);
+    const bool losesFile = foreseen.fileGoes && identity == FileIdentity(foreseen.dllPath, false);
+    if (losesFile) {
         search.findings.breaks.push_back(Title(entry, is32) + " has the DLL that is deleted");
-    } else if (isLsp && file == search.dllName) {
-        search.findings.leaves.push_back(
-            Title(entry, is32) + (is32 ? " stays: names are looked for in the 64-bit catalog alone"
-                                  : foreseen.found ? " stays: run the command until the name is not found"
-                                                   : " stays: the command does not find it, see the trace"));
-    } else if (isLsp && SameInOtherLetters(file, search.dllName) && foreseen.fileGoes) {
+    }
+    if (!IsKind(entry.info, LAYERED_PROTOCOL) || entry.path.empty()) {
+        return;
+    }
+    std::string path = ToUtf8(entry.path);
+    std::replace(path.begin(), path.end(), '/', '\\'); // other programs take both
+    const std::string file = FileNameOf(path);
+    if (file == search.dllName) {
+        search.findings.leaves.push_back(Title(entry, is32) + ReasonOfName(entry, is32, search));
+    } else if (SameInOtherLetters(file, search.dllName) && foreseen.fileGoes && !losesFile) {
         search.findings.leaves.push_back(Title(entry, is32) +
                                          " stays, and can have the deleted file under another path");
-    } else if (isLsp && SameInOtherLetters(file, search.dllName)) {
+    } else if (SameInOtherLetters(file, search.dllName) && !losesFile) {
         search.findings.hints.push_back(Title(entry, is32));
-    } else if (isLsp && is32 && foreseen.found && !HasProvider(search.machine.state.catalog64, entry)) {
+    } else if (is32 && foreseen.found && !losesFile && !HasProvider(search.machine.state.catalog64, entry)) {
         search.findings.leaves.push_back(Title(entry, is32) + " stays: only the 32-bit catalog has it");
     }
 }
 
-// An entry that goes: a base provider, one of an LSP that stays, or one with another DLL.
+// An entry that goes: a base provider, another LSP, one of an LSP that stays, or one with another DLL.
 void LookAtGone(const SimulatedEntry& entry, const std::set<DWORD>& staying, bool is32, Search& search) {
     const DWORD owner = entry.info.ProtocolChain.ChainEntries[0];
     const std::string file = FileIdentity(entry.path, is32);
+    const bool isOther = !file.empty() && file != FileIdentity(search.foreseen.dllPath, false);
     if (IsKind(entry.info, BASE_PROTOCOL)) {
         search.findings.breaks.push_back(Title(entry, is32) +
-                                         " goes, too: a base provider with the id of one that is removed");
+                                         " goes, too: a base provider with the GUID of an entry that is "
+                                         "removed; only the reset brings it back");
+    } else if (IsKind(entry.info, LAYERED_PROTOCOL) && isOther && !is32) {
+        search.findings.breaks.push_back(Title(entry, is32) +
+                                         " goes, too: an LSP with the GUID of an entry that is removed");
     } else if (ChainLength(entry.info) >= PROTOCOL_CHAIN && staying.contains(owner)) {
         search.findings.breaks.push_back(Title(entry, is32) + " goes, too, and its LSP " +
                                          std::to_string(owner) + " stays");
-    } else if (is32 && !file.empty() && file != FileIdentity(search.foreseen.dllPath, false)) {
-        AddOnce(search.findings.leaves, "The DLL of the 32-bit half stays on the disk: " + file);
+    } else if (isOther) {
+        AddOnce(search.findings.leaves, (is32 ? "The DLL of the 32-bit half stays on the disk: "
+                                              : "The DLL of a removed entry stays on the disk: ") +
+                                            file);
     }
 }
 
@@ -149,9 +180,10 @@ const char* VerdictText(Verdict verdict) {
         return "NOTHING TO DO";
     case Verdict::kLeavesWork:
         return "LEAVES WORK";
-    default:
+    case Verdict::kBreaksOthers:
         return "BREAKS OTHERS";
     }
+    return "";
 }
 
 Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, const std::string& dllName) {
@@ -160,11 +192,12 @@ Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, cons
     search.findings.gone64 = LookAtCatalog(machine.state.catalog64, foreseen.after.catalog64, false, search);
     search.findings.gone32 = LookAtCatalog(machine.state.catalog32, foreseen.after.catalog32, true, search);
     for (const auto& [name, path] : machine.namespaces) {
-        if (foreseen.found && SameInOtherLetters(FileNameOf(path), search.dllName)) {
-            AddOnce(search.findings.leaves, "The namespace provider \"" + name + "\" names the DLL: " + path);
+        if (!dllName.empty() && SameInOtherLetters(FileNameOf(path), search.dllName)) {
+            AddOnce(search.findings.leaves, "The namespace provider \"" + name + "\" names the DLL: " + path +
+                                                (foreseen.fileGoes ? "; name look-ups fail without it" : ""));
         }
     }
-    if (foreseen.found && !machine.warnings.empty()) {
+    if (machine.incomplete) {
         search.findings.leaves.push_back("Not all of this machine could be read: see the warnings");
     }
     search.findings.verdict = !search.findings.breaks.empty()   ? Verdict::kBreaksOthers

@@ -26,9 +26,9 @@ namespace {
 // The messages of RemoveFile, which decides by the path as it is in the ANSI code page.
 void ForeseeFile(const Machine& machine, Foreseen& foreseen) {
     const std::string path = conv_to_char(foreseen.dllPath.c_str());
-    const bool exists =
-        machine.live ? GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES
-                     : !path.empty() && !HasReference(foreseen.dllPath) && IsInCodePage(foreseen.dllPath);
+    const bool exists = machine.live ? GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES
+                                     : HasFolder(foreseen.dllPath) && !HasReference(foreseen.dllPath) &&
+                                           IsInCodePage(foreseen.dllPath);
     if (!exists) {
         Trace("warning: file '%s' not exist", path.c_str());
         return;

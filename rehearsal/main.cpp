@@ -63,6 +63,9 @@ Options ParseWords(int argc, char** argv) {
     }
     // As the command line of norvane64.exe does: further words belong to the name.
     for (int i = at; options.command == "lsp" && i < argc; ++i) {
+        if (std::string(argv[i]).starts_with("--")) {
+            throw std::runtime_error(std::string("an option behind the command: ") + argv[i]);
+        }
         options.dllName += (i == at ? "" : " ") + std::string(argv[i]);
     }
     const bool known =

@@ -27,7 +27,7 @@ std::string FileFate(const Foreseen& foreseen) {
 std::vector<std::string> TakenForGranted(const Machine& machine) {
     std::vector<std::string> granted = {"that Windows grants each call"};
     if (!machine.live) {
-        granted.push_back("that the DLL exists, and that the folder of Windows and the code page are those "
+        granted.push_back("that the DLL exists, and that the folders of Windows and the code page are those "
                           "of this machine");
         if (machine.sharedCounts.empty()) {
             granted.push_back(
@@ -46,13 +46,16 @@ std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const 
                        Printable(FromAnsi(dllName)) + "\" on " + Printable(machine.name) + "\n\n";
     text += "Entries that go: " + std::to_string(findings.gone64) + " of the 64-bit catalog, " +
             std::to_string(findings.gone32) + " of the 32-bit catalog.\n" + FileFate(foreseen);
+    text += dllName.find_first_of("\\/:") == std::string::npos
+                ? ""
+                : "The name has to be a bare file name, without a folder.\n";
     text += changes ? "A restart is due afterwards: programs that run keep the old catalogs.\n"
                     : "No restart is due.\n";
     text += Section("This breaks", findings.breaks);
     text += findings.breaks.empty()
                 ? ""
-                : "  What to do: reinstall the products that have these DLLs; or \"netsh winsock "
-                  "reset\", which removes every LSP, and a restart.\n";
+                : "  What to do: reinstall the products that have these DLLs, other than the one that is "
+                  "removed; or \"netsh winsock reset\", which removes every LSP, and a restart.\n";
     text += Section("This stays", findings.leaves) +
             Section("Letter case counts in the name. There is", findings.hints);
     text += Warnings(machine) + Section("Taken for granted", TakenForGranted(machine));

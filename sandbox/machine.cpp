@@ -49,48 +49,50 @@ std::vector<std::string> KeysBelow(const RegistryPicture& picture, const std::st
 
 // The entries of a catalog for 64-bit ("64") or 32-bit ("") programs. Adds a warning when the catalog counts others.
 std::vector<std::string> EntryKeys(const RegistryPicture& picture, const std::string& catalog,
-                                   const std::string& bits, std::vector<std::string>& warnings) {
+                                   const std::string& bits, Machine& machine) {
     std::vector<std::string> keys = KeysBelow(picture, catalog + "\\Catalog_Entries" + bits);
     const long long count = Number(Find(picture, catalog, "Num_Catalog_Entries" + bits));
     if (count != static_cast<long long>(keys.size())) {
-        warnings.push_back(catalog + ": Num_Catalog_Entries" + bits + " is " +
-                           (count < 0 ? "missing" : std::to_string(count)) + ", and there are " +
-                           std::to_string(keys.size()));
+        machine.incomplete = machine.incomplete || count > static_cast<long long>(keys.size());
+        machine.warnings.push_back(catalog + ": Num_Catalog_Entries" + bits + " is " +
+                                   (count < 0 ? "missing" : std::to_string(count)) + ", and there are " +
+                                   std::to_string(keys.size()));
     }
     return keys;
 }
 
 // Takes a packed item apart. Adds a warning for each thing about it that Windows would not have written.
-SimulatedEntry UnpackItem(const std::string& key, const std::string& bytes,
-                          std::vector<std::string>& warnings) {
+SimulatedEntry UnpackItem(const std::string& key, const std::string& bytes, Machine& machine) {
     SimulatedEntry entry = {};
     const size_t pathEnd = std::min(bytes.find('\0'), kPathBytes);
     std::memcpy(&entry.info, bytes.data() + kPathBytes, sizeof(entry.info));
     entry.path = conv_to_wchar(bytes.substr(0, pathEnd).c_str());
     if (pathEnd == kPathBytes) {
-        warnings.push_back(key + ": the path has no end");
+        machine.incomplete = true;
+        machine.warnings.push_back(key + ": the path has no end");
     }
     if (wcsnlen(entry.info.szProtocol, WSAPROTOCOL_LEN + 1) > WSAPROTOCOL_LEN) {
-        warnings.push_back(key + ": the name has no end");
+        machine.warnings.push_back(key + ": the name has no end");
     }
     const int length = entry.info.ProtocolChain.ChainLen;
     if (length < 0 || length > MAX_PROTOCOL_CHAIN) {
-        warnings.push_back(key + ": a chain of " + std::to_string(length) + " ids");
+        machine.warnings.push_back(key + ": a chain of " + std::to_string(length) + " ids");
     }
     return entry;
 }
 
 SimulatedCatalog ReadCatalog(const RegistryPicture& picture, const std::string& catalog,
-                             const std::string& bits, std::vector<std::string>& warnings) {
+                             const std::string& bits, Machine& machine) {
     SimulatedCatalog entries;
-    for (const std::string& key : EntryKeys(picture, catalog, bits, warnings)) {
+    for (const std::string& key : EntryKeys(picture, catalog, bits, machine)) {
         const RegistryValue* item = Find(picture, key, "PackedCatalogItem");
         const size_t size = item == nullptr ? 0 : item->bytes.size();
         if (size != kPathBytes + sizeof(WSAPROTOCOL_INFOW)) {
-            warnings.push_back(key + ": left out, as its PackedCatalogItem has " + std::to_string(size) +
-                               " bytes");
+            machine.incomplete = true;
+            machine.warnings.push_back(key + ": left out, as its PackedCatalogItem has " +
+                                       std::to_string(size) + " bytes");
         } else {
-            entries.push_back(UnpackItem(key, item->bytes, warnings));
+            entries.push_back(UnpackItem(key, item->bytes, machine));
         }
     }
     return entries;
@@ -99,15 +101,16 @@ SimulatedCatalog ReadCatalog(const RegistryPicture& picture, const std::string& 
 void ReadCatalogs(const RegistryPicture& picture, const std::string& parameters, Machine& machine) {
     const std::string name = Text(picture, parameters, "Current_Protocol_Catalog");
     const std::string catalog = parameters + "\\" + name;
-    const auto hasKey = [&](const char* key) {
-        return picture.loweredKeys.contains(LowerCase(catalog + "\\" + key));
-    };
-    if (name.empty() || !hasKey("Catalog_Entries64") || !hasKey("Catalog_Entries")) {
-        throw std::runtime_error(name.empty() ? parameters + ": no Current_Protocol_Catalog"
-                                              : catalog + ": no Catalog_Entries64, or no Catalog_Entries");
+    if (name.empty()) {
+        throw std::runtime_error(parameters + ": no Current_Protocol_Catalog");
     }
-    machine.state.catalog64 = ReadCatalog(picture, catalog, "64", machine.warnings);
-    machine.state.catalog32 = ReadCatalog(picture, catalog, "", machine.warnings);
+    for (const char* key : {"Catalog_Entries64", "Catalog_Entries"}) {
+        if (!picture.loweredKeys.contains(LowerCase(catalog + "\\" + key))) {
+            throw std::runtime_error(catalog + ": no " + key);
+        }
+    }
+    machine.state.catalog64 = ReadCatalog(picture, catalog, "64", machine);
+    machine.state.catalog32 = ReadCatalog(picture, catalog, "", machine);
     const long long next = Number(Find(picture, catalog, "Next_Catalog_Entry_ID"));
     machine.state.nextId = static_cast<DWORD>(std::max(next, 1001LL));
     if (next < 0) {
@@ -122,7 +125,7 @@ void ReadNamespaces(const RegistryPicture& picture, const std::string& parameter
         return;
     }
     for (const char* bits : {"64", ""}) {
-        for (const std::string& key : EntryKeys(picture, parameters + "\\" + name, bits, machine.warnings)) {
+        for (const std::string& key : EntryKeys(picture, parameters + "\\" + name, bits, machine)) {
             machine.namespaces.emplace_back(Text(picture, key, "DisplayString"),
                                             Text(picture, key, "LibraryPath"));
             if (machine.namespaces.back().second.empty()) {
@@ -178,6 +181,9 @@ void ReadFile(const std::string& content, Machine& machine) {
     if (content.empty()) {
         throw std::runtime_error("1: the file cannot be read, or is empty");
     }
+    if (content.starts_with("\xEF\xBB\xBF") || content.starts_with("\xFE\xFF")) {
+        throw std::runtime_error("1: saved in another encoding than \"reg export\" writes, which is UTF-16");
+    }
     if (IsRegistryExport(content)) {
         RegistryPicture picture;
         AddRegistryExport(content, picture);
@@ -207,10 +213,15 @@ Machine ReadMachine(const std::vector<std::string>& pictures) {
     Machine machine;
     for (const std::string& file : pictures) {
         machine.name += (machine.name.empty() ? "" : " ") + FromAnsi(file);
+        const bool hadCatalogs = machine.hasCatalogs;
+        const size_t counts = machine.sharedCounts.size();
         try {
             ReadFile(ReadWholeFile(file), machine);
         } catch (const std::runtime_error& error) {
             throw std::runtime_error(FromAnsi(file) + ":" + error.what());
+        }
+        if (machine.hasCatalogs == hadCatalogs && machine.sharedCounts.size() == counts) {
+            machine.warnings.push_back(FromAnsi(file) + ": nothing in it is used");
         }
     }
     if (pictures.empty()) {

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <cctype>
 #include <cwchar>
 
 #include "common/text_conversion.h"
@@ -22,11 +21,14 @@ std::string ToUtf8(const std::wstring& text) {
     return conv_wchar_to_utf8(text.c_str());
 }
 
-std::string Printable(std::string text) {
-    for (char& c : text) {
-        c = iscntrl(static_cast<unsigned char>(c)) != 0 ? '?' : c;
+std::string Printable(const std::string& text) {
+    std::wstring wide = conv_utf8_to_wchar(text.c_str());
+    for (wchar_t& c : wide) {
+        const bool control = c < 0x20 || (c >= 0x7F && c <= 0x9F);
+        const bool otherLineOrDirection = c >= 0x2028 && c <= 0x202E;
+        c = control || otherLineOrDirection ? L'?' : c;
     }
-    return text;
+    return ToUtf8(wide);
 }
 
 std::string Shown(const std::wstring& text) {

@@ -14,8 +14,9 @@ std::string FromAnsi(const std::string& text);
 // A text of the catalogs.
 std::string ToUtf8(const std::wstring& text);
 
-// A text in UTF-8 with "?" for its control characters, which could forge lines of a report.
-std::string Printable(std::string text);
+// A text in UTF-8 with "?" for its control characters and those that change lines or directions, which could forge lines of a
+// report.
+std::string Printable(const std::string& text);
 
 // A text of the catalogs, such as a path, printable.
 std::string Shown(const std::wstring& text);

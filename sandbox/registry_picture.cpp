@@ -46,7 +46,10 @@ std::string NextLine(Reader& reader) {
     if (reader.at >= reader.text.size()) {
         throw std::runtime_error("the file is cut off");
     }
-    const size_t end = std::min(reader.text.find('\n', reader.at), reader.text.size());
+    const size_t end = reader.text.find('\n', reader.at);
+    if (end == std::string::npos) {
+        throw std::runtime_error("the file is cut off");
+    }
     std::string line = reader.text.substr(reader.at, end - reader.at);
     reader.at = end + 1;
     ++reader.line;
@@ -126,6 +129,9 @@ void AddTypedValue(Reader& reader, std::string line, const std::string& name, bo
     const std::string kind = line.substr(0, colon);
     line.erase(0, colon + 1);
     if (kind == "dword") {
+        if (line.size() != 2 * sizeof(DWORD)) {
+            throw std::runtime_error("not a number of eight digits: " + line.substr(0, 100));
+        }
         const DWORD number = ParseNumber32("0x" + line);
         AddValue(key, name, REG_DWORD, {reinterpret_cast<const char*>(&number), sizeof(number)}, wide,
                  picture);

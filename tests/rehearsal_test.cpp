@@ -87,7 +87,7 @@ TEST_F(RehearsalTest, ForeseesWhatTheProgramDoes) {
                                        : RandomMachine(random);
         const char* const names[] = {"a.dll", "b.dll", "c.dll", "d & \xE9.dll", "\"\""};
         const std::string name = round == 0 ? "examplelsp.dll" : names[random() % 5];
-        for (const char* file : {"C:\\p\\a.dll", "C:\\p\\b.dll", "C:\\p\\d & \xE9.dll", "C:\\sandbox\\a.dll",
+        for (const char* file : {"C:\\p\\a.dll", "C:\\p\\b.dll", "C:\\p\\d & \xE9.dll",
                                  "C:\\windows\\system32\\examplelsp.dll"}) {
             WriteWholeFile(file, "stands for a DLL");
         }
@@ -218,11 +218,12 @@ TEST_F(RehearsalTest, ALineThatWindowsDoesNotWriteIsRefused) {
         {"\"a\"=hex:0102", "not hexadecimal bytes: 0102"},
         {"\"a\"=hex:01,", "not hexadecimal bytes: 01,"},
         {"\"a\"=hex:\xC2\xB1", "not hexadecimal bytes: \xC2\xB1"},
+        {"\"a\"=dword:0000002", "not a number of eight digits: 0000002"},
         {"\"a\"=hex:01,\\\r\n\r\n", "not hexadecimal bytes: "},
         {"\"a\"=hex:01,\\", "the file is cut off"}};
     const std::string sound = ExportOf(ParseWinsockState("entry 1 {1} length=1"));
     for (const auto& [line, verdict] : lines) {
-        WritePicture(sound + line);
+        WritePicture(sound + line + "\r\n");
         try {
             ReadMachine({kPicture});
             ADD_FAILURE() << line;
