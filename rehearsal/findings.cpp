@@ -44,7 +44,8 @@ void AddOnce(std::vector<std::string>& texts, const std::string& text) {
 // Why a DLL that the command was given is not deleted; empty when there is no reason to tell.
 std::string ReasonToStay(const Foreseen& foreseen) {
     if (foreseen.sharedCount > 1) {
-        return "it has a shared count of " + std::to_string(foreseen.sharedCount);
+        return "it has a shared count of " + std::to_string(foreseen.sharedCount) + ", which becomes " +
+               std::to_string(foreseen.sharedCount - 1);
     }
     if (HasReference(foreseen.dllPath)) {
         return "its path has an environment reference";
@@ -61,30 +62,56 @@ void LookAtFile(Search& search) {
     if (!foreseen.dllPath.empty() && !foreseen.fileGoes && !reason.empty()) {
         search.findings.leaves.push_back("The DLL stays, as " + reason + ": " + ToUtf8(foreseen.dllPath));
     }
-}
-
-// The LSP that a layered entry belongs to, by the first id of its chain.
-std::string OwnerOf(const SimulatedEntry& layer, const SimulatedCatalog& catalog) {
-    for (const SimulatedEntry& entry : catalog) {
-        if (IsLayerOf(layer.info, entry.info.dwCatalogEntryId)) {
-            return ", of the LSP " + std::to_string(entry.info.dwCatalogEntryId) + " " + NameOf(entry.info) +
-                   ",";
-        }
+    if (foreseen.fileGoes && foreseen.sharedCount == 0) {
+        search.findings.leaves.push_back("A wrong shared count, 4294967295, stays for the DLL");
     }
-    return ", of no LSP,";
 }
 
-// Ids that were gone before are not this removal's doing.
-void LookAtChain(const SimulatedEntry& entry, const SimulatedCatalog& catalog, bool is32,
-                 const std::set<DWORD>& gone, Search& search) {
+// The LSP that a layered entry belongs to, by the first id of its chain; null for an orphan.
+const SimulatedEntry* OwnerOf(const SimulatedEntry& layer, const SimulatedCatalog& catalog) {
+    const auto found = std::find_if(catalog.begin(), catalog.end(), [&](const SimulatedEntry& entry) {
+        return IsLayerOf(layer.info, entry.info.dwCatalogEntryId);
+    });
+    return found == catalog.end() ? nullptr : &*found;
+}
+
+// The same as words, with its DLL where that is another one.
+std::string OwnerText(const SimulatedEntry& layer, const SimulatedCatalog& catalog) {
+    const SimulatedEntry* owner = OwnerOf(layer, catalog);
+    if (owner == nullptr) {
+        return ", of no LSP,";
+    }
+    return ", of the LSP " + std::to_string(owner->info.dwCatalogEntryId) + " " + NameOf(owner->info) +
+           (owner->path == layer.path ? "" : " (" + Shown(owner->path) + ")") + ",";
+}
+
+bool IsChain(const SimulatedEntry& entry) {
+    return ChainLength(entry.info) >= PROTOCOL_CHAIN;
+}
+
+using Ids = std::set<DWORD>;
+
+Ids IdsOf(const SimulatedCatalog& catalog) {
+    Ids ids;
+    for (const SimulatedEntry& entry : catalog) {
+        ids.insert(entry.info.dwCatalogEntryId);
+    }
+    return ids;
+}
+
+// A chain that names ids that are gone: some of them since this removal, or all of them before it.
+void LookAtChain(const SimulatedEntry& entry, const SimulatedCatalog& catalog, bool is32, const Ids& before,
+                 const Ids& after, Search& search) {
     std::string named;
+    bool goneNow = false;
     for (int i = 0; i < ChainLength(entry.info); ++i) {
         const DWORD id = entry.info.ProtocolChain.ChainEntries[i];
-        named += gone.contains(id) ? (named.empty() ? "" : ", ") + std::to_string(id) : "";
+        goneNow = goneNow || (before.contains(id) && !after.contains(id));
+        named += after.contains(id) ? "" : (named.empty() ? "" : ", ") + std::to_string(id);
     }
-    if (!named.empty() && ChainLength(entry.info) >= PROTOCOL_CHAIN) {
-        search.findings.breaks.push_back(Title(entry, is32) + OwnerOf(entry, catalog) +
-                                         " names ids that are gone: " + named);
+    if (IsChain(entry) && !named.empty()) {
+        (goneNow ? search.findings.breaks : search.findings.already)
+            .push_back(Title(entry, is32) + OwnerText(entry, catalog) + " names ids that are gone: " + named);
     }
 }
 
@@ -99,12 +126,14 @@ std::string ReasonOfName(const SimulatedEntry& entry, bool is32, const Search& s
 }
 
 // An entry that stays, and whose DLL goes or has the name.
-void LookAtDll(const SimulatedEntry& entry, bool is32, Search& search) {
+void LookAtDll(const SimulatedEntry& entry, const SimulatedCatalog& catalog, bool is32, Search& search) {
     const Foreseen& foreseen = search.foreseen;
     const std::string identity = FileIdentity(entry.path, is32);
     const bool losesFile = foreseen.fileGoes && identity == FileIdentity(foreseen.dllPath, false);
     if (losesFile) {
-        search.findings.breaks.push_back(Title(entry, is32) + " has the DLL that is deleted");
+        search.findings.breaks.push_back(Title(entry, is32) +
+                                         (IsChain(entry) ? OwnerText(entry, catalog) : "") +
+                                         " has the DLL that is deleted");
     }
     if (!IsKind(entry.info, LAYERED_PROTOCOL) || entry.path.empty()) {
         return;
@@ -125,7 +154,7 @@ void LookAtDll(const SimulatedEntry& entry, bool is32, Search& search) {
 }
 
 // An entry that goes: a base provider, another LSP, one of an LSP that stays, or one with another DLL.
-void LookAtGone(const SimulatedEntry& entry, const std::set<DWORD>& staying, bool is32, Search& search) {
+void LookAtGone(const SimulatedEntry& entry, const Ids& staying, bool is32, Search& search) {
     const DWORD owner = entry.info.ProtocolChain.ChainEntries[0];
     const std::string file = FileIdentity(entry.path, is32);
     const bool isOther = !file.empty() && file != FileIdentity(search.foreseen.dllPath, false);
@@ -136,7 +165,7 @@ void LookAtGone(const SimulatedEntry& entry, const std::set<DWORD>& staying, boo
     } else if (IsKind(entry.info, LAYERED_PROTOCOL) && isOther && !is32) {
         search.findings.breaks.push_back(Title(entry, is32) +
                                          " goes, too: an LSP with the GUID of an entry that is removed");
-    } else if (ChainLength(entry.info) >= PROTOCOL_CHAIN && staying.contains(owner)) {
+    } else if (IsChain(entry) && staying.contains(owner)) {
         search.findings.breaks.push_back(Title(entry, is32) + " goes, too, and its LSP " +
                                          std::to_string(owner) + " stays");
     } else if (isOther) {
@@ -146,25 +175,30 @@ void LookAtGone(const SimulatedEntry& entry, const std::set<DWORD>& staying, boo
     }
 }
 
+// A chain entry that stays although its LSP is gone, with the DLL that is looked for, or while orphans are.
+void LookAtOrphan(const SimulatedEntry& entry, const SimulatedCatalog& catalog, bool is32, Search& search) {
+    const bool isMeant = search.dllName.empty() || FileNameOf(ToUtf8(entry.path)) == search.dllName;
+    if (IsChain(entry) && OwnerOf(entry, catalog) == nullptr && isMeant) {
+        search.findings.leaves.push_back(
+            Title(entry, is32) + " stays, and belongs to no LSP" +
+            (is32 ? ": those of the 32-bit catalog go only with one of the same GUID in the 64-bit catalog"
+                  : ": \"remove lsp \"\"\" takes such entries out"));
+    }
+}
+
 // Returns the number of entries that go.
 size_t LookAtCatalog(const SimulatedCatalog& before, const SimulatedCatalog& after, bool is32,
                      Search& search) {
-    std::set<DWORD> gone;
-    std::set<DWORD> staying;
-    for (const SimulatedEntry& entry : before) {
-        gone.insert(entry.info.dwCatalogEntryId);
-    }
+    const Ids idsBefore = IdsOf(before);
+    const Ids idsAfter = IdsOf(after);
     for (const SimulatedEntry& entry : after) {
-        gone.erase(entry.info.dwCatalogEntryId);
-        staying.insert(entry.info.dwCatalogEntryId);
-    }
-    for (const SimulatedEntry& entry : after) {
-        LookAtChain(entry, after, is32, gone, search);
-        LookAtDll(entry, is32, search);
+        LookAtChain(entry, after, is32, idsBefore, idsAfter, search);
+        LookAtDll(entry, after, is32, search);
+        LookAtOrphan(entry, after, is32, search);
     }
     for (const SimulatedEntry& entry : before) {
-        if (gone.contains(entry.info.dwCatalogEntryId)) {
-            LookAtGone(entry, staying, is32, search);
+        if (!idsAfter.contains(entry.info.dwCatalogEntryId)) {
+            LookAtGone(entry, idsAfter, is32, search);
         }
     }
     return before.size() - after.size();
@@ -191,7 +225,8 @@ Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, cons
     LookAtFile(search);
     search.findings.gone64 = LookAtCatalog(machine.state.catalog64, foreseen.after.catalog64, false, search);
     search.findings.gone32 = LookAtCatalog(machine.state.catalog32, foreseen.after.catalog32, true, search);
-    for (const auto& [name, path] : machine.namespaces) {
+    for (auto [name, path] : machine.namespaces) {
+        std::replace(path.begin(), path.end(), '/', '\\');
         if (!dllName.empty() && SameInOtherLetters(FileNameOf(path), search.dllName)) {
             AddOnce(search.findings.leaves, "The namespace provider \"" + name + "\" names the DLL: " + path +
                                                 (foreseen.fileGoes ? "; name look-ups fail without it" : ""));

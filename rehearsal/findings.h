@@ -12,10 +12,11 @@ enum class Verdict { kClean = 0, kNothingToDo = 2, kLeavesWork = 3, kBreaksOther
 
 struct Findings {
     Verdict verdict = Verdict::kClean;
-    std::vector<std::string> leaves; // what stays, a sentence each
-    std::vector<std::string> breaks; // what is hurt, a sentence each
-    std::vector<std::string> hints;  // LSPs of that name in other letters
-    size_t gone64 = 0;               // entries that go from each catalog
+    std::vector<std::string> leaves;  // what stays, a sentence each
+    std::vector<std::string> breaks;  // what is hurt, a sentence each
+    std::vector<std::string> already; // what is broken before the removal, a sentence each
+    std::vector<std::string> hints;   // LSPs of that name in other letters
+    size_t gone64 = 0;                // entries that go from each catalog
     size_t gone32 = 0;
 };
 

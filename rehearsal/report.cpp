@@ -43,7 +43,8 @@ std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const 
                         const std::string& dllName) {
     const bool changes = findings.gone64 + findings.gone32 > 0;
     std::string text = std::string(VerdictText(findings.verdict)) + ": \"remove lsp " +
-                       Printable(FromAnsi(dllName)) + "\" on " + Printable(machine.name) + "\n\n";
+                       (dllName.empty() ? "\"\"" : Printable(FromAnsi(dllName))) + "\" on " +
+                       Printable(machine.name) + "\n\n";
     text += "Entries that go: " + std::to_string(findings.gone64) + " of the 64-bit catalog, " +
             std::to_string(findings.gone32) + " of the 32-bit catalog.\n" + FileFate(foreseen);
     text += dllName.find_first_of("\\/:") == std::string::npos
@@ -56,7 +57,7 @@ std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const 
                 ? ""
                 : "  What to do: reinstall the products that have these DLLs, other than the one that is "
                   "removed; or \"netsh winsock reset\", which removes every LSP, and a restart.\n";
-    text += Section("This stays", findings.leaves) +
+    text += Section("This stays", findings.leaves) + Section("This is broken already", findings.already) +
             Section("Letter case counts in the name. There is", findings.hints);
     text += Warnings(machine) + Section("Taken for granted", TakenForGranted(machine));
     text += "\nThe catalogs before\n" + DrawCatalogs(machine.state) + "\nThe catalogs after\n" +
