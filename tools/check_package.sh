@@ -13,16 +13,17 @@ check() {
     if eval "$2"; then echo "ok: package: $1"; else echo "FAILED: package: $1" && failed=1; fi
 }
 
-# What git knows, as it is here, in a folder of another name.
-tools/package.sh
-mkdir "$work/other"
-git ls-files -z | xargs -0 cp --parents -t "$work/other"
+# What git knows, as it is here, in two folders; a release that lies in dist is left alone.
+mkdir "$work/one" "$work/other"
+git ls-files -z | xargs -0 cp --parents -t "$work/one"
+cp -r "$work/one/." "$work/other"
+(cd "$work/one" && tools/package.sh)
 (cd "$work/other" && TZ=Asia/Tokyo CXXFLAGS=-Werror tools/package.sh)
-for zip in dist/*.zip; do
-    check "same bytes of ${zip##*/} in another folder" 'cmp -s "$zip" "$work/other/$zip"'
+for zip in "$work"/one/dist/*.zip; do
+    check "same bytes of ${zip##*/} in another folder" 'cmp -s "$zip" "$work/other/dist/${zip##*/}"'
 done
 
-unzip -q dist/norvane64-*[0-9].zip -d "$work"
+unzip -q "$work"/one/dist/norvane64-*[0-9].zip -d "$work"
 package=$(echo "$work"/norvane64-*)
 (cd "$package" && sha256sum --quiet -c SHA256SUMS) || script_fail "The sums are not those of the package."
 check "each file has its sum" '[ "$(find "$package" -type f | wc -l)" = $(($(wc -l <"$package/SHA256SUMS") + 1)) ]'
@@ -32,7 +33,7 @@ for file in norvane64.exe norvane64-rehearse.exe README.md CHANGELOG.md docs/tra
 done
 mkdir "$work/installed"
 echo "somebody else's" >"$work/installed/other.txt"
-cmake --install build/release --prefix "$work/installed" >/dev/null
+cmake --install "$work/one/build/release" --prefix "$work/installed" >/dev/null
 rm "$work/installed/other.txt"
 check "cmake --install gives the same files" 'diff -r "$package" "$work/installed"'
 

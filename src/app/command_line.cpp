@@ -80,7 +80,7 @@ int RemoveLayeredProvider(const std::string& dllName) {
 
 // Restores the classes of the engine's script languages, then unregisters and registers its DLL. The exit
 // code is the result of the last class, as support staff know it; the results of the others are in the trace
-// only.
+// only. Kept, see docs/kept-behaviour.md.
 int RestoreVbs() {
     Trace("Command detected: restore original DLLs for VBS");
     RestoreOriginalDll("{B54F3741-5B07-11cf-A4B0-00AA004A55E8}");

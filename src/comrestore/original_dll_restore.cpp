@@ -65,7 +65,7 @@ void TraceUnlessAcquired(bool acquired) {
 }
 
 // Traces the result of the write and deletes the kept path, also after a failed write: a second run must not
-// find it again.
+// find it again. Kept, see docs/kept-behaviour.md.
 void FinishRestore(HKEY key, const std::string& keyPath, const char* dll, LONG written) {
     if (written == ERROR_SUCCESS) {
         TraceAtLevel(kExtraFileLevel, "Original dll restored (%s): %s", keyPath.c_str(), dll);
@@ -80,7 +80,7 @@ void FinishRestore(HKEY key, const std::string& keyPath, const char* dll, LONG w
 
 // Sets the default value of the key at keyPath. The length given is twice that of the text, as if the text
 // were wide. Windows ignores the length and reads up to the terminator. The buffer is padded, so that code
-// which does use the length stays within it.
+// which does use the length stays within it. Kept, see docs/kept-behaviour.md.
 LONG SetDefaultValueByPath(const std::string& keyPath, const std::string& dll) {
     const DWORD length = static_cast<DWORD>(2 * dll.size());
     std::string padded = dll;
