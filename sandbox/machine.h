@@ -11,7 +11,7 @@
 struct Machine {
     std::string name;         // of the computer, or of the pictures
     bool live = false;        // whether it is this one, whose disk can be looked at
-    bool incomplete = false; // whether an entry, or its path, could not be read
+    bool incomplete = false;  // whether an entry, or its path, could not be read
     bool hasCatalogs = false; // whether anything described them; they can be empty
     WinsockState state;
     std::vector<std::pair<std::string, std::string>>
