@@ -42,6 +42,9 @@ CatalogSelector Selector(const std::string& word) {
 
 // The last entry of the catalogs, with which the operations install and update.
 WSAPROTOCOL_INFOW* LastEntry() {
+    if (Winsock().state.catalog64.empty()) {
+        throw std::runtime_error("not a catalog with an entry");
+    }
     return &Winsock().state.catalog64.back().info;
 }
 

@@ -43,12 +43,14 @@ class CaseRun {
 
     void Line(std::string line) {
         if (line == "|" || line.starts_with("| ")) {
+            checked_ = true;
             expected_ += line.substr(std::min<size_t>(line.size(), 2)) + "\n";
             return;
         }
         CompareWhole();
         const std::string word = TakeWord(line);
         if (CheckOutput(word, line, output_)) {
+            checked_ = true;
             return;
         }
         line.insert(0, " ");
@@ -58,6 +60,7 @@ class CaseRun {
             throw std::runtime_error("unknown step: " + word);
         }
         output_ = step->run(SplitWords(*step, Unescaped(line.substr(1, arrow == 0 ? 0 : arrow - 1))));
+        checked_ = checked_ || arrow != std::string::npos || word == "fails" || word == "sweep";
         if (arrow != std::string::npos) {
             CheckArrow(line.substr(arrow + kWholeOutput.size()));
         }
@@ -84,8 +87,12 @@ class CaseRun {
         }
     }
 
+    // Whether anything was checked.
+    bool Checked() const { return checked_; }
+
   private:
     const std::vector<Step>& steps_;
+    bool checked_ = false;
     std::string output_;
     std::string expected_;
 };
@@ -166,4 +173,5 @@ void RunCase(const TextCase& textCase, const std::vector<Step>& steps) {
     }
     SCOPED_TRACE("the end of case " + textCase.name);
     run.CompareWhole();
+    EXPECT_TRUE(run.Checked()) << "the case checks nothing";
 }

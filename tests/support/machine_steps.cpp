@@ -276,6 +276,7 @@ void AddToState(const std::string& simulation, std::string lines) {
 
 void PrepareMachine(const std::string& executable) {
     program = executable;
+    lastExitCode = MAXDWORD;
     MakeReadable();
     for (const std::string simulation : {"winsock", "netcfg"}) {
         WriteWholeFile(StateFile(simulation), ReadWholeFile(kSandbox + "sample_" + simulation + ".txt"));
