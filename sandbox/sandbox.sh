@@ -68,8 +68,8 @@ sandbox_forget_prefix() {
     [[ ! $temporary =~ ^wine-[A-Za-z0-9]+$ ]] || rm -rf "/tmp/$temporary"
 }
 
-# sandbox_find NAMES...: the first of Wine's programs that is there, with Debian's folder before each name or without. Debian has the loader itself in a folder of its own;
-# the command "wine" is a wrapper that looks for a 32-bit Wine first, and complains.
+# sandbox_find NAMES...: the first of Wine's programs that is there, with Debian's folder before each name or without. The
+# loader itself is in that folder; the command "wine" is a wrapper that looks for a 32-bit Wine first, and complains.
 sandbox_find() {
     local name
     for name in "${@/#//usr/lib/wine/}" "$@"; do

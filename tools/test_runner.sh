@@ -53,7 +53,7 @@ run_tests() {
     failed=$(summary_of "$log" FAILED)
     if [ -z "$passed" ]; then
         current=$(tr -d '\r' <"$log" | sed -n 's/^\[ RUN      \] //p' | tail -n 1)
-        ! grep -q '^(exit code 124)$' "$log" || script_fail "The tests took more than ten minutes, in ${current:-none yet}."
+        ! grep -q '^(exit code \(124\|137\))$' "$log" || script_fail "The tests took more than ten minutes, in ${current:-none yet}."
         script_fail "The test program ended without its summary, in ${current:-no test yet}."
     fi
     ((passed + ${failed:-0} == listed)) || script_fail "Only $((passed + ${failed:-0})) of $listed tests ran."
