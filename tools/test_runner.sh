@@ -26,7 +26,8 @@ summary_of() {
 run_logged() {
     local log=$1 program watch
     shift
-    (sandbox_exec "$@" >"$log" 2>&1) &
+    : >"$log" # there when it is first read
+    (sandbox_exec "$@" >>"$log" 2>&1) &
     program=$!
     { "$(sandbox_find wineserver64 wineserver)" -w && sleep 3 && kill "$program"; } 2>/dev/null &
     watch=$!
