@@ -34,9 +34,9 @@ sandbox_enter() {
         echo "Not jailed: this machine grants no namespaces (${refusal%%$'\n'*})" >&2
         jail=(env)
     fi
-    # In the background, so that a signal ends the waiting at once. Debian 13's Wine aborts when TMPDIR is set.
-    env -u TMPDIR -u XDG_RUNTIME_DIR -u XDG_CONFIG_HOME -u XDG_DATA_HOME -u XDG_CACHE_HOME \
-        -u GTEST_TOTAL_SHARDS -u GTEST_COLOR LC_ALL=C.UTF-8 \
+    # In the background, so that a signal ends the waiting at once. What happens is not to depend on the host's environment,
+    # and Debian 13's Wine aborts when TMPDIR is set.
+    env -i PATH="$PATH" LC_ALL=C.UTF-8 WINEDEBUG="$WINEDEBUG" BRIEF="${BRIEF:-0}" \
         HOME="$sandbox/home" SANDBOX="$sandbox" SANDBOX_SCRIPT="$script" "${jail[@]}" "$@" </dev/null {script_lock}>&- &
     sandbox_process=$!
     local code=0
@@ -49,11 +49,13 @@ sandbox_enter() {
 # own; what they all have is the sandbox in their environment.
 sandbox_leave() {
     set +eo pipefail
-    local processes
+    local processes tries=100
     [ -z "${sandbox_process:-}" ] || kill "$sandbox_process" 2>/dev/null
-    while processes=$(grep -lsxzF "SANDBOX=$sandbox" /proc/[0-9]*/environ | tr -cd '0-9\n') && [ -n "$processes" ]; do
+    while ((tries-- > 0)) && processes=$(grep -lsxzF "SANDBOX=$sandbox" /proc/[0-9]*/environ | tr -cd '0-9\n') && [ -n "$processes" ]; do
         xargs kill -KILL <<<"$processes" 2>/dev/null || true
+        sleep 0.05
     done
+    ((tries >= 0)) || echo "These processes could not be ended: $processes" >&2
     WINEPREFIX=$sandbox/prefix sandbox_forget_prefix
     rm -rf "$sandbox"
 }
@@ -78,9 +80,23 @@ sandbox_find() {
     script_fail "Wine is not installed: none of $* is there"
 }
 
-# sandbox_wine WORDS...: runs a Windows program in C:\sandbox. It has ten minutes.
+# sandbox_wine WORDS...: runs a Windows program in C:\sandbox. It has ten minutes. What it writes to standard error comes at
+# its end.
 sandbox_wine() {
-    (sandbox_exec "$@")
+    local try code
+    for try in 1 2 3; do
+        code=0
+        (sandbox_exec "$@") 2>"$SANDBOX/errors" || code=$?
+        sandbox_refused "$SANDBOX/errors" || break
+        echo "Wine refused the start, try $try" >&2
+    done
+    cat "$SANDBOX/errors" >&2
+    return "$code"
+}
+
+# sandbox_refused LOG: whether Wine itself refused a start, as it does once in some thousand; that alone can be tried again.
+sandbox_refused() {
+    grep -q 'failed to map the shared user data' "$1"
 }
 
 # sandbox_exec WORDS...: the same, in the place of this shell.

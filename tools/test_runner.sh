@@ -44,10 +44,9 @@ run_tests() {
     local log=$SANDBOX/tests.log listed passed failed current try
     listed=$(sandbox_wine "$1" --gtest_list_tests "--gtest_filter=$2" | grep -c '^  ') || true
     ((listed > 0)) || script_fail "No test matches '$2'."
-    # Wine itself refuses one start in some thousands; that alone is tried again.
     for try in 1 2 3; do
         run_logged "$log" "$1" "--gtest_filter=$2"
-        grep -q 'failed to map the shared user data' "$log" || break
+        sandbox_refused "$log" || break
         echo "Wine refused the start, try $try"
     done
     passed=$(summary_of "$log" PASSED)
