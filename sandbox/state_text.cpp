@@ -10,7 +10,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
-void ReadLines(const std::string& text, int& number, const std::function<void(std::string)>& read) {
+void ReadLines(const std::string& text, const std::function<void(std::string line, int number)>& read) {
+    int number = 0;
     for (size_t at = 0; at < text.size();) {
         const size_t end = std::min(text.find('\n', at), text.size());
         std::string line = text.substr(at, end - at);
@@ -27,7 +28,7 @@ void ReadLines(const std::string& text, int& number, const std::function<void(st
                                     nullptr, 0) == 0) {
                 throw std::runtime_error("not UTF-8");
             }
-            read(line);
+            read(line, number);
         } catch (const std::runtime_error& error) {
             throw std::runtime_error(std::to_string(number) + ": " + error.what());
         }

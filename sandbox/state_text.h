@@ -6,9 +6,10 @@
 #include <functional>
 #include <string>
 
-// Calls read with each line that is neither empty nor a comment (#), without its line end. number counts the lines, from what it has. What
-// read throws of std::runtime_error, or a line that is not UTF-8, comes out as another whose text begins with that number and a colon.
-void ReadLines(const std::string& text, int& number, const std::function<void(std::string)>& read);
+// Calls read with each line that is neither empty nor a comment (#), without its line end, and with its number, from 1 on. What
+// read throws of std::runtime_error, or a line that is not UTF-8, comes out as another whose text begins with that number and a
+// colon.
+void ReadLines(const std::string& text, const std::function<void(std::string line, int number)>& read);
 
 // Takes the first word, and the blanks behind it, out of text and returns it.
 std::string TakeWord(std::string& text);

@@ -9,6 +9,7 @@
 #include "support/case_file.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
+#include "support/residue.h"
 #include "support/text.h"
 #include "trace/trace_log.h"
 #include "winsock/simulated_winsock.h"
@@ -43,7 +44,6 @@ class CaseTest : public MachineTest {
     void Plan(const Words& words);
     void CheckPlanned();
     std::string RunAction(const Step& action, const Words& words);
-    std::string ResidueOf(const std::function<void()>& action);
     std::string ActWithFault(const std::string& call, int number, int error);
     void CheckFaults(const Words& words);
     void CheckFault(const std::string& call, int number, std::string expected);
@@ -110,39 +110,6 @@ int CaseTest::FaultsThatCame(const std::string& call, int error) const {
     return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
         return line.starts_with(call + " ") && line.ends_with(code);
     }));
-}
-
-// The open handles of the process, of which there are few, by trying each value: Wine does not count them.
-int CountHandles() {
-    int open = 0;
-    for (ULONG_PTR value = 4; value < 0x180; value += 4) {
-        DWORD flags = 0;
-        open += GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags);
-    }
-    return open;
-}
-
-// Runs the action and returns a line for each thing that it should have given back.
-std::string CaseTest::ResidueOf(const std::function<void()>& action) {
-    const int handles = CountHandles();
-    const int blocks = liveBlocks;
-    on::CoInitializeEx.calls = on::CoInitializeEx.failed = on::CoUninitialize.calls = 0;
-    action();
-    const int refused = static_cast<LONG>(on::CoInitializeEx.error) < 0 ? on::CoInitializeEx.failed : 0;
-    const int com = on::CoInitializeEx.calls - refused - on::CoUninitialize.calls;
-    const bool comUsed = on::CoInitializeEx.calls > 0; // it keeps handles of its own, once used
-    StopFailing();
-    std::string residue;
-    residue += liveBlocks != blocks ? "blocks left: " + to_string(liveBlocks - blocks) + "\n" : "";
-    residue += com != 0 ? "starts of COM left: " + to_string(com) + "\n" : "";
-    HANDLE token = nullptr;
-    if (OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &token)) {
-        residue += "impersonation left: 1\n";
-        CloseHandle(token);
-        RevertToSelf();
-    }
-    const int open = comUsed ? 0 : CountHandles() - handles;
-    return residue + (open != 0 ? "handles left: " + to_string(open) + "\n" : "");
 }
 
 // Outputs what the action traces, the changing calls of the simulated Winsock, and its result.
@@ -228,7 +195,7 @@ void CaseTest::CheckFault(const std::string& call, int number, std::string expec
 // of the texts, which the output without a fault has not.
 void CaseTest::Sweep(const Words& words) {
     const int error = static_cast<int>(ParseNumber32(words[1]));
-    const long long calls = ParseNumber(words[2], 0, 1000);
+    const long long calls = ParseNumber(words[2], 1, 1000);
     for (int number = 1; number <= calls + 1; ++number) {
         const std::string output = ActWithFault(words[0], number, error);
         const bool failed = FaultsThatCame(words[0], error) > 0;

@@ -53,8 +53,7 @@ void ReadStateLine(std::string line, NetcfgState& state) {
 
 NetcfgState ParseNetcfgState(const std::string& text) {
     NetcfgState state;
-    int number = 0;
-    ReadLines(text, number, [&](const std::string& line) { ReadStateLine(line, state); });
+    ReadLines(text, [&](const std::string& line, int) { ReadStateLine(line, state); });
     return state;
 }
 

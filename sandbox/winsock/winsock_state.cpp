@@ -236,8 +236,7 @@ SimulatedEntry ParseEntry(std::string text) {
 WinsockState ParseWinsockState(const std::string& text) {
     WinsockState state;
     SimulatedCatalog* catalog = &state.catalog64;
-    int number = 0;
-    ReadLines(text, number, [&](const std::string& line) { ReadStateLine(line, state, catalog); });
+    ReadLines(text, [&](const std::string& line, int) { ReadStateLine(line, state, catalog); });
     return state;
 }
 

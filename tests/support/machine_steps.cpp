@@ -1,122 +1,22 @@
 #include "support/machine_steps.h"
 
 #include <windows.h>
-#include <sddl.h>
 
 #include <algorithm>
-#include <cstring>
 #include <regex>
 #include <stdexcept>
 #include <tuple>
 
 #include "netcfg/netcfg_state.h"
-#include "security/access_token.h"
 #include "support/machine_test.h"
+#include "support/registry_steps.h"
 #include "support/text.h"
 #include "trace/trace_log.h"
 #include "winsock/winsock_state.h"
 
 namespace {
 
-constexpr SECURITY_INFORMATION kOwnerAndDacl = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
 const std::string kSandbox = "C:\\sandbox\\";
-
-const std::pair<const char*, DWORD> kValueTypes[] = {
-    {"sz", REG_SZ},          {"expand", REG_EXPAND_SZ}, {"binary", REG_BINARY},    {"dword", REG_DWORD},
-    {"multi", REG_MULTI_SZ}, {"qword", REG_QWORD},      {"short-dword", REG_DWORD}};
-
-// The root's short name before the first backslash, and the path behind it.
-std::pair<HKEY, std::string> SplitKey(const std::string& key) {
-    if (!key.starts_with("HKCR\\") && !key.starts_with("HKLM\\")) {
-        throw std::runtime_error("not a key: " + key);
-    }
-    return {key.starts_with("HKCR") ? HKEY_CLASSES_ROOT : HKEY_LOCAL_MACHINE, key.substr(5)};
-}
-
-std::string ValueName(const std::string& word) {
-    return word == "@" ? "" : word;
-}
-
-void WriteValue(const Words& w) {
-    const auto [root, path] = SplitKey(w[0]);
-    const auto type = std::find_if(std::begin(kValueTypes), std::end(kValueTypes),
-                                   [&](const auto& each) { return w[2] == each.first; });
-    if (type == std::end(kValueTypes)) {
-        throw std::runtime_error("not a type: " + w[2]);
-    }
-    std::string bytes = w[3];
-    if (w[2] == "dword" || w[2] == "qword") {
-        const long long number = ParseNumber(w[3], 0, w[2] == "dword" ? MAXDWORD : INT64_MAX);
-        bytes.assign(reinterpret_cast<const char*>(&number), type->second == REG_DWORD ? 4 : 8);
-    }
-    WriteRegistry(root, path, ValueName(w[1]), type->second, bytes);
-}
-
-std::string ShowValue(const std::string& key, const std::string& name) {
-    const auto [root, path] = SplitKey(key);
-    char data[4096] = {};
-    DWORD size = sizeof(data);
-    DWORD type = 0;
-    const LONG error =
-        RegGetValueA(root, path.c_str(), name.c_str(), RRF_RT_ANY | RRF_NOEXPAND, &type, data, &size);
-    if (error != ERROR_SUCCESS) {
-        return "error " + std::to_string(error) + "\n";
-    }
-    const auto known = std::find_if(std::begin(kValueTypes), std::end(kValueTypes),
-                                    [&](const auto& each) { return type == each.second; });
-    DWORD number = 0;
-    std::memcpy(&number, data, sizeof(number));
-    return std::string(known == std::end(kValueTypes) ? "another type" : known->first) + " " +
-           (type == REG_DWORD ? std::to_string(number) : Escaped(std::string(data, size))) + "\n";
-}
-
-// The SID of the process's user, or owner, in text form; ME and OWNER in the cases.
-std::string OwnSid(bool owner) {
-    CAccessToken token;
-    CSid sid;
-    char* text = nullptr;
-    EXPECT_TRUE(token.AttachProcessToken(TOKEN_QUERY) &&
-                (owner ? token.GetTokenOwner(&sid) : token.GetTokenUser(&sid)) &&
-                ConvertSidToStringSidA(sid.Get(), &text));
-    const std::string result = text;
-    LocalFree(text);
-    return result;
-}
-
-void WriteSecurity(const std::string& key, std::string sddl) {
-    ReplaceAll(sddl, "ME", OwnSid(false));
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    EXPECT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorA(sddl.c_str(), SDDL_REVISION_1,
-                                                                     &descriptor, nullptr));
-    HKEY handle = nullptr;
-    const auto [root, path] = SplitKey(key);
-    EXPECT_EQ(RegOpenKeyExA(root, path.c_str(), 0, WRITE_DAC | WRITE_OWNER, &handle), 0);
-    EXPECT_EQ(RegSetKeySecurity(handle,
-                                DACL_SECURITY_INFORMATION |
-                                    (sddl.starts_with("O:") ? OWNER_SECURITY_INFORMATION : 0u),
-                                descriptor),
-              0);
-    RegCloseKey(handle);
-    LocalFree(descriptor);
-}
-
-std::string ShowSecurity(const std::string& key) {
-    const auto [root, path] = SplitKey(key);
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    std::string name = (root == HKEY_CLASSES_ROOT ? "CLASSES_ROOT\\" : "MACHINE\\") + path;
-    EXPECT_EQ(on::GetNamedSecurityInfoA.Real(name.data(), SE_REGISTRY_KEY, kOwnerAndDacl, nullptr, nullptr,
-                                             nullptr, nullptr, &descriptor),
-              0u);
-    char* text = nullptr;
-    EXPECT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1,
-                                                                     kOwnerAndDacl, &text, nullptr));
-    std::string sddl = text;
-    LocalFree(text);
-    LocalFree(descriptor);
-    ReplaceAll(sddl, OwnSid(false), "ME");
-    ReplaceAll(sddl, OwnSid(true), "OWNER");
-    return sddl + "\n";
-}
 
 // By handle, Wine refuses to read a system access list, and with it the rest.
 void MakeReadable() {
@@ -323,8 +223,8 @@ std::vector<Step> MachineSteps() {
     return {
         make("file PATH", [](const Words& w) { HoldOpen(w[0], false); }),
         make("held-file PATH", [](const Words& w) { HoldOpen(w[0], true); }),
-        make("reg KEY NAME TYPE TEXT...", WriteValue),
-        {"show-reg KEY NAME", [](const Words& w) { return ShowValue(w[0], ValueName(w[1])); }},
+        make("reg KEY NAME TYPE TEXT...", [](const Words& w) { WriteValue(w[0], w[1], w[2], w[3]); }),
+        {"show-reg KEY NAME", [](const Words& w) { return ShowValue(w[0], w[1]); }},
         make("security KEY SDDL", [](const Words& w) { WriteSecurity(w[0], w[1]); }),
         {"show-security KEY", [](const Words& w) { return ShowSecurity(w[0]); }},
         {"pending", [](const Words&) { return TakePending(); }},

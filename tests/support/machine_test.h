@@ -14,15 +14,16 @@ constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Sh
 
 // Resets hooks and Winsock, with the private heap there, and captures what is traced in process.
 class MachineTest : public testing::Test {
+  public:
+    // The blocks of the private heap that are in use.
+    static inline int liveBlocks = 0;
+
   protected:
     void SetUp() override;
     void TearDown() override;
 
     // Makes the system's ws2_32.dll one that has the update functions, or not.
     static void UseSystem(bool withUpdateFunctions);
-
-    // The blocks of the private heap that are in use.
-    static inline int liveBlocks = 0;
 };
 
 // The captured texts, a line each as Escaped gives it, those of level 100 with a star before them. Forgets them.
