@@ -29,10 +29,12 @@ std::string Title(const SimulatedEntry& entry, bool is32) {
            Shown(entry.path) + ")";
 }
 
-bool HasProvider(const SimulatedCatalog& catalog, const SimulatedEntry& wanted) {
-    return std::any_of(catalog.begin(), catalog.end(), [&](const SimulatedEntry& entry) {
+// The first entry with the GUID of another catalog's entry; null for none.
+const SimulatedEntry* FindProvider(const SimulatedCatalog& catalog, const SimulatedEntry& wanted) {
+    const auto found = std::find_if(catalog.begin(), catalog.end(), [&](const SimulatedEntry& entry) {
         return SameGuid(entry.info.ProviderId, wanted.info.ProviderId);
     });
+    return found == catalog.end() ? nullptr : &*found;
 }
 
 void AddOnce(std::vector<std::string>& texts, const std::string& text) {
@@ -118,7 +120,9 @@ void LookAtChain(const SimulatedEntry& entry, const SimulatedCatalog& catalog, b
 // Why an LSP with that DLL name stays.
 std::string ReasonOfName(const SimulatedEntry& entry, bool is32, const Search& search) {
     if (is32) {
-        return " stays: names are looked for in the 64-bit catalog alone";
+        const SimulatedEntry* other = FindProvider(search.foreseen.after.catalog64, entry);
+        return " stays: names are looked for in the 64-bit catalog alone" +
+               (other == nullptr ? "" : ", which has it with the DLL " + Shown(other->path));
     }
     return search.foreseen.found && FileNameOf(ToUtf8(entry.path)) == search.dllName
                ? " stays: run the command until the name is not found"
@@ -148,7 +152,8 @@ void LookAtDll(const SimulatedEntry& entry, const SimulatedCatalog& catalog, boo
                                          " stays, and can have the deleted file under another path");
     } else if (SameInOtherLetters(file, search.dllName) && !losesFile) {
         search.findings.hints.push_back(Title(entry, is32));
-    } else if (is32 && foreseen.found && !losesFile && !HasProvider(search.machine.state.catalog64, entry)) {
+    } else if (is32 && foreseen.found && !losesFile &&
+               FindProvider(search.machine.state.catalog64, entry) == nullptr) {
         search.findings.leaves.push_back(Title(entry, is32) + " stays: only the 32-bit catalog has it");
     }
 }

@@ -24,9 +24,9 @@ std::string FileFate(const Foreseen& foreseen) {
                : "The DLL is not deleted: " + Shown(foreseen.dllPath) + "\n";
 }
 
-std::vector<std::string> TakenForGranted(const Machine& machine) {
+std::vector<std::string> TakenForGranted(const Machine& machine, const Foreseen& foreseen) {
     std::vector<std::string> granted = {"that Windows grants each call"};
-    if (!machine.live) {
+    if (!machine.live && !foreseen.dllPath.empty()) {
         granted.push_back("that the DLL exists, and that the folders of Windows and the code page are those "
                           "of this machine");
         if (machine.sharedCounts.empty()) {
@@ -59,11 +59,11 @@ std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const 
                   "removed; or \"netsh winsock reset\", which removes every LSP, and a restart.\n";
     text += Section("This stays", findings.leaves) + Section("This is broken already", findings.already) +
             Section("Letter case counts in the name. There is", findings.hints);
-    text += Warnings(machine) + Section("Taken for granted", TakenForGranted(machine));
+    text += Warnings(machine) + Section("Taken for granted", TakenForGranted(machine, foreseen));
     text += "\nThe catalogs before\n" + DrawCatalogs(machine.state) + "\nThe catalogs after\n" +
             DrawCatalogs(foreseen.after) + "\nThe trace of the command\n\n";
     for (const std::string& message : foreseen.trace) {
-        text += message + "\n";
+        text += Printable(message, '\n') + "\n";
     }
     return text;
 }

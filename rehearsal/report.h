@@ -5,8 +5,7 @@
 
 #include "findings.h"
 
-// The verdict, what a person decides from, the catalogs before and after, and the trace, which is not made printable: it is what
-// the command writes.
+// The verdict, what a person decides from, the catalogs before and after, and the trace that the command would write.
 //   dllName  in the ANSI code page
 std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const Findings& findings,
                         const std::string& dllName);

@@ -179,7 +179,7 @@ void ReadPicture(const RegistryPicture& picture, Machine& machine) {
 // Throws std::runtime_error whose text begins with the number of a line, or with a key.
 void ReadFile(const std::string& content, Machine& machine) {
     if (content.empty()) {
-        throw std::runtime_error("1: the file cannot be read, or is empty");
+        throw std::runtime_error("1: the file is empty");
     }
     if (content.starts_with("\xEF\xBB\xBF") || content.starts_with("\xFE\xFF")) {
         throw std::runtime_error("1: saved in another encoding than \"reg export\" writes, which is UTF-16");

@@ -38,7 +38,7 @@ PlannedFault ParseFault(std::string text, const char* const* known);
 // Writes a line of a state: "fail FUNCTION CALL CODE".
 std::string FormatFault(const PlannedFault& fault);
 
-// A whole file as it is; empty when it cannot be opened. Throws std::runtime_error for one whose reading fails.
+// A whole file as it is. Throws std::runtime_error for one that cannot be opened, or not be read to its end.
 std::string ReadWholeFile(const std::string& path);
 
 // Makes a file of that content, in the place of what it has. Throws std::runtime_error, and may leave a part of it.
