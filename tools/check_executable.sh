@@ -9,9 +9,8 @@ build release
 objdump=x86_64-w64-mingw32-objdump
 failed=0
 
-# The conditions do not use grep -q on a pipe: the writer would die of its early end, which pipefail counts.
 check() {
-    if eval "$2"; then echo "ok: $program: $1"; else echo "FAILED: $program: $1" && failed=1; fi
+    script_check "$program: $1" "$2"
 }
 
 # imports EXECUTABLE: a line for each function that it imports: the DLL and its name.

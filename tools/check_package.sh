@@ -10,7 +10,7 @@ trap 'rm -rf "$work"' EXIT
 failed=0
 
 check() {
-    if eval "$2"; then echo "ok: package: $1"; else echo "FAILED: package: $1" && failed=1; fi
+    script_check "package: $1" "$2"
 }
 
 # What git knows, as it is here, in two folders; a release that lies in dist is left alone.

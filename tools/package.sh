@@ -35,6 +35,7 @@ pack() {
     (cd "${1%/*}" && find "${1##*/}" | LC_ALL=C sort | TZ=UTC0 zip -qX9 "$OLDPWD/$2" -@)
 }
 
+[ -z "$(git status --porcelain 2>/dev/null)" ] || echo "The package has changes that are not committed" >&2
 build release
 version=$(sed -n 's/^project(norvane64 VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 name=norvane64-$version

@@ -40,6 +40,12 @@ script_words() {
     (($# <= most)) || script_refuse "unexpected word: ${*: -1}"
 }
 
+# script_check WHAT CONDITION: says whether a condition, a text that is run, holds. Sets failed to 1 when it does not. A
+# condition does not use grep -q on a pipe: the writer would die of its early end, which pipefail counts.
+script_check() {
+    if eval "$2"; then echo "ok: $1"; else echo "FAILED: $1" && failed=1; fi
+}
+
 # Waits until no other run is under way in this checkout. The next one can start when this script has ended.
 script_lock() {
     mkdir -p build
