@@ -7,7 +7,7 @@
 script_words 0 "$@"
 
 if sandbox_inside; then
-    sandbox_make build/coverage
+    sandbox_make build/release build/coverage
     test_files coverage
     # In there the build folder cannot be written to.
     GCOV_PREFIX='C:\sandbox\gcov' run_tests 'C:\sandbox\norvane_tests.exe' '*'
@@ -16,6 +16,7 @@ if sandbox_inside; then
 fi
 script_lock
 setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}" googletest gcovr
+build release
 build coverage
 sandbox_open coverage
 sandbox_enter "$script"
