@@ -1,6 +1,8 @@
 #include "dll_paths.h"
 
-#include <algorithm>
+#include <windows.h>
+
+#include <cstring>
 
 #include "common/text_conversion.h"
 #include "names.h"
@@ -18,20 +20,24 @@ bool IsInCodePage(const std::wstring& path) {
     return conv_to_wchar(conv_to_char(path.c_str()).c_str()) == path;
 }
 
-bool HasFolder(const std::wstring& path) {
-    return path.starts_with(L"\\") || (path.size() > 2 && path[1] == L':');
+bool IsRooted(const std::wstring& path) {
+    return path.starts_with(L"\\") || path.starts_with(L"/") || (path.size() > 2 && path[1] == L':');
 }
 
 std::string FileIdentity(const std::wstring& path, bool for32Bit) {
-    const std::string system = LowerCase(FromAnsi(ExpandEnvString("%SystemRoot%\\system32\\")));
-    std::string file = ToUtf8(path);
-    if (IsInCodePage(path) && HasReference(path)) {
-        file = FromAnsi(ExpandEnvString(conv_to_char(path.c_str()).c_str()));
+    std::wstring file = path.substr(path.starts_with(L"\\\\?\\") ? 4 : 0);
+    if (IsInCodePage(file)) {
+        const std::string expanded = ExpandEnvString(conv_to_char(file.c_str()).c_str());
+        char full[MAX_PATH] = {};
+        const DWORD length = GetFullPathNameA(expanded.c_str(), sizeof(full), full, nullptr);
+        const bool usable = IsRooted(conv_to_wchar(expanded.c_str())) && length < sizeof(full);
+        file = conv_to_wchar(usable ? full : expanded.c_str());
     }
-    file = LowerCase(file);
-    std::replace(file.begin(), file.end(), '/', '\\');
-    file.erase(0, file.starts_with("\\\\?\\") ? 4 : 0);
-    return for32Bit && file.starts_with(system)
-               ? system.substr(0, system.size() - 9) + "syswow64\\" + file.substr(system.size())
-               : file;
+    std::string identity = LowerCase(ToUtf8(file));
+    // On whatever drive: the Windows of a picture can be on another one than this machine's.
+    const std::string windows = LowerCase(FromAnsi(ExpandEnvString("%SystemRoot%\\"))).substr(1);
+    if (for32Bit && identity.find(windows + "system32\\") == 1) {
+        identity.replace(1 + windows.size(), std::strlen("system32"), "syswow64");
+    }
+    return identity;
 }

@@ -10,36 +10,203 @@
 
 namespace {
 
-// What the search works with.
-struct Search {
-    const Machine& machine;
+using Texts = std::vector<std::string>;
+using Ids = std::set<DWORD>;
+
+// One catalog before and after, and what it is looked at for.
+struct CatalogChange {
+    bool is32;
+    const SimulatedCatalog& before;
+    const SimulatedCatalog& after;
+    const SimulatedCatalog& before64;
     const Foreseen& foreseen;
-    const std::string dllName; // in UTF-8
-    Findings findings;
+    const std::string dllName;     // in UTF-8
+    const std::string deletedFile; // as FileIdentity has it; empty when none is deleted
+    Ids idsBefore = {};
+    Ids idsAfter = {};
+    Ids broken = {}; // entries whose way down, or DLL, goes with this removal
 };
 
-bool SameInOtherLetters(const std::string& a, const std::string& b) {
-    return LowerCase(a) == LowerCase(b);
+Ids IdsOf(const SimulatedCatalog& catalog) {
+    Ids ids;
+    for (const SimulatedEntry& entry : catalog) {
+        ids.insert(entry.info.dwCatalogEntryId);
+    }
+    return ids;
 }
 
-// "64-bit catalog: 1021 Filter over Example TCP (C:\filter.dll)"
-std::string Title(const SimulatedEntry& entry, bool is32) {
-    return std::string(is32 ? "32-bit" : "64-bit") +
-           " catalog: " + std::to_string(entry.info.dwCatalogEntryId) + " " + NameOf(entry.info) + " (" +
-           Shown(entry.path) + ")";
+void AddOnce(Texts& texts, const std::string& text) {
+    std::erase(texts, text);
+    texts.push_back(text);
 }
 
-// The first entry with the GUID of another catalog's entry; null for none.
-const SimulatedEntry* FindProvider(const SimulatedCatalog& catalog, const SimulatedEntry& wanted) {
-    const auto found = std::find_if(catalog.begin(), catalog.end(), [&](const SimulatedEntry& entry) {
-        return SameGuid(entry.info.ProviderId, wanted.info.ProviderId);
-    });
+// The first entry that passes a test; null for none.
+const SimulatedEntry* FirstOf(const SimulatedCatalog& catalog, auto passes) {
+    const auto found = std::find_if(catalog.begin(), catalog.end(), passes);
     return found == catalog.end() ? nullptr : &*found;
 }
 
-void AddOnce(std::vector<std::string>& texts, const std::string& text) {
-    if (std::find(texts.begin(), texts.end(), text) == texts.end()) {
-        texts.push_back(text);
+// The first entry with the GUID of another catalog's entry.
+const SimulatedEntry* FindProvider(const SimulatedCatalog& catalog, const SimulatedEntry& wanted) {
+    return FirstOf(catalog, [&](const SimulatedEntry& entry) {
+        return SameGuid(entry.info.ProviderId, wanted.info.ProviderId);
+    });
+}
+
+// The LSP that a layered entry belongs to, by the first id of its chain; null for an orphan, and for other entries.
+const SimulatedEntry* OwnerOf(const SimulatedEntry& layer, const SimulatedCatalog& catalog) {
+    return FirstOf(catalog, [&](auto& each) { return IsLayerOf(layer.info, each.info.dwCatalogEntryId); });
+}
+
+// "64-bit catalog: 1021 Filter over TCP (C:\a.dll), of the LSP 1020 Filter,": that LSP with its DLL where it is another one.
+std::string Title(const SimulatedEntry& entry, const CatalogChange& change) {
+    const SimulatedEntry* owner = OwnerOf(entry, change.after);
+    std::string title = (change.is32 ? "32-bit catalog: " : "64-bit catalog: ") +
+                        std::to_string(entry.info.dwCatalogEntryId) + " " + NameOf(entry.info) + " (" +
+                        Shown(entry.path) + ")";
+    if (owner != nullptr) {
+        title += ", of the LSP " + std::to_string(owner->info.dwCatalogEntryId) + " " + NameOf(owner->info) +
+                 (owner->path == entry.path ? "" : " (" + Shown(owner->path) + ")") + ",";
+    }
+    return title;
+}
+
+// An entry of an LSP, whose chain can name ids that are gone: some of them since this removal, or all of them before it.
+void LookAtChain(const SimulatedEntry& entry, CatalogChange& change, Findings& findings) {
+    std::string named;
+    bool goneNow = false;
+    for (int i = 0; i < ChainLength(entry.info); ++i) {
+        const DWORD id = entry.info.ProtocolChain.ChainEntries[i];
+        goneNow = goneNow || (change.idsBefore.contains(id) && !change.idsAfter.contains(id));
+        named += change.idsAfter.contains(id) ? "" : (named.empty() ? "" : ", ") + std::to_string(id);
+    }
+    if (goneNow) {
+        change.broken.insert(entry.info.dwCatalogEntryId);
+    }
+    if (!named.empty()) {
+        (goneNow ? findings.breaks : findings.already)
+            .push_back(Title(entry, change) + " names ids that are gone: " + named);
+    }
+}
+
+// A layered entry that has no LSP. It matters when its LSP goes, when it has the DLL, and when orphans are looked for.
+void LookAtOrphan(const SimulatedEntry& entry, const CatalogChange& change, Findings& findings) {
+    const bool matters = OwnerOf(entry, change.before) != nullptr || change.dllName.empty() ||
+                         FileNameOf(ToUtf8(entry.path)) == change.dllName;
+    Texts& texts = matters ? findings.leaves : findings.already;
+    texts.push_back(Title(entry, change) + " stays, and belongs to no LSP" +
+                    (change.is32 ? ": it goes only with an entry of the same GUID in the 64-bit catalog"
+                                 : ": \"remove lsp \"\"\" takes such entries out"));
+}
+
+// Whether the command finds the LSP by the name of its DLL.
+bool IsFoundByName(const SimulatedEntry& entry, const CatalogChange& change) {
+    return !change.is32 && IsKind(entry.info, LAYERED_PROTOCOL) &&
+           entry.path.find(L'/') == std::wstring::npos;
+}
+
+// An entry that stays and whose DLL is deleted. That of an LSP which a further run removes is no harm.
+void LookAtLost(const SimulatedEntry& entry, CatalogChange& change, Findings& findings) {
+    const SimulatedEntry* owner = OwnerOf(entry, change.after);
+    const SimulatedEntry& lsp = owner == nullptr ? entry : *owner;
+    if (!IsFoundByName(lsp, change) || FileIdentity(lsp.path, false) != change.deletedFile) {
+        findings.breaks.push_back(Title(entry, change) + " has the DLL that is deleted");
+        change.broken.insert(entry.info.dwCatalogEntryId);
+    } else if (owner == nullptr) {
+        findings.leaves.push_back(Title(entry, change) + " stays without its DLL: run the command for " +
+                                  FileNameOf(ToUtf8(entry.path)) + ", too");
+    }
+}
+
+// Why an LSP with the name that was given stays.
+std::string ReasonOfName(const SimulatedEntry& entry, const CatalogChange& change) {
+    if (change.is32) {
+        const SimulatedEntry* other = FindProvider(change.foreseen.after.catalog64, entry);
+        return " stays: names are looked for in the 64-bit catalog alone" +
+               (other == nullptr ? "" : ", which has it with the DLL " + Shown(other->path));
+    }
+    return change.foreseen.found && IsFoundByName(entry, change)
+               ? " stays: run the command until the name is not found"
+               : " stays: the command does not find it, see the trace";
+}
+
+// An LSP that stays and keeps its DLL.
+void LookAtLsp(const SimulatedEntry& entry, const CatalogChange& change, Findings& findings) {
+    std::string path = ToUtf8(entry.path);
+    std::replace(path.begin(), path.end(), '/', '\\'); // other programs take both
+    const bool otherLetters = LowerCase(FileNameOf(path)) == LowerCase(change.dllName);
+    const std::string title = Title(entry, change);
+    if (FileNameOf(path) == change.dllName) {
+        findings.leaves.push_back(title + ReasonOfName(entry, change));
+    } else if (otherLetters && change.foreseen.fileGoes) {
+        findings.leaves.push_back(title + " stays, and can have the deleted file under another path");
+    } else if (otherLetters) {
+        findings.hints.push_back(title + " has the name in other letters, and letter case counts");
+    } else if (change.is32 && FindProvider(change.before64, entry) == nullptr) {
+        (change.foreseen.found ? findings.leaves : findings.hints)
+            .push_back(title + " stays: only the 32-bit catalog has it");
+    }
+}
+
+// Entries that stay and name one that breaks, at once or through others.
+void LookAtWhatLiesOver(CatalogChange& change, Findings& findings) {
+    for (size_t known = 0; known != change.broken.size();) {
+        known = change.broken.size();
+        for (const SimulatedEntry& entry : change.after) {
+            const DWORD* ids = entry.info.ProtocolChain.ChainEntries;
+            const DWORD* end = ids + ChainLength(entry.info);
+            const DWORD* lower = std::find_if(ids, end, [&](DWORD id) { return change.broken.contains(id); });
+            if (lower != end && OwnerOf(entry, change.after) != nullptr &&
+                change.broken.insert(entry.info.dwCatalogEntryId).second) {
+                findings.breaks.push_back(Title(entry, change) + " lies over " + std::to_string(*lower) +
+                                          ", which breaks");
+            }
+        }
+    }
+}
+
+// An entry that goes: a base provider, another LSP, one of an LSP that stays, or one with another DLL.
+void LookAtGone(const SimulatedEntry& entry, const CatalogChange& change, Findings& findings) {
+    const std::string title = Title(entry, change) + " goes, too";
+    const std::string file = FileIdentity(entry.path, change.is32);
+    const bool isOther = !file.empty() && file != FileIdentity(change.foreseen.dllPath, false);
+    if (IsKind(entry.info, BASE_PROTOCOL)) {
+        findings.breaks.push_back(title +
+                                  ": a base provider with the GUID of a removed entry; only the reset helps");
+    } else if (IsKind(entry.info, LAYERED_PROTOCOL) && isOther && !change.is32) {
+        findings.breaks.push_back(title + ": an LSP with the GUID of a removed entry");
+    } else if (OwnerOf(entry, change.after) != nullptr) {
+        findings.breaks.push_back(title + ", and its LSP stays");
+    } else if (isOther) {
+        AddOnce(findings.leaves, std::string("The DLL of ") +
+                                     (change.is32 ? "the 32-bit half" : "a removed entry") +
+                                     " stays on the disk: " + file);
+    }
+}
+
+void LookAtCatalog(CatalogChange change, Findings& findings) {
+    change.idsBefore = IdsOf(change.before);
+    change.idsAfter = IdsOf(change.after);
+    for (const SimulatedEntry& entry : change.after) {
+        const bool isChain = IsKind(entry.info, PROTOCOL_CHAIN);
+        if (isChain && OwnerOf(entry, change.after) == nullptr) {
+            LookAtOrphan(entry, change, findings);
+            continue;
+        }
+        if (isChain) {
+            LookAtChain(entry, change, findings);
+        }
+        if (!change.deletedFile.empty() && FileIdentity(entry.path, change.is32) == change.deletedFile) {
+            LookAtLost(entry, change, findings);
+        } else if (IsKind(entry.info, LAYERED_PROTOCOL) && !entry.path.empty()) {
+            LookAtLsp(entry, change, findings);
+        }
+    }
+    LookAtWhatLiesOver(change, findings);
+    for (const SimulatedEntry& entry : change.before) {
+        if (FindProvider(change.after, entry) == nullptr) {
+            LookAtGone(entry, change, findings);
+        }
     }
 }
 
@@ -52,197 +219,64 @@ std::string ReasonToStay(const Foreseen& foreseen) {
     if (HasReference(foreseen.dllPath)) {
         return "its path has an environment reference";
     }
-    if (!HasFolder(foreseen.dllPath)) {
-        return "its path has no folder";
+    if (!IsRooted(foreseen.dllPath)) {
+        return "its path begins with neither a drive nor a backslash";
     }
     return IsInCodePage(foreseen.dllPath) ? "" : "its path is not in the code page";
 }
 
-void LookAtFile(Search& search) {
-    const Foreseen& foreseen = search.foreseen;
+void LookAtFile(const Foreseen& foreseen, Findings& findings) {
     const std::string reason = ReasonToStay(foreseen);
     if (!foreseen.dllPath.empty() && !foreseen.fileGoes && !reason.empty()) {
-        search.findings.leaves.push_back("The DLL stays, as " + reason + ": " + ToUtf8(foreseen.dllPath));
+        findings.leaves.push_back("The DLL stays, as " + reason + ": " + ToUtf8(foreseen.dllPath));
     }
     if (foreseen.fileGoes && foreseen.sharedCount == 0) {
-        search.findings.leaves.push_back("A wrong shared count, 4294967295, stays for the DLL");
+        findings.leaves.push_back("A wrong shared count, 4294967295, stays for the DLL");
     }
 }
 
-// The LSP that a layered entry belongs to, by the first id of its chain; null for an orphan.
-const SimulatedEntry* OwnerOf(const SimulatedEntry& layer, const SimulatedCatalog& catalog) {
-    const auto found = std::find_if(catalog.begin(), catalog.end(), [&](const SimulatedEntry& entry) {
-        return IsLayerOf(layer.info, entry.info.dwCatalogEntryId);
-    });
-    return found == catalog.end() ? nullptr : &*found;
-}
-
-// The same as words, with its DLL where that is another one.
-std::string OwnerText(const SimulatedEntry& layer, const SimulatedCatalog& catalog) {
-    const SimulatedEntry* owner = OwnerOf(layer, catalog);
-    if (owner == nullptr) {
-        return ", of no LSP,";
-    }
-    return ", of the LSP " + std::to_string(owner->info.dwCatalogEntryId) + " " + NameOf(owner->info) +
-           (owner->path == layer.path ? "" : " (" + Shown(owner->path) + ")") + ",";
-}
-
-bool IsChain(const SimulatedEntry& entry) {
-    return ChainLength(entry.info) >= PROTOCOL_CHAIN;
-}
-
-using Ids = std::set<DWORD>;
-
-Ids IdsOf(const SimulatedCatalog& catalog) {
-    Ids ids;
-    for (const SimulatedEntry& entry : catalog) {
-        ids.insert(entry.info.dwCatalogEntryId);
-    }
-    return ids;
-}
-
-// A chain that names ids that are gone: some of them since this removal, or all of them before it.
-void LookAtChain(const SimulatedEntry& entry, const SimulatedCatalog& catalog, bool is32, const Ids& before,
-                 const Ids& after, Search& search) {
-    std::string named;
-    bool goneNow = false;
-    for (int i = 0; i < ChainLength(entry.info); ++i) {
-        const DWORD id = entry.info.ProtocolChain.ChainEntries[i];
-        goneNow = goneNow || (before.contains(id) && !after.contains(id));
-        named += after.contains(id) ? "" : (named.empty() ? "" : ", ") + std::to_string(id);
-    }
-    if (IsChain(entry) && !named.empty()) {
-        (goneNow ? search.findings.breaks : search.findings.already)
-            .push_back(Title(entry, is32) + OwnerText(entry, catalog) + " names ids that are gone: " + named);
-    }
-}
-
-// Why an LSP with that DLL name stays.
-std::string ReasonOfName(const SimulatedEntry& entry, bool is32, const Search& search) {
-    if (is32) {
-        const SimulatedEntry* other = FindProvider(search.foreseen.after.catalog64, entry);
-        return " stays: names are looked for in the 64-bit catalog alone" +
-               (other == nullptr ? "" : ", which has it with the DLL " + Shown(other->path));
-    }
-    return search.foreseen.found && FileNameOf(ToUtf8(entry.path)) == search.dllName
-               ? " stays: run the command until the name is not found"
-               : " stays: the command does not find it, see the trace";
-}
-
-// An entry that stays, and whose DLL goes or has the name.
-void LookAtDll(const SimulatedEntry& entry, const SimulatedCatalog& catalog, bool is32, Search& search) {
-    const Foreseen& foreseen = search.foreseen;
-    const std::string identity = FileIdentity(entry.path, is32);
-    const bool losesFile = foreseen.fileGoes && identity == FileIdentity(foreseen.dllPath, false);
-    if (losesFile) {
-        search.findings.breaks.push_back(Title(entry, is32) +
-                                         (IsChain(entry) ? OwnerText(entry, catalog) : "") +
-                                         " has the DLL that is deleted");
-    }
-    if (!IsKind(entry.info, LAYERED_PROTOCOL) || entry.path.empty()) {
-        return;
-    }
-    std::string path = ToUtf8(entry.path);
-    std::replace(path.begin(), path.end(), '/', '\\'); // other programs take both
-    const std::string file = FileNameOf(path);
-    if (file == search.dllName) {
-        search.findings.leaves.push_back(Title(entry, is32) + ReasonOfName(entry, is32, search));
-    } else if (SameInOtherLetters(file, search.dllName) && foreseen.fileGoes && !losesFile) {
-        search.findings.leaves.push_back(Title(entry, is32) +
-                                         " stays, and can have the deleted file under another path");
-    } else if (SameInOtherLetters(file, search.dllName) && !losesFile) {
-        search.findings.hints.push_back(Title(entry, is32));
-    } else if (is32 && foreseen.found && !losesFile &&
-               FindProvider(search.machine.state.catalog64, entry) == nullptr) {
-        search.findings.leaves.push_back(Title(entry, is32) + " stays: only the 32-bit catalog has it");
-    }
-}
-
-// An entry that goes: a base provider, another LSP, one of an LSP that stays, or one with another DLL.
-void LookAtGone(const SimulatedEntry& entry, const Ids& staying, bool is32, Search& search) {
-    const DWORD owner = entry.info.ProtocolChain.ChainEntries[0];
-    const std::string file = FileIdentity(entry.path, is32);
-    const bool isOther = !file.empty() && file != FileIdentity(search.foreseen.dllPath, false);
-    if (IsKind(entry.info, BASE_PROTOCOL)) {
-        search.findings.breaks.push_back(Title(entry, is32) +
-                                         " goes, too: a base provider with the GUID of an entry that is "
-                                         "removed; only the reset brings it back");
-    } else if (IsKind(entry.info, LAYERED_PROTOCOL) && isOther && !is32) {
-        search.findings.breaks.push_back(Title(entry, is32) +
-                                         " goes, too: an LSP with the GUID of an entry that is removed");
-    } else if (IsChain(entry) && staying.contains(owner)) {
-        search.findings.breaks.push_back(Title(entry, is32) + " goes, too, and its LSP " +
-                                         std::to_string(owner) + " stays");
-    } else if (isOther) {
-        AddOnce(search.findings.leaves, (is32 ? "The DLL of the 32-bit half stays on the disk: "
-                                              : "The DLL of a removed entry stays on the disk: ") +
-                                            file);
-    }
-}
-
-// A chain entry that stays although its LSP is gone, with the DLL that is looked for, or while orphans are.
-void LookAtOrphan(const SimulatedEntry& entry, const SimulatedCatalog& catalog, bool is32, Search& search) {
-    const bool isMeant = search.dllName.empty() || FileNameOf(ToUtf8(entry.path)) == search.dllName;
-    if (IsChain(entry) && OwnerOf(entry, catalog) == nullptr && isMeant) {
-        search.findings.leaves.push_back(
-            Title(entry, is32) + " stays, and belongs to no LSP" +
-            (is32 ? ": those of the 32-bit catalog go only with one of the same GUID in the 64-bit catalog"
-                  : ": \"remove lsp \"\"\" takes such entries out"));
-    }
-}
-
-// Returns the number of entries that go.
-size_t LookAtCatalog(const SimulatedCatalog& before, const SimulatedCatalog& after, bool is32,
-                     Search& search) {
-    const Ids idsBefore = IdsOf(before);
-    const Ids idsAfter = IdsOf(after);
-    for (const SimulatedEntry& entry : after) {
-        LookAtChain(entry, after, is32, idsBefore, idsAfter, search);
-        LookAtDll(entry, after, is32, search);
-        LookAtOrphan(entry, after, is32, search);
-    }
-    for (const SimulatedEntry& entry : before) {
-        if (!idsAfter.contains(entry.info.dwCatalogEntryId)) {
-            LookAtGone(entry, idsAfter, is32, search);
+void LookAtNamespaces(const Machine& machine, const CatalogChange& change, Findings& findings) {
+    for (auto [name, path] : machine.namespaces) {
+        std::replace(path.begin(), path.end(), '/', '\\');
+        if (!change.dllName.empty() && LowerCase(FileNameOf(path)) == LowerCase(change.dllName)) {
+            const bool loses = !change.deletedFile.empty() &&
+                               FileIdentity(conv_utf8_to_wchar(path.c_str()), false) == change.deletedFile;
+            AddOnce(findings.leaves, "The namespace provider \"" + name + "\" names " +
+                                         (loses ? "the DLL that is deleted, and look-ups fail without it: "
+                                                : "a DLL of that name: ") +
+                                         path);
         }
     }
-    return before.size() - after.size();
 }
 
 } // namespace
 
 const char* VerdictText(Verdict verdict) {
-    switch (verdict) {
-    case Verdict::kClean:
-        return "CLEAN";
-    case Verdict::kNothingToDo:
-        return "NOTHING TO DO";
-    case Verdict::kLeavesWork:
-        return "LEAVES WORK";
-    case Verdict::kBreaksOthers:
-        return "BREAKS OTHERS";
-    }
-    return "";
+    const char* const texts[] = {"CLEAN", "", "NOTHING TO DO", "LEAVES WORK", "BREAKS OTHERS"};
+    return texts[static_cast<size_t>(verdict)];
 }
 
 Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, const std::string& dllName) {
-    Search search = {machine, foreseen, FromAnsi(dllName), {}};
-    LookAtFile(search);
-    search.findings.gone64 = LookAtCatalog(machine.state.catalog64, foreseen.after.catalog64, false, search);
-    search.findings.gone32 = LookAtCatalog(machine.state.catalog32, foreseen.after.catalog32, true, search);
-    for (auto [name, path] : machine.namespaces) {
-        std::replace(path.begin(), path.end(), '/', '\\');
-        if (!dllName.empty() && SameInOtherLetters(FileNameOf(path), search.dllName)) {
-            AddOnce(search.findings.leaves, "The namespace provider \"" + name + "\" names the DLL: " + path +
-                                                (foreseen.fileGoes ? "; name look-ups fail without it" : ""));
-        }
-    }
+    const WinsockState& before = machine.state;
+    const WinsockState& after = foreseen.after;
+    const std::string name = FromAnsi(dllName);
+    const std::string deleted = foreseen.fileGoes ? FileIdentity(foreseen.dllPath, false) : "";
+    const CatalogChange change64 = {false, before.catalog64, after.catalog64, before.catalog64, foreseen,
+                                    name,  deleted};
+    const CatalogChange change32 = {true, before.catalog32, after.catalog32, before.catalog64, foreseen,
+                                    name, deleted};
+    Findings findings;
+    LookAtFile(foreseen, findings);
+    LookAtCatalog(change64, findings);
+    LookAtCatalog(change32, findings);
+    LookAtNamespaces(machine, change64, findings);
     if (machine.incomplete) {
-        search.findings.leaves.push_back("Not all of this machine could be read: see the warnings");
+        findings.leaves.push_back("Not all of this machine could be read: see the warnings");
     }
-    search.findings.verdict = !search.findings.breaks.empty()   ? Verdict::kBreaksOthers
-                              : !search.findings.leaves.empty() ? Verdict::kLeavesWork
-                              : foreseen.found                  ? Verdict::kClean
-                                                                : Verdict::kNothingToDo;
-    return search.findings;
+    findings.gone64 = before.catalog64.size() - after.catalog64.size();
+    findings.gone32 = before.catalog32.size() - after.catalog32.size();
+    findings.verdict = std::max({foreseen.found ? Verdict::kClean : Verdict::kNothingToDo,
+                                 findings.leaves.empty() ? Verdict::kClean : Verdict::kLeavesWork,
+                                 findings.breaks.empty() ? Verdict::kClean : Verdict::kBreaksOthers});
+    return findings;
 }

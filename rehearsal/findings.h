@@ -15,7 +15,7 @@ struct Findings {
     std::vector<std::string> leaves;  // what stays, a sentence each
     std::vector<std::string> breaks;  // what is hurt, a sentence each
     std::vector<std::string> already; // what is broken before the removal, a sentence each
-    std::vector<std::string> hints;   // LSPs of that name in other letters
+    std::vector<std::string> hints;   // LSPs that the command does not look for
     size_t gone64 = 0;                // entries that go from each catalog
     size_t gone32 = 0;
 };

@@ -27,7 +27,7 @@ namespace {
 void ForeseeFile(const Machine& machine, Foreseen& foreseen) {
     const std::string path = conv_to_char(foreseen.dllPath.c_str());
     const bool exists = machine.live ? GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES
-                                     : HasFolder(foreseen.dllPath) && !HasReference(foreseen.dllPath) &&
+                                     : IsRooted(foreseen.dllPath) && !HasReference(foreseen.dllPath) &&
                                            IsInCodePage(foreseen.dllPath);
     if (!exists) {
         Trace("warning: file '%s' not exist", path.c_str());

@@ -12,7 +12,7 @@ struct Foreseen {
     std::wstring dllPath;           // of the LSP that was found; empty where none was, and for orphans
     bool found = false;             // whether there was anything with that name
     bool fileGoes = false;          // whether the DLL is deleted, at once or at the next start
-    DWORD sharedCount = 1;          // of that DLL, before the removal
+    DWORD sharedCount = 1;          // of that DLL, before the removal; 1 where there is none
 };
 
 // What "remove lsp NAME" does to the machine. The DLL is taken to exist where the disk is another one's.

@@ -4,7 +4,6 @@
 #include <windows.h>
 
 #include <cstdio>
-#include <exception>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -29,8 +28,8 @@ norvane64-rehearse --help | --version
                     reg export HKLM\SYSTEM\CurrentControlSet\Services\WinSock2\Parameters FILE
                     reg export HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs FILE
                   or take a state file of the sandbox.
-  --brief         before "lsp": one line with tabs: machine, verdict, entries that go from the 64-bit and from
-                  the 32-bit catalog, things that stay, things that break, warnings
+  --brief         before "lsp": one line: machine, verdict, entries that go from the 64-bit and the 32-bit catalog,
+                  things that stay, things that break, warnings; with tabs between them
 
 Exit codes of "lsp": 0 CLEAN, 2 NOTHING TO DO, 3 LEAVES WORK, 4 BREAKS OTHERS; "list": 0; 1 for an error.
 )";
@@ -55,7 +54,7 @@ Options ParseWords(int argc, char** argv) {
         } else if ((word == "--help" || word == "--version") && argc == 2) {
             options.command = word;
         } else {
-            throw std::runtime_error("unknown option, or its file is missing: " + word);
+            throw std::runtime_error("not an option here, or its file is missing: " + word);
         }
     }
     if (at < argc) {
@@ -76,13 +75,15 @@ Options ParseWords(int argc, char** argv) {
     return options;
 }
 
-// UTF-8, also on a console, whose code page stays as it is.
+// UTF-8, also on a console, whose code page stays as it is. Throws std::runtime_error when it cannot be written.
 void Print(const std::string& text) {
     const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD mode = 0;
     if (!GetConsoleMode(output, &mode)) {
         _setmode(_fileno(stdout), _O_BINARY);
-        std::fwrite(text.data(), 1, text.size(), stdout);
+        if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+            throw std::runtime_error("the output cannot be written");
+        }
         return;
     }
     const std::wstring wide = conv_utf8_to_wchar(text.c_str());
@@ -97,7 +98,8 @@ void Print(const std::string& text) {
 int Rehearse(const Options& options) {
     const Machine machine = ReadMachine(options.pictures);
     if (options.command == "list") {
-        return Print(WriteList(machine)), 0;
+        Print(WriteList(machine));
+        return 0;
     }
     const Foreseen foreseen = Foresee(machine, options.dllName);
     const Findings findings = FindConsequences(machine, foreseen, options.dllName);

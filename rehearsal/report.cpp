@@ -5,33 +5,39 @@
 
 namespace {
 
-std::string Section(const char* heading, const std::vector<std::string>& lines) {
+constexpr char kDamaged[] = "Warnings: this is damaged, or not as Windows writes it";
+constexpr char kAboutBreaks[] =
+    "  What to do: reinstall the products that have these DLLs, other than the one that is removed; or "
+    "\"netsh winsock reset\", which removes every LSP, and a restart.\n";
+constexpr char kAboutLeaves[] =
+    "  What to do, unless it says so: the uninstaller of the product takes out what stays in a catalog; a "
+    "file "
+    "can be deleted by hand, after the restart, when no catalog and no other program needs it.\n";
+
+// A heading with its lines, and what to do about them; empty without lines.
+std::string Section(const char* heading, const std::vector<std::string>& lines, const char* advice = "") {
     std::string text = lines.empty() ? "" : std::string("\n") + heading + "\n";
     for (const std::string& line : lines) {
         text += "  - " + Printable(line) + "\n";
     }
-    return text;
-}
-
-std::string Warnings(const Machine& machine) {
-    return Section("Warnings: this is damaged, or not as Windows writes it", machine.warnings);
+    return text + (lines.empty() ? "" : advice);
 }
 
 std::string FileFate(const Foreseen& foreseen) {
-    return foreseen.dllPath.empty() ? "No DLL is deleted.\n"
-           : foreseen.fileGoes
-               ? "The DLL is deleted, at the next start if it is in use: " + Shown(foreseen.dllPath) + "\n"
-               : "The DLL is not deleted: " + Shown(foreseen.dllPath) + "\n";
+    if (foreseen.dllPath.empty()) {
+        return "No DLL is deleted.\n";
+    }
+    return (foreseen.fileGoes ? "The DLL is deleted, at the next start if it is in use: "
+                              : "The DLL is not deleted: ") +
+           Shown(foreseen.dllPath) + "\n";
 }
 
 std::vector<std::string> TakenForGranted(const Machine& machine, const Foreseen& foreseen) {
     std::vector<std::string> granted = {"that Windows grants each call"};
     if (!machine.live && !foreseen.dllPath.empty()) {
-        granted.push_back("that the DLL exists, and that the folders of Windows and the code page are those "
-                          "of this machine");
-        if (machine.sharedCounts.empty()) {
-            granted.push_back(
-                "that no shared count holds the DLL, as no picture has any (the key SharedDLLs)");
+        granted.push_back("that the DLL exists, and that code page and Windows folder are this machine's");
+        if (!machine.hasCounts) {
+            granted.push_back("that no shared count holds the DLL: no picture has the key SharedDLLs");
         }
     }
     return granted;
@@ -52,14 +58,12 @@ std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const 
                 : "The name has to be a bare file name, without a folder.\n";
     text += changes ? "A restart is due afterwards: programs that run keep the old catalogs.\n"
                     : "No restart is due.\n";
-    text += Section("This breaks", findings.breaks);
-    text += findings.breaks.empty()
-                ? ""
-                : "  What to do: reinstall the products that have these DLLs, other than the one that is "
-                  "removed; or \"netsh winsock reset\", which removes every LSP, and a restart.\n";
-    text += Section("This stays", findings.leaves) + Section("This is broken already", findings.already) +
-            Section("Letter case counts in the name. There is", findings.hints);
-    text += Warnings(machine) + Section("Taken for granted", TakenForGranted(machine, foreseen));
+    text += Section("This breaks", findings.breaks, kAboutBreaks);
+    text += Section("This stays", findings.leaves, kAboutLeaves);
+    text += Section("This is broken already", findings.already);
+    text += Section("Not meant by the command", findings.hints);
+    text += Section(kDamaged, machine.warnings) +
+            Section("Taken for granted", TakenForGranted(machine, foreseen));
     text += "\nThe catalogs before\n" + DrawCatalogs(machine.state) + "\nThe catalogs after\n" +
             DrawCatalogs(foreseen.after) + "\nThe trace of the command\n\n";
     for (const std::string& message : foreseen.trace) {
@@ -79,5 +83,5 @@ std::string WriteBrief(const Machine& machine, const Findings& findings) {
 
 std::string WriteList(const Machine& machine) {
     return "The Winsock catalogs of " + Printable(machine.name) + "\n" + DrawCatalogs(machine.state) +
-           Warnings(machine);
+           Section(kDamaged, machine.warnings);
 }

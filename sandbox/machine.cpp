@@ -53,7 +53,7 @@ std::vector<std::string> EntryKeys(const RegistryPicture& picture, const std::st
     std::vector<std::string> keys = KeysBelow(picture, catalog + "\\Catalog_Entries" + bits);
     const long long count = Number(Find(picture, catalog, "Num_Catalog_Entries" + bits));
     if (count != static_cast<long long>(keys.size())) {
-        machine.incomplete = machine.incomplete || count > static_cast<long long>(keys.size());
+        machine.incomplete = machine.incomplete || count < 0 || count > static_cast<long long>(keys.size());
         machine.warnings.push_back(catalog + ": Num_Catalog_Entries" + bits + " is " +
                                    (count < 0 ? "missing" : std::to_string(count)) + ", and there are " +
                                    std::to_string(keys.size()));
@@ -121,6 +121,7 @@ void ReadCatalogs(const RegistryPicture& picture, const std::string& parameters,
 void ReadNamespaces(const RegistryPicture& picture, const std::string& parameters, Machine& machine) {
     const std::string name = Text(picture, parameters, "Current_NameSpace_Catalog");
     if (name.empty()) {
+        machine.incomplete = true;
         machine.warnings.push_back(parameters + ": no Current_NameSpace_Catalog");
         return;
     }
@@ -148,13 +149,17 @@ std::string FindParameters(const RegistryPicture& picture) {
     return found;
 }
 
-void ReadSharedCounts(const RegistryPicture& picture, Machine& machine) {
+// Returns whether their key is there.
+bool ReadSharedCounts(const RegistryPicture& picture, Machine& machine) {
     const std::string counts = LowerCase(std::string("HKEY_LOCAL_MACHINE\\") + kSharedDlls);
     for (const auto& [place, value] : picture.values) {
         if (place.first == counts && Number(&value) >= 0) {
             machine.sharedCounts[place.second] = static_cast<DWORD>(Number(&value));
         }
     }
+    const bool there = picture.loweredKeys.contains(counts);
+    machine.hasCounts = machine.hasCounts || there;
+    return there;
 }
 
 // Two machines at once would look like one that does not exist.
@@ -166,18 +171,19 @@ void TakeCatalogsOnce(Machine& machine) {
     machine.hasCatalogs = true;
 }
 
-void ReadPicture(const RegistryPicture& picture, Machine& machine) {
+// Returns whether anything in it is used.
+bool ReadPicture(const RegistryPicture& picture, Machine& machine) {
     const std::string parameters = FindParameters(picture);
     if (!parameters.empty()) {
         TakeCatalogsOnce(machine);
         ReadCatalogs(picture, parameters, machine);
         ReadNamespaces(picture, parameters, machine);
     }
-    ReadSharedCounts(picture, machine);
+    return ReadSharedCounts(picture, machine) || !parameters.empty();
 }
 
-// Throws std::runtime_error whose text begins with the number of a line, or with a key.
-void ReadFile(const std::string& content, Machine& machine) {
+// Returns whether anything in it is used. Throws std::runtime_error whose text begins with the number of a line, or with a key.
+bool ReadFile(const std::string& content, Machine& machine) {
     if (content.empty()) {
         throw std::runtime_error("1: the file is empty");
     }
@@ -187,14 +193,17 @@ void ReadFile(const std::string& content, Machine& machine) {
     if (IsRegistryExport(content)) {
         RegistryPicture picture;
         AddRegistryExport(content, picture);
-        ReadPicture(picture, machine);
-    } else {
-        TakeCatalogsOnce(machine);
-        machine.state = ParseWinsockState(content);
-        // The calls are taken to be granted, whatever the sandbox plans.
-        machine.state.faults.clear();
-        machine.state.notElevated = false;
+        return ReadPicture(picture, machine);
     }
+    if (content.find('\0') != std::string::npos) {
+        throw std::runtime_error("1: neither an export of the registry nor a state of the sandbox");
+    }
+    TakeCatalogsOnce(machine);
+    machine.state = ParseWinsockState(content);
+    // The calls are taken to be granted, whatever the sandbox plans.
+    machine.state.faults.clear();
+    machine.state.notElevated = false;
+    return true;
 }
 
 void ReadThisMachine(Machine& machine) {
@@ -213,15 +222,12 @@ Machine ReadMachine(const std::vector<std::string>& pictures) {
     Machine machine;
     for (const std::string& file : pictures) {
         machine.name += (machine.name.empty() ? "" : " ") + FromAnsi(file);
-        const bool hadCatalogs = machine.hasCatalogs;
-        const size_t counts = machine.sharedCounts.size();
         try {
-            ReadFile(ReadWholeFile(file), machine);
+            if (!ReadFile(ReadWholeFile(file), machine)) {
+                machine.warnings.push_back(FromAnsi(file) + ": nothing in it is used");
+            }
         } catch (const std::runtime_error& error) {
             throw std::runtime_error(FromAnsi(file) + ":" + error.what());
-        }
-        if (machine.hasCatalogs == hadCatalogs && machine.sharedCounts.size() == counts) {
-            machine.warnings.push_back(FromAnsi(file) + ": nothing in it is used");
         }
     }
     if (pictures.empty()) {

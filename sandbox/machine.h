@@ -13,6 +13,7 @@ struct Machine {
     bool live = false;        // whether it is this one, whose disk can be looked at
     bool incomplete = false;  // whether an entry, or its path, could not be read
     bool hasCatalogs = false; // whether anything described them; they can be empty
+    bool hasCounts = false;   // the same of the shared counts
     WinsockState state;
     std::vector<std::pair<std::string, std::string>>
         namespaces;                            // name and DLL path of each namespace provider

@@ -25,8 +25,9 @@ std::string Printable(const std::string& text, char kept) {
     std::wstring wide = conv_utf8_to_wchar(text.c_str());
     for (wchar_t& c : wide) {
         const bool control = (c < 0x20 && c != kept) || (c >= 0x7F && c <= 0x9F);
-        const bool otherLineOrDirection = c >= 0x2028 && c <= 0x202E;
-        c = control || otherLineOrDirection ? L'?' : c;
+        const bool lineOrDirection = (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) ||
+                                     c == 0x200E || c == 0x200F || c == 0x061C;
+        c = control || lineOrDirection ? L'?' : c;
     }
     return ToUtf8(wide);
 }
