@@ -46,11 +46,12 @@ TEST_F(LspRemovalTest, RandomCatalogsDoNoHarm) {
 TEST_F(LspRemovalTest, AProviderIdIsAddedOnce) {
     LspEntry entry = {};
     entry.layerCount = 1;
-    GUID id = {1, 2, 3, {}};
+    GUID ids[] = {{1, 2, 3, {}}, {2, 2, 3, {}}, {1, 2, 3, {}}};
     int error = 7;
-    EXPECT_EQ(AddGuidToLspEntry(&entry, &id, &error), 0);
-    EXPECT_EQ(AddGuidToLspEntry(&entry, &id, &error), 0);
-    EXPECT_EQ(entry.layerGuidCount, 1);
+    for (GUID& id : ids) {
+        EXPECT_EQ(AddGuidToLspEntry(&entry, &id, &error), 0);
+    }
+    EXPECT_EQ(entry.layerGuidCount, 2);
     LspFree(entry.layerGuids);
 }
 

@@ -41,11 +41,9 @@ void HoldOpen(const std::string& path, bool hold) {
     CloseHandle(std::exchange(held, INVALID_HANDLE_VALUE));
     SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     WriteWholeFile(path, "x");
-    if (!FileExists(path)) {
-        throw std::runtime_error("this file cannot be made: " + path);
-    }
     if (hold) {
         held = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        EXPECT_NE(held, INVALID_HANDLE_VALUE) << path;
     }
 }
 
@@ -202,16 +200,20 @@ void PrepareMachine(const std::string& executable) {
             WriteSecurity(key, "D:(A;;KA;;;WD)");
         }
     }
-    RegDeleteTreeA(HKEY_CLASSES_ROOT, "CLSID\\{T}");
+    for (const char* key : {"{T}", "{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}"}) {
+        RegDeleteTreeA(HKEY_CLASSES_ROOT, (std::string("CLSID\\") + key).c_str());
+    }
+    RegDeleteTreeA(HKEY_LOCAL_MACHINE, "Software\\Wow6432Node\\Brennick");
     WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDlls, "", REG_SZ, "");
 }
 
 void UseSystemLibrary(const std::string& kind) {
     static std::string present;
     if (kind != present) {
-        EXPECT_TRUE(CopyFileA((kSandbox + "ws2_32_" + kind + ".dll").c_str(),
-                              "C:\\windows\\system32\\ws2_32.dll", FALSE));
-        present = kind;
+        const std::string library = kSandbox + "ws2_32_" + kind + ".dll";
+        const BOOL copied = CopyFileA(library.c_str(), "C:\\windows\\system32\\ws2_32.dll", FALSE);
+        EXPECT_TRUE(copied);
+        present = copied ? kind : "";
     }
 }
 

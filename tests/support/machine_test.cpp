@@ -98,6 +98,7 @@ DWORD RunProgram(std::string commandLine, HANDLE output) {
     if (started && WaitForSingleObject(process.hProcess, kSecondsForAProgram * 1000) == WAIT_TIMEOUT) {
         ADD_FAILURE() << "not ended after " << kSecondsForAProgram << " s: " << commandLine.substr(0, 200);
         TerminateProcess(process.hProcess, 1);
+        WaitForSingleObject(process.hProcess, 5000);
     }
     DWORD exitCode = MAXDWORD;
     GetExitCodeProcess(process.hProcess, &exitCode);

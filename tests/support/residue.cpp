@@ -28,7 +28,7 @@ std::string ResidueOf(const std::function<void()>& action) {
     const bool comUsed = on::CoInitializeEx.calls > 0; // it keeps handles of its own, once used
     StopFailing();
     std::string residue;
-    residue += MachineTest::MachineTest::liveBlocks != blocks
+    residue += MachineTest::liveBlocks != blocks
                    ? "blocks left: " + std::to_string(MachineTest::liveBlocks - blocks) + "\n"
                    : "";
     residue += com != 0 ? "starts of COM left: " + std::to_string(com) + "\n" : "";
