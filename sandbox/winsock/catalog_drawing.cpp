@@ -24,7 +24,15 @@ std::string DrawChain(const WSAPROTOCOL_INFOW& entry, const Names& names) {
     return text + (ChainLength(entry) != entry.ProtocolChain.ChainLen ? " !! not a length" : "");
 }
 
-std::string DrawEntry(const SimulatedEntry& entry, const Names& names) {
+// The DLL of a layered entry, where it is not that of its LSP.
+std::string DrawOwnPath(const SimulatedEntry& entry, const SimulatedCatalog& catalog) {
+    const bool asItsLsp = std::any_of(catalog.begin(), catalog.end(), [&](const SimulatedEntry& lsp) {
+        return IsLayerOf(entry.info, lsp.info.dwCatalogEntryId) && lsp.path == entry.path;
+    });
+    return asItsLsp || entry.path.empty() ? "" : "   " + Shown(entry.path);
+}
+
+std::string DrawEntry(const SimulatedEntry& entry, const SimulatedCatalog& catalog, const Names& names) {
     const int length = entry.info.ProtocolChain.ChainLen;
     const bool isChain = length != LAYERED_PROTOCOL && length != BASE_PROTOCOL;
     const std::string name = NameOf(entry.info);
@@ -34,7 +42,7 @@ std::string DrawEntry(const SimulatedEntry& entry, const Names& names) {
               : length == BASE_PROTOCOL ? "base"
                                         : "LSP");
     return start + name +
-           (isChain ? "   [" + DrawChain(entry.info, names) + "]"
+           (isChain ? "   [" + DrawChain(entry.info, names) + "]" + DrawOwnPath(entry, catalog)
                     : std::string(std::max<size_t>(kNameColumn, name.size() + 1) - name.size(), ' ') +
                           Shown(entry.path)) +
            "\n";
@@ -48,7 +56,7 @@ std::string DrawCatalog(const char* bits, const SimulatedCatalog& catalog) {
     std::string text =
         std::string("\n  ") + bits + "-bit catalog" + (catalog.empty() ? ": empty" : "") + "\n";
     for (const SimulatedEntry& entry : catalog) {
-        text += DrawEntry(entry, names);
+        text += DrawEntry(entry, catalog, names);
     }
     return text;
 }
