@@ -14,8 +14,12 @@
 
 namespace {
 
-// Makes an empty file, and the folders that lead to it. What the code page has no characters for cannot be made.
+// Makes an empty file, and the folders that lead to it. What the code page has no characters for cannot be made, and what its
+// references lead out of the sandbox with is not.
 void MakeFile(const std::string& path) {
+    if (LeavesSandbox(path)) {
+        return;
+    }
     for (size_t at = 0; (at = path.find('\\', at + 1)) != std::string::npos;) {
         CreateDirectoryA(path.substr(0, at).c_str(), nullptr);
     }

@@ -60,10 +60,12 @@ sandbox_leave() {
     rm -rf "$sandbox"
 }
 
-# Empties the prefix. Debian's wineserver keeps its socket in a folder of its own, which it would leave behind.
+# Ends the prefix's server, which may still write the registry, and empties the prefix. Debian's wineserver keeps its socket in
+# a folder of its own, which it would leave behind.
 sandbox_forget_prefix() {
     local temporary
     [[ $WINEPREFIX == */build/sandbox/*/prefix ]] || script_fail "Not a sandbox: $WINEPREFIX"
+    [ ! -d "$drive" ] || "$(sandbox_find wineserver64 wineserver)" -k >/dev/null 2>&1 || true
     temporary=$(cat "$WINEPREFIX/wineserver" 2>/dev/null || true)
     rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX"

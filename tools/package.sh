@@ -47,7 +47,7 @@ if [ -n "$certificate" ]; then
     sums=$(cd "$stage/$name" && sed 's/^[0-9a-f]*  //' SHA256SUMS | xargs -d '\n' sha256sum)
     echo "$sums" >"$stage/$name/SHA256SUMS"
 fi
-rm -rf dist
+rm -f "dist/$name.zip" "dist/$name-symbols.zip"
 mkdir -p dist "$stage/$name-symbols"
 cp build/release/*.exe.debug "$stage/$name-symbols/"
 pack "$stage/$name" "dist/$name.zip"

@@ -53,4 +53,6 @@ done
 code=0
 sandbox_enter "$script" "${words[@]}" > >(rename_pictures) 2> >(rename_pictures >&2) || code=$?
 wait
+((code != 1 || ${#pictures[@]} > 0)) ||
+    echo "Without --picture this looks at an empty Wine prefix, which has no catalogs." >&2
 exit "$code"

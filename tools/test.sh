@@ -15,7 +15,7 @@ script_words 1 "$@"
 if sandbox_inside; then
     sandbox_make build/release build/checked
     test_files checked
-    run_tests 'C:\sandbox\norvane_tests.exe' "${1:-*}"
+    run_tests 'C:\sandbox\norvane_tests.exe' "${1-*}"
     exit
 fi
 script_lock

@@ -29,7 +29,11 @@ run_logged() {
     : >"$log" # there when it is first read
     (sandbox_exec "$@" >>"$log" 2>&1) &
     program=$!
-    { "$(sandbox_find wineserver64 wineserver)" -w && sleep 3 && kill "$program"; } 2>/dev/null &
+    {
+        # Not before it has begun: the server of the program before it may just be ending.
+        while [ ! -s "$log" ] && kill -0 "$program"; do sleep 0.1; done
+        "$(sandbox_find wineserver64 wineserver)" -w && sleep 3 && kill "$program"
+    } 2>/dev/null &
     watch=$!
     tail -n +1 -f --pid="$program" "$log" | test_output &
     wait "$program" || echo "(exit code $?)" >>"$log"
