@@ -67,7 +67,7 @@ std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const 
     text += "\nThe catalogs before\n" + DrawCatalogs(machine.state) + "\nThe catalogs after\n" +
             DrawCatalogs(foreseen.after) + "\nThe trace of the command\n\n";
     for (const std::string& message : foreseen.trace) {
-        text += Printable(message, '\n') + "\n";
+        text += Printable(message, L'\n') + "\n";
     }
     return text;
 }

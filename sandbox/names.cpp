@@ -21,7 +21,7 @@ std::string ToUtf8(const std::wstring& text) {
     return conv_wchar_to_utf8(text.c_str());
 }
 
-std::string Printable(const std::string& text, char kept) {
+std::string Printable(const std::string& text, wchar_t kept) {
     std::wstring wide = conv_utf8_to_wchar(text.c_str());
     for (wchar_t& c : wide) {
         const bool control = (c < 0x20 && c != kept) || (c >= 0x7F && c <= 0x9F);

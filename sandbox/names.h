@@ -17,7 +17,7 @@ std::string ToUtf8(const std::wstring& text);
 // A text in UTF-8 with "?" for its control characters and those that change lines or directions, which could forge lines of a
 // report.
 //   kept  a control character that stays
-std::string Printable(const std::string& text, char kept = '\0');
+std::string Printable(const std::string& text, wchar_t kept = L'\0');
 
 // A text of the catalogs, such as a path, printable.
 std::string Shown(const std::wstring& text);
