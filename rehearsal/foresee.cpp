@@ -15,7 +15,7 @@
 #include "trace/trace_log.h"
 #include "winsock/simulated_winsock.h"
 
-// In the place of the functions that norvane64.exe looks up in ws2_32.dll: every 64-bit Windows in use has them.
+// In the place of the functions that norvane64.exe looks up in ws2_32.dll; the linker takes this definition. Every 64-bit Windows in use has them.
 const ProviderUpdateFunctions& UpdateFunctions() {
     static const ProviderUpdateFunctions functions = {&WSCUpdateProvider, &WSCUpdateProvider32};
     return functions;

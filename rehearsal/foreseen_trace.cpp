@@ -1,4 +1,5 @@
-// The trace log of the rehearsal, in the place of the one that writes.
+// The trace log of the rehearsal, in the place of the one that writes: the linker takes these definitions, and leaves those of
+// src/trace/trace_log.cpp in the library. Its lock is not made, so nothing here may call what the log does besides.
 #include "foreseen_trace.h"
 
 #include <cstdarg>

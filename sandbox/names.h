@@ -1,4 +1,4 @@
-// Texts from a machine, as UTF-8. A text ends at its first NUL. All of these throw std::runtime_error when a conversion fails.
+// Texts from a machine, as UTF-8. A text ends at its first NUL. All of these throw std::runtime_error when a conversion to or from UTF-8 fails.
 #pragma once
 
 #include <winsock2.h>

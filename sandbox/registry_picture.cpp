@@ -61,8 +61,11 @@ std::string NextLine(Reader& reader) {
 
 // Takes a text in quotes, which can go on over lines, off the line.
 std::string TakeText(Reader& reader, std::string& line) {
+    if (!line.starts_with('"')) {
+        throw std::runtime_error("not a text in quotes: " + line.substr(0, 100));
+    }
     std::string text;
-    for (size_t i = 1; line[0] == '"'; ++i) {
+    for (size_t i = 1;; ++i) {
         while (i >= line.size()) {
             line += "\n" + NextLine(reader);
         }
@@ -73,7 +76,6 @@ std::string TakeText(Reader& reader, std::string& line) {
         i += line[i] == '\\' && i + 1 < line.size() ? 1u : 0u;
         text += line[i];
     }
-    throw std::runtime_error("not a text in quotes: " + line.substr(0, 100));
 }
 
 // The value of a hexadecimal digit; -1 for another character.
@@ -163,6 +165,7 @@ void ReadExportLine(Reader& reader, bool wide, RegistryPicture& picture) {
     AddTypedValue(reader, line.substr(1), name, wide, picture);
 }
 
+// Returns the error that stopped it; ERROR_SUCCESS for none. So does the next one.
 LONG AddLiveValues(HKEY key, const std::string& path, RegistryPicture& picture) {
     DWORD longestName = 0;
     DWORD largest = 0;
@@ -181,7 +184,20 @@ LONG AddLiveValues(HKEY key, const std::string& path, RegistryPicture& picture) 
             AddValue(path, FromAnsi(name.substr(0, nameLength)), type, data.substr(0, size), false, picture);
         }
     }
-    return error;
+    return error == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : error;
+}
+
+LONG AddLiveKeys(HKEY key, const std::string& path, RegistryPicture& picture) {
+    LONG error = ERROR_SUCCESS;
+    for (DWORD index = 0; error == ERROR_SUCCESS; ++index) {
+        char name[4 * 256]; // a key's name has at most 255 characters
+        DWORD length = sizeof(name);
+        error = RegEnumKeyExA(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+        if (error == ERROR_SUCCESS) {
+            AddLiveRegistry(path + "\\" + name, picture);
+        }
+    }
+    return error == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : error;
 }
 
 } // namespace
@@ -212,7 +228,7 @@ void AddRegistryExport(const std::string& content, RegistryPicture& picture) {
 }
 
 void AddLiveRegistry(const std::string& path, RegistryPicture& picture) {
-    const std::string fullPath = "HKEY_LOCAL_MACHINE\\" + path;
+    const std::string fullPath = FromAnsi("HKEY_LOCAL_MACHINE\\" + path);
     HKEY opened = nullptr;
     LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened);
     if (error == ERROR_FILE_NOT_FOUND) {
@@ -220,20 +236,13 @@ void AddLiveRegistry(const std::string& path, RegistryPicture& picture) {
     }
     const std::unique_ptr<std::remove_pointer_t<HKEY>, decltype(&RegCloseKey)> key(opened, &RegCloseKey);
     if (error == ERROR_SUCCESS) {
-        AddKey(FromAnsi(fullPath), picture);
-        error = AddLiveValues(opened, FromAnsi(fullPath), picture);
+        AddKey(fullPath, picture);
+        error = AddLiveValues(opened, fullPath, picture);
     }
-    for (DWORD index = 0; error == ERROR_NO_MORE_ITEMS; ++index) {
-        char name[4 * 256]; // a key's name has at most 255 characters
-        DWORD length = sizeof(name);
-        const LONG found = RegEnumKeyExA(opened, index, name, &length, nullptr, nullptr, nullptr, nullptr);
-        if (found == ERROR_NO_MORE_ITEMS) {
-            return;
-        }
-        error = found == ERROR_SUCCESS ? ERROR_NO_MORE_ITEMS : found;
-        if (found == ERROR_SUCCESS) {
-            AddLiveRegistry(path + "\\" + name, picture);
-        }
+    if (error == ERROR_SUCCESS) {
+        error = AddLiveKeys(opened, path, picture);
     }
-    throw std::runtime_error(FromAnsi(fullPath) + ": error " + std::to_string(error));
+    if (error != ERROR_SUCCESS) {
+        throw std::runtime_error(fullPath + ": error " + std::to_string(error));
+    }
 }

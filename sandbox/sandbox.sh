@@ -37,7 +37,7 @@ sandbox_enter() {
     # In the background, so that a signal ends the waiting at once. What happens is not to depend on the host's environment,
     # and Debian 13's Wine aborts when TMPDIR is set.
     env -i PATH="$PATH" LC_ALL=C.UTF-8 WINEDEBUG="$WINEDEBUG" BRIEF="${BRIEF:-0}" \
-        HOME="$sandbox/home" SANDBOX="$sandbox" SANDBOX_SCRIPT="$script" "${jail[@]}" "$@" </dev/null {script_lock}>&- &
+        HOME="$sandbox/home" SANDBOX="$sandbox" SANDBOX_SCRIPT="$script" "${jail[@]}" "$@" </dev/null {script_lock_fd}>&- &
     sandbox_process=$!
     local code=0
     wait "$sandbox_process" || code=$?
@@ -76,7 +76,10 @@ sandbox_forget_prefix() {
 # loader itself is in that folder; the command "wine" is a wrapper that looks for a 32-bit Wine first, and complains.
 sandbox_find() {
     local name
-    for name in "${@/#//usr/lib/wine/}" "$@"; do
+    for name; do
+        command -v "/usr/lib/wine/$name" && return
+    done
+    for name; do
         command -v "$name" && return
     done
     script_fail "Wine is not installed: none of $* is there"

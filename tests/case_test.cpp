@@ -87,9 +87,8 @@ void CaseTest::PlanFault(const std::string& call, int number, int error) {
     } else if (IsWinsockFunction(call) && executable_.empty()) {
         state_.faults.push_back({call, number, error});
     } else {
-        const std::string file = IsWinsockFunction(call) ? "winsock.txt" : "netcfg.txt";
-        AppendToFile("C:\\sandbox\\" + file, line);
-        ParseNetcfgState(file == "netcfg.txt" ? line : "");
+        ParseNetcfgState(IsWinsockFunction(call) ? "" : line);
+        AppendToFile(IsWinsockFunction(call) ? "C:\\sandbox\\winsock.txt" : "C:\\sandbox\\netcfg.txt", line);
     }
 }
 
@@ -153,6 +152,7 @@ std::string CaseTest::ActWithFault(const std::string& call, int number, int erro
     WriteWholeFile("C:\\sandbox\\netcfg.calls.txt", "");
     PlanFault(call, number, error);
     const std::string output = act_();
+    // What reports a failure must have changed nothing.
     const bool unchanged = FormatWinsockState(state_) == FormatWinsockState(before);
     EXPECT_TRUE(unchanged || output.find("= -1\n") == std::string::npos) << "changed, and failed:\n"
                                                                          << output;

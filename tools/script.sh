@@ -49,8 +49,8 @@ script_check() {
 # Waits until no other run is under way in this checkout. The next one can start when this script has ended.
 script_lock() {
     mkdir -p build
-    exec {script_lock}>build/.lock
-    flock -n "$script_lock" && return
+    exec {script_lock_fd}>build/.lock
+    flock -n "$script_lock_fd" && return
     echo "Another run is under way in this checkout; waiting for its end" >&2
-    flock "$script_lock"
+    flock "$script_lock_fd"
 }

@@ -58,16 +58,17 @@ class CaseRun {
             checked_ = checked_ || SaysSomething(word);
             return;
         }
-        line.insert(0, " ");
-        const size_t arrow = line.find(kWholeOutput);
+        // A step without words can have the arrow right behind it.
+        const std::string words = " " + line;
+        const size_t arrow = std::min(words.find(kWholeOutput), words.size());
         const Step* step = FindStep(steps_, word);
         if (step == nullptr) {
             throw std::runtime_error("unknown step: " + word);
         }
-        output_ = step->run(SplitWords(*step, Unescaped(line.substr(1, arrow == 0 ? 0 : arrow - 1))));
+        output_ = step->run(SplitWords(*step, Unescaped(arrow == 0 ? "" : words.substr(1, arrow - 1))));
         checked_ = checked_ || word == "fails" || word == "sweep";
-        if (arrow != std::string::npos) {
-            CheckArrow(line.substr(arrow + kWholeOutput.size()));
+        if (arrow != words.size()) {
+            CheckArrow(words.substr(arrow + kWholeOutput.size()));
         }
     }
 
