@@ -22,9 +22,9 @@ struct CatalogChange {
     const Foreseen& foreseen;
     const std::string dllName;     // in UTF-8
     const std::string deletedFile; // as FileIdentity has it; empty when none is deleted
-    Ids idsBefore = {};
-    Ids idsAfter = {};
-    Ids broken = {}; // entries whose way down, or DLL, goes with this removal
+    Ids idsBefore;
+    Ids idsAfter;
+    Ids broken; // entries whose way down, or DLL, goes with this removal
 };
 
 Ids IdsOf(const SimulatedCatalog& catalog) {
@@ -257,14 +257,14 @@ const char* VerdictText(Verdict verdict) {
 }
 
 Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, const std::string& dllName) {
-    const WinsockState& before = machine.state;
-    const WinsockState& after = foreseen.after;
     const std::string name = FromAnsi(dllName);
     const std::string deleted = foreseen.fileGoes ? FileIdentity(foreseen.dllPath, false) : "";
-    const CatalogChange change64 = {false, before.catalog64, after.catalog64, before.catalog64, foreseen,
-                                    name,  deleted};
-    const CatalogChange change32 = {true, before.catalog32, after.catalog32, before.catalog64, foreseen,
-                                    name, deleted};
+    const SimulatedCatalog& before64 = machine.state.catalog64;
+    const auto change = [&](bool is32, const SimulatedCatalog& before, const SimulatedCatalog& after) {
+        return CatalogChange{is32, before, after, before64, foreseen, name, deleted, {}, {}, {}};
+    };
+    const CatalogChange change64 = change(false, before64, foreseen.after.catalog64);
+    const CatalogChange change32 = change(true, machine.state.catalog32, foreseen.after.catalog32);
     Findings findings;
     LookAtFile(foreseen, findings);
     LookAtCatalog(change64, findings);
@@ -273,8 +273,8 @@ Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, cons
     if (machine.incomplete) {
         findings.leaves.push_back("Not all of this machine could be read: see the warnings");
     }
-    findings.gone64 = before.catalog64.size() - after.catalog64.size();
-    findings.gone32 = before.catalog32.size() - after.catalog32.size();
+    findings.gone64 = before64.size() - change64.after.size();
+    findings.gone32 = change32.before.size() - change32.after.size();
     findings.verdict = std::max({foreseen.found ? Verdict::kClean : Verdict::kNothingToDo,
                                  findings.leaves.empty() ? Verdict::kClean : Verdict::kLeavesWork,
                                  findings.breaks.empty() ? Verdict::kClean : Verdict::kBreaksOthers});
