@@ -10,9 +10,8 @@ constexpr char kAboutBreaks[] =
     "  What to do: reinstall the products that have these DLLs, other than the one that is removed; or "
     "\"netsh winsock reset\", which removes every LSP, and a restart.\n";
 constexpr char kAboutLeaves[] =
-    "  What to do, unless it says so: the uninstaller of the product takes out what stays in a catalog; a "
-    "file "
-    "can be deleted by hand, after the restart, when no catalog and no other program needs it.\n";
+    "  What to do, where no line says it: the uninstaller of the product takes out what stays in a catalog; "
+    "a file can be deleted by hand, after the restart, when no catalog and no other program needs it.\n";
 
 // A heading with its lines, and what to do about them; empty without lines.
 std::string Section(const char* heading, const std::vector<std::string>& lines, const char* advice = "") {
