@@ -18,7 +18,6 @@ struct CatalogChange {
     bool is32;
     const SimulatedCatalog& before;
     const SimulatedCatalog& after;
-    const SimulatedCatalog& before64;
     const Foreseen& foreseen;
     const std::string dllName;     // in UTF-8
     const std::string deletedFile; // as FileIdentity has it; empty when none is deleted
@@ -78,7 +77,8 @@ void LookAtChain(const SimulatedEntry& entry, CatalogChange& change, Findings& f
     for (int i = 0; i < ChainLength(entry.info); ++i) {
         const DWORD id = entry.info.ProtocolChain.ChainEntries[i];
         goneNow = goneNow || (change.idsBefore.contains(id) && !change.idsAfter.contains(id));
-        named += change.idsAfter.contains(id) ? "" : (named.empty() ? "" : ", ") + std::to_string(id);
+        named +=
+            id == 0 || change.idsAfter.contains(id) ? "" : (named.empty() ? "" : ", ") + std::to_string(id);
     }
     if (goneNow) {
         change.broken.insert(entry.info.dwCatalogEntryId);
@@ -96,38 +96,41 @@ void LookAtOrphan(const SimulatedEntry& entry, const CatalogChange& change, Find
     Texts& texts = matters ? findings.leaves : findings.already;
     texts.push_back(Title(entry, change) + " stays, and belongs to no LSP" +
                     (change.is32 ? ": it goes only with an entry of the same GUID in the 64-bit catalog"
-                                 : ": \"remove lsp \"\"\" takes such entries out"));
+                                 : ": rehearse \"lsp \"\"\", which takes such entries out"));
 }
 
-// Whether the command finds the LSP by the name of its DLL.
-bool IsFoundByName(const SimulatedEntry& entry, const CatalogChange& change) {
-    return !change.is32 && IsKind(entry.info, LAYERED_PROTOCOL) &&
-           entry.path.find(L'/') == std::wstring::npos;
+// The LSP of the 64-bit catalog by whose DLL name a further run removes this one; null for none.
+const SimulatedEntry* FindByName(const SimulatedEntry& entry, const CatalogChange& change) {
+    const SimulatedEntry* lsp = FindProvider(change.foreseen.after.catalog64, entry);
+    const bool found = lsp != nullptr && IsKind(lsp->info, LAYERED_PROTOCOL);
+    return found && FileNameOf(ToUtf8(lsp->path)).find('/') == std::string::npos ? lsp : nullptr;
 }
 
 // An entry that stays and whose DLL is deleted. That of an LSP which a further run removes is no harm.
 void LookAtLost(const SimulatedEntry& entry, CatalogChange& change, Findings& findings) {
     const SimulatedEntry* owner = OwnerOf(entry, change.after);
-    const SimulatedEntry& lsp = owner == nullptr ? entry : *owner;
-    if (!IsFoundByName(lsp, change) || FileIdentity(lsp.path, false) != change.deletedFile) {
+    const SimulatedEntry* lsp = FindByName(owner == nullptr ? entry : *owner, change);
+    change.broken.insert(entry.info.dwCatalogEntryId);
+    if (lsp == nullptr || FileIdentity(lsp->path, false) != change.deletedFile) {
         findings.breaks.push_back(Title(entry, change) + " has the DLL that is deleted");
-        change.broken.insert(entry.info.dwCatalogEntryId);
     } else if (owner == nullptr) {
         findings.leaves.push_back(Title(entry, change) + " stays without its DLL: run the command for " +
-                                  FileNameOf(ToUtf8(entry.path)) + ", too");
+                                  FileNameOf(ToUtf8(lsp->path)) + ", too");
     }
 }
 
 // Why an LSP with the name that was given stays.
 std::string ReasonOfName(const SimulatedEntry& entry, const CatalogChange& change) {
+    const SimulatedEntry* lsp = FindByName(entry, change);
+    if (change.foreseen.found && lsp != nullptr && FileNameOf(ToUtf8(lsp->path)) == change.dllName) {
+        return " stays: run the command until the name is not found";
+    }
     if (change.is32) {
         const SimulatedEntry* other = FindProvider(change.foreseen.after.catalog64, entry);
         return " stays: names are looked for in the 64-bit catalog alone" +
                (other == nullptr ? "" : ", which has it with the DLL " + Shown(other->path));
     }
-    return change.foreseen.found && IsFoundByName(entry, change)
-               ? " stays: run the command until the name is not found"
-               : " stays: the command does not find it, see the trace";
+    return " stays: the command does not find it, see the trace";
 }
 
 // An LSP that stays and keeps its DLL.
@@ -135,16 +138,17 @@ void LookAtLsp(const SimulatedEntry& entry, const CatalogChange& change, Finding
     std::string path = ToUtf8(entry.path);
     std::replace(path.begin(), path.end(), '/', '\\'); // other programs take both
     const bool otherLetters = LowerCase(FileNameOf(path)) == LowerCase(change.dllName);
+    const bool only32 = change.is32 && FindProvider(change.foreseen.after.catalog64, entry) == nullptr;
     const std::string title = Title(entry, change);
     if (FileNameOf(path) == change.dllName) {
         findings.leaves.push_back(title + ReasonOfName(entry, change));
+    } else if (only32 && (change.foreseen.found || !otherLetters)) {
+        (change.foreseen.found ? findings.leaves : findings.hints)
+            .push_back(title + " stays: only the 32-bit catalog has it");
     } else if (otherLetters && change.foreseen.fileGoes) {
         findings.leaves.push_back(title + " stays, and can have the deleted file under another path");
     } else if (otherLetters) {
         findings.hints.push_back(title + " has the name in other letters, and letter case counts");
-    } else if (change.is32 && FindProvider(change.before64, entry) == nullptr) {
-        (change.foreseen.found ? findings.leaves : findings.hints)
-            .push_back(title + " stays: only the 32-bit catalog has it");
     }
 }
 
@@ -174,7 +178,7 @@ void LookAtGone(const SimulatedEntry& entry, const CatalogChange& change, Findin
         findings.breaks.push_back(title +
                                   ": a base provider with the GUID of a removed entry; only the reset helps");
     } else if (IsKind(entry.info, LAYERED_PROTOCOL) && isOther && !change.is32) {
-        findings.breaks.push_back(title + ": an LSP with the GUID of a removed entry");
+        findings.breaks.push_back(title + ": an LSP with the GUID or id of a removed entry");
     } else if (OwnerOf(entry, change.after) != nullptr) {
         findings.breaks.push_back(title + ", and its LSP stays");
     } else if (isOther) {
@@ -198,7 +202,7 @@ void LookAtCatalog(CatalogChange change, Findings& findings) {
         }
         if (!change.deletedFile.empty() && FileIdentity(entry.path, change.is32) == change.deletedFile) {
             LookAtLost(entry, change, findings);
-        } else if (IsKind(entry.info, LAYERED_PROTOCOL) && !entry.path.empty()) {
+        } else if (IsKind(entry.info, LAYERED_PROTOCOL)) {
             LookAtLsp(entry, change, findings);
         }
     }
@@ -257,13 +261,11 @@ const char* VerdictText(Verdict verdict) {
 }
 
 Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, const std::string& dllName) {
-    const std::string name = FromAnsi(dllName);
     const std::string deleted = foreseen.fileGoes ? FileIdentity(foreseen.dllPath, false) : "";
-    const SimulatedCatalog& before64 = machine.state.catalog64;
     const auto change = [&](bool is32, const SimulatedCatalog& before, const SimulatedCatalog& after) {
-        return CatalogChange{is32, before, after, before64, foreseen, name, deleted, {}, {}, {}};
+        return CatalogChange{is32, before, after, foreseen, FromAnsi(dllName), deleted, {}, {}, {}};
     };
-    const CatalogChange change64 = change(false, before64, foreseen.after.catalog64);
+    const CatalogChange change64 = change(false, machine.state.catalog64, foreseen.after.catalog64);
     const CatalogChange change32 = change(true, machine.state.catalog32, foreseen.after.catalog32);
     Findings findings;
     LookAtFile(foreseen, findings);
@@ -273,7 +275,7 @@ Findings FindConsequences(const Machine& machine, const Foreseen& foreseen, cons
     if (machine.incomplete) {
         findings.leaves.push_back("Not all of this machine could be read: see the warnings");
     }
-    findings.gone64 = before64.size() - change64.after.size();
+    findings.gone64 = change64.before.size() - change64.after.size();
     findings.gone32 = change32.before.size() - change32.after.size();
     findings.verdict = std::max({foreseen.found ? Verdict::kClean : Verdict::kNothingToDo,
                                  findings.leaves.empty() ? Verdict::kClean : Verdict::kLeavesWork,
