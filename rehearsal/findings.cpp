@@ -106,7 +106,8 @@ const SimulatedEntry* FindByName(const SimulatedEntry& entry, const CatalogChang
     return found && FileNameOf(ToUtf8(lsp->path)).find('/') == std::string::npos ? lsp : nullptr;
 }
 
-// An entry that stays and whose DLL is deleted. That of an LSP which a further run removes is no harm.
+// An entry that stays and whose DLL is deleted. An LSP that a further run removes is only work that is left; until then, what
+// lies over it is broken all the same.
 void LookAtLost(const SimulatedEntry& entry, CatalogChange& change, Findings& findings) {
     const SimulatedEntry* owner = OwnerOf(entry, change.after);
     const SimulatedEntry* lsp = FindByName(owner == nullptr ? entry : *owner, change);
