@@ -1,3 +1,6 @@
+if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
+    set_property(CACHE CMAKE_INSTALL_PREFIX PROPERTY VALUE ${CMAKE_BINARY_DIR}/installed)
+endif()
 # What "cmake --install" puts into a folder, and tools/package.sh into the package.
 install(PROGRAMS $<TARGET_FILE:norvane64> $<TARGET_FILE:norvane64-rehearse> DESTINATION .)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION .)

@@ -1,11 +1,11 @@
-#include "dll_paths.h"
+#include "rehearsal/dll_paths.h"
 
 #include <windows.h>
 
 #include <cstring>
 
 #include "common/text_conversion.h"
-#include "names.h"
+#include "machine/utf8_text.h"
 
 std::string FileNameOf(const std::string& path) {
     return path.substr(path.rfind('\\') + 1);

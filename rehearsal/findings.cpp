@@ -1,12 +1,12 @@
-#include "findings.h"
+#include "rehearsal/findings.h"
 
 #include <algorithm>
 #include <set>
 
 #include "common/text_conversion.h"
 #include "lsp/provider_entries.h"
-#include "dll_paths.h"
-#include "names.h"
+#include "rehearsal/dll_paths.h"
+#include "machine/utf8_text.h"
 
 namespace {
 

@@ -1,27 +1,32 @@
-#include "foresee.h"
+#include "rehearsal/foresee.h"
 
 #include <windows.h>
 
 #include <stdexcept>
+#include <utility>
 
 #include "common/text_conversion.h"
 #include "lsp/lsp_map.h"
 #include "lsp/lsp_removal.h"
 #include "lsp/private_heap.h"
 #include "lsp/update_functions.h"
-#include "dll_paths.h"
-#include "foreseen_trace.h"
-#include "names.h"
+#include "rehearsal/dll_paths.h"
+#include "machine/utf8_text.h"
 #include "trace/trace_log.h"
-#include "winsock/simulated_winsock.h"
-
-// In the place of the functions that norvane64.exe looks up in ws2_32.dll; the linker takes this definition. Every 64-bit Windows in use has them.
-const ProviderUpdateFunctions& UpdateFunctions() {
-    static const ProviderUpdateFunctions functions = {&WSCUpdateProvider, &WSCUpdateProvider32};
-    return functions;
-}
+#include "simulation/simulated_winsock.h"
 
 namespace {
+
+std::vector<std::string> messages; // of the trace, in UTF-8
+
+// Keeps a message of the trace. A message that is valid UTF-8 is taken for that, any other for ANSI: the log writes UTF-8 where
+// the code page lacks a character.
+void KeepMessage(const char* text, size_t length, void*, unsigned) {
+    const bool utf8 = length == 0 || MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text,
+                                                         static_cast<int>(length), nullptr, 0) != 0;
+    const std::string message(text, length);
+    messages.push_back(utf8 ? message : FromAnsi(message));
+}
 
 // The messages of RemoveFile, which decides by the path as it is in the ANSI code page.
 void ForeseeFile(const Machine& machine, Foreseen& foreseen) {
@@ -50,6 +55,9 @@ void ForeseeFile(const Machine& machine, Foreseen& foreseen) {
 
 Foreseen Foresee(const Machine& machine, const std::string& dllName) {
     Foreseen foreseen;
+    traceLog->AddSink(
+        {KeepMessage, nullptr, kDefaultTraceLevel}); // registered once, however often it is added
+    SetUpdateFunctions({&WSCUpdateProvider, &WSCUpdateProvider32}); // as on every 64-bit Windows in use
     wchar_t path[kDllPathSize] = {};
     int error = 0;
     Trace("64-bit utility started, params: 'remove lsp %s'", dllName.c_str());
@@ -66,6 +74,6 @@ Foreseen Foresee(const Machine& machine, const std::string& dllName) {
     foreseen.dllPath = path;
     ForeseeFile(machine, foreseen);
     Trace("64-bit utility finished, return code = %d", 0); // whatever happened
-    foreseen.trace = TakeForeseenTrace();
+    foreseen.trace = std::exchange(messages, {});
     return foreseen;
 }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "machine.h"
+#include "machine/machine.h"
 
 struct Foreseen {
     WinsockState after;             // the catalogs afterwards

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "common/text_conversion.h"
-#include "names.h"
-#include "report.h"
+#include "machine/utf8_text.h"
+#include "rehearsal/report.h"
 
 extern "C" int _dowildcard;
 int _dowildcard = 0; // the words arrive as they were typed

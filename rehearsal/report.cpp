@@ -1,7 +1,7 @@
-#include "report.h"
+#include "rehearsal/report.h"
 
-#include "names.h"
-#include "winsock/catalog_drawing.h"
+#include "machine/utf8_text.h"
+#include "machine/catalog_drawing.h"
 
 namespace {
 

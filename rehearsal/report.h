@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "findings.h"
+#include "rehearsal/findings.h"
 
 // The verdict, what a person decides from, the catalogs before and after, and the trace that the command would write.
 //   dllName  in the ANSI code page

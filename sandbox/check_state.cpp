@@ -8,9 +8,9 @@
 #include <string>
 
 #include "common/text_conversion.h"
-#include "netcfg/netcfg_state.h"
-#include "state_text.h"
-#include "winsock/winsock_state.h"
+#include "machine/netcfg_state.h"
+#include "machine/file_reading.h"
+#include "machine/winsock_state.h"
 
 namespace {
 

@@ -133,7 +133,7 @@ sandbox_make() {
         mkdir -p "$drive/sandbox/${build##*/}"
         cp "$build/norvane64.exe" "$drive/sandbox/${build##*/}/"
     done
-    cp "$build/norvane64-rehearse.exe" "$build"/sandbox/*.dll "$build"/sandbox/*.exe sandbox/sample_* "$drive/sandbox/"
+    cp "$build/norvane64-rehearse.exe" "$build"/simulation/*.dll "$build"/sandbox/*.exe sandbox/sample_* "$drive/sandbox/"
     sandbox_set 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs'
     # For this one program: with the stand-in, Wine's own services would not start.
     sandbox_set 'HKCU\Software\Wine\AppDefaults\norvane64.exe\DllOverrides' /v ws2_32 /d native

@@ -11,13 +11,16 @@
 #include "lsp/lsp_removal.h"
 #include "lsp/private_heap.h"
 #include "lsp/remove_lsp_command.h"
-#include "lsp/update_functions.h"
+#include "lsp/update_function_loading.h"
+#include "machine/file_reading.h"
+#include "machine/file_writing.h"
+#include "machine/text_parsing.h"
 #include "netcfg/netcfg_removal.h"
 #include "security/permission_acquirer.h"
+#include "simulation/simulated_winsock.h"
 #include "support/machine_test.h"
 #include "support/text.h"
 #include "trace/trace_log.h"
-#include "winsock/simulated_winsock.h"
 
 namespace {
 
@@ -176,6 +179,7 @@ std::string Acquire(const Words& words, bool view32) {
 
 // With what the stand-in says at the end.
 std::string Uninstall(const Words& words) {
+    WriteWholeFile("C:\\sandbox\\netcfg.calls.txt", "");
     const HRESULT result = HrUninstallNetComponent(Wide(words[0]).c_str());
     const std::string calls = ReadWholeFile("C:\\sandbox\\netcfg.calls.txt");
     const size_t last = calls.rfind("all released");

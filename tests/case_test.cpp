@@ -4,7 +4,11 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "netcfg/netcfg_state.h"
+#include "machine/file_reading.h"
+#include "machine/file_writing.h"
+#include "machine/netcfg_state.h"
+#include "machine/text_parsing.h"
+#include "machine/winsock_functions.h"
 #include "case_actions.h"
 #include "support/case_file.h"
 #include "support/machine_steps.h"
@@ -12,11 +16,14 @@
 #include "support/residue.h"
 #include "support/text.h"
 #include "trace/trace_log.h"
-#include "winsock/simulated_winsock.h"
+#include "simulation/simulated_winsock.h"
 
 namespace {
 
 using std::to_string;
+
+constexpr char kWinsockFile[] = "C:\\sandbox\\winsock.txt";
+constexpr char kNetcfgFile[] = "C:\\sandbox\\netcfg.txt";
 
 // The changing calls of the simulated Winsock.
 std::string Changes() {
@@ -39,12 +46,12 @@ class CaseTest : public MachineTest {
     void SetMachine(const std::string& kind);
     void AddEntries(const std::string& entries);
     void PlanFault(const std::string& call, int number, int error);
-    int FaultsThatCame(const std::string& call, int error) const;
+    bool Occurred(const std::string& call, int error) const;
     void SetAction(std::string text);
     void Plan(const Words& words);
     void CheckPlanned();
     std::string RunAction(const Step& action, const Words& words);
-    std::string ActWithFault(const std::string& call, int number, int error);
+    std::string ActWithFault(const std::string& call, int number, int error, bool* occurred);
     void CheckFaults(const Words& words);
     void CheckFault(const std::string& call, int number, std::string expected);
     void Sweep(const Words& words);
@@ -78,37 +85,27 @@ void CaseTest::AddEntries(const std::string& entries) {
 
 // In process the calls of Windows and of the simulated Winsock fail there; all others in the simulations that have them.
 void CaseTest::PlanFault(const std::string& call, int number, int error) {
-    const std::string line = FormatFault({call, number, error});
-    HookBase* hook = executable_.empty() ? FindHook(call) : nullptr;
+    const PlannedFault fault = {call, number, error};
+    const HookBase* hook = executable_.empty() ? FindHook(call) : nullptr;
+    const bool winsock = kWinsockFunctions.contains(call);
     if (hook != nullptr && number != 0) {
         hook->Fail(number, static_cast<DWORD>(error));
     } else if (number < 1) {
         throw std::runtime_error("not the number of a call of " + call);
-    } else if (IsWinsockFunction(call) && executable_.empty()) {
-        state_.faults.push_back({call, number, error});
+    } else if (winsock && executable_.empty()) {
+        state_.plan.faults.push_back(fault);
     } else {
-        ParseNetcfgState(IsWinsockFunction(call) ? "" : line);
-        AppendToFile(IsWinsockFunction(call) ? "C:\\sandbox\\winsock.txt" : "C:\\sandbox\\netcfg.txt", line);
+        ParseNetcfgState(winsock ? "" : FormatFault(fault));
+        AppendToFile(winsock ? kWinsockFile : kNetcfgFile, FormatFault(fault));
     }
 }
 
-// How often a planned fault came about in the last action.
-int CaseTest::FaultsThatCame(const std::string& call, int error) const {
-    const HookBase* hook = executable_.empty() ? FindHook(call) : nullptr;
-    if (hook != nullptr) {
-        return hook->failed;
-    }
-    if (IsWinsockFunction(call) && executable_.empty()) {
-        return Winsock().failures;
-    }
-    char code[16];
-    _snprintf(code, sizeof(code), IsWinsockFunction(call) ? " %d" : " = %08X", error);
-    const std::string calls =
-        ReadWholeFile("C:\\sandbox\\winsock.calls.txt") + ReadWholeFile("C:\\sandbox\\netcfg.calls.txt");
-    const std::vector<std::string> lines = SplitAt(calls, "\n");
-    return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
-        return line.starts_with(call + " ") && line.ends_with(code);
-    }));
+// Whether a planned fault occurred in the last action.
+bool CaseTest::Occurred(const std::string& call, int error) const {
+    return (executable_.empty() &&
+            (HasOccurred(PlatformFaults(), call, error) || HasOccurred(Winsock().state.plan, call, error))) ||
+           HasOccurred(ParseNetcfgState(ReadWholeFile(kNetcfgFile)).plan, call, error) ||
+           HasOccurred(ParseWinsockState(ReadWholeFile(kWinsockFile)).plan, call, error);
 }
 
 // Outputs what the action traces, the changing calls of the simulated Winsock, and its result.
@@ -124,7 +121,7 @@ std::string CaseTest::RunAction(const Step& action, const Words& words) {
     });
     EXPECT_FALSE(result.starts_with("not a ")) << result;
     state_ = Winsock().state;
-    state_.faults.clear();
+    state_.plan = {};
     EXPECT_EQ(residue, "") << action.usage;
     CheckPlanned();
     return Traced() + Changes() + (result.empty() ? "" : "= " + Escaped(result) + "\n");
@@ -144,21 +141,20 @@ void CaseTest::SetAction(std::string text) {
 }
 
 // Runs the action with one call failing. The simulations are as before afterwards.
-std::string CaseTest::ActWithFault(const std::string& call, int number, int error) {
+std::string CaseTest::ActWithFault(const std::string& call, int number, int error, bool* occurred) {
     const WinsockState before = state_;
-    const std::string files[] = {"C:\\sandbox\\winsock.txt", "C:\\sandbox\\netcfg.txt"};
-    const std::string contents[] = {ReadWholeFile(files[0]), ReadWholeFile(files[1])};
-    WriteWholeFile("C:\\sandbox\\winsock.calls.txt", "");
-    WriteWholeFile("C:\\sandbox\\netcfg.calls.txt", "");
+    const std::string winsock = ReadWholeFile(kWinsockFile);
+    const std::string netcfg = ReadWholeFile(kNetcfgFile);
     PlanFault(call, number, error);
     const std::string output = act_();
+    *occurred = Occurred(call, error);
     // What reports a failure must have changed nothing.
     const bool unchanged = FormatWinsockState(state_) == FormatWinsockState(before);
     EXPECT_TRUE(unchanged || output.find("= -1\n") == std::string::npos) << "changed, and failed:\n"
                                                                          << output;
     state_ = before;
-    WriteWholeFile(files[0], contents[0]);
-    WriteWholeFile(files[1], contents[1]);
+    WriteWholeFile(kWinsockFile, winsock);
+    WriteWholeFile(kNetcfgFile, netcfg);
     return output;
 }
 
@@ -177,8 +173,9 @@ void CaseTest::CheckFault(const std::string& call, int number, std::string expec
     const size_t more = std::min({expected.find(" | "), expected.find(" has "), expected.size()});
     const std::string result = expected.substr(0, more) + "\n";
     expected.erase(0, more);
-    const std::string output = ActWithFault(call, number, error);
-    EXPECT_GT(FaultsThatCame(call, error), 0) << "the call did not fail";
+    bool occurred = false;
+    const std::string output = ActWithFault(call, number, error, &occurred);
+    EXPECT_TRUE(occurred) << "the call did not fail";
     EXPECT_TRUE(result.starts_with("= ") && output.ends_with(result)) << result << "is not the result of\n"
                                                                       << output;
     if (expected.starts_with(" has ")) {
@@ -197,8 +194,8 @@ void CaseTest::Sweep(const Words& words) {
     const int error = static_cast<int>(ParseNumber32(words[1]));
     const long long calls = ParseNumber(words[2], 1, 1000);
     for (int number = 1; number <= calls + 1; ++number) {
-        const std::string output = ActWithFault(words[0], number, error);
-        const bool failed = FaultsThatCame(words[0], error) > 0;
+        bool failed = false;
+        const std::string output = ActWithFault(words[0], number, error, &failed);
         const std::vector<std::string> texts = SplitAt(words[3], " || ");
         const bool told = std::any_of(texts.begin(), texts.end(), [&](const std::string& text) {
             return output.find(text) != std::string::npos;
@@ -222,7 +219,7 @@ void CaseTest::Plan(const Words& words) {
 // The failures that "fail" planned must have come about by the end of the next action.
 void CaseTest::CheckPlanned() {
     for (const auto& [call, error] : std::exchange(planned_, {})) {
-        EXPECT_GT(FaultsThatCame(call, error), 0) << call << " did not fail";
+        EXPECT_TRUE(Occurred(call, error)) << call << " did not fail";
     }
 }
 

@@ -7,7 +7,7 @@
 #include "lsp/lsp_map.h"
 #include "lsp/private_heap.h"
 #include "support/machine_test.h"
-#include "winsock/simulated_winsock.h"
+#include "simulation/simulated_winsock.h"
 
 namespace {
 

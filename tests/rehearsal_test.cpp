@@ -4,12 +4,14 @@
 #include <stdexcept>
 
 #include "common/text_conversion.h"
-#include "machine.h"
-#include "picture_writer.h"
+#include "machine/catalog_drawing.h"
+#include "machine/export_writer.h"
+#include "machine/file_reading.h"
+#include "machine/file_writing.h"
+#include "machine/machine.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
 #include "support/text.h"
-#include "winsock/catalog_drawing.h"
 
 namespace {
 

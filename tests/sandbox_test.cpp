@@ -3,10 +3,11 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "netcfg/netcfg_state.h"
+#include "machine/file_reading.h"
+#include "machine/netcfg_state.h"
+#include "machine/winsock_state.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
-#include "winsock/winsock_state.h"
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include <regex>
 #include <stdexcept>
 
+#include "machine/file_reading.h"
 #include "support/machine_test.h"
 
 namespace {

@@ -57,7 +57,7 @@ anchors_of() {
 for paper in README.md CONTRIBUTING.md CHANGELOG.md tests/README.md docs/*.md; do
     # Links, and names of files of the checkout.
     names=$({ grep -o '](\([^)#]*\)' "$paper" | sed 's/^](//'
-        grep -oE '`(src|sandbox|rehearsal|tests|tools|docs|cmake)/[A-Za-z_./-]+`' "$paper" | tr -d '`'; } | sort -u) || true
+        grep -oE '`(src|machine|simulation|resources|sandbox|rehearsal|tests|tools|docs|cmake)/[A-Za-z_./-]+`' "$paper" | tr -d '`'; } | sort -u) || true
     complain "$paper names files that are not there" "$(for name in $names; do
         [[ $name == http* || -e $name || -e $(dirname "$paper")/$name ]] || echo "$name"
     done)"

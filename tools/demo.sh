@@ -6,7 +6,7 @@
 #   WORDS     the command; "remove lsp examplelsp.dll" when none are given; "all" for one of each kind
 #   --system  whether the machine's Winsock has the update functions, as every 64-bit Windows in use; "update" when not given
 #   --state   the catalogs of a machine of your own, in the form of sandbox/sample_winsock.txt, which
-#             sandbox/winsock/winsock_state.h describes; the DLLs that they name are there
+#             machine/winsock_state.h describes; the DLLs that they name are there
 #
 # Exit code 0 when everything could be shown, whatever the command made of it.
 . "$(dirname "$0")/script.sh"

@@ -9,7 +9,7 @@
 #include "lsp/lsp_removal.h"
 #include "lsp/lsp_map.h"
 #include "lsp/private_heap.h"
-#include "lsp/update_functions.h"
+#include "lsp/update_function_loading.h"
 #include "trace/trace_log.h"
 
 namespace {

@@ -12,11 +12,8 @@ struct ProviderUpdateFunctions {
     UpdateProviderFunction update32;
 };
 
-// Loads the system's ws2_32.dll by its full path and looks the update functions up. A function that is not
-// exported is no failure.
-// Returns the module, which stays loaded so that the functions stay valid; null on failure, after a message
-// to the trace (a path that does not fit) or to standard error (no expansion, no library).
-HMODULE LoadUpdateProviderFunctions();
-
-// What LoadUpdateProviderFunctions found; both null before.
+// The functions in use; both null before LoadUpdateProviderFunctions.
 const ProviderUpdateFunctions& UpdateFunctions();
+
+// Sets the functions in use.
+void SetUpdateFunctions(const ProviderUpdateFunctions& found);

@@ -9,22 +9,12 @@
 #include <utility>
 
 #include "common/text_conversion.h"
+#include "trace/lock_guard.h"
 #include "trace/wide_format.h"
 
 namespace {
 
 constexpr size_t kPrefixRoom = 42; // the stamp, the line feed and a terminator
-
-class LockGuard {
-  public:
-    explicit LockGuard(CRITICAL_SECTION& lock) : lock_(lock) { EnterCriticalSection(&lock_); }
-    ~LockGuard() { LeaveCriticalSection(&lock_); }
-    LockGuard(const LockGuard&) = delete;
-    LockGuard& operator=(const LockGuard&) = delete;
-
-  private:
-    CRITICAL_SECTION& lock_;
-};
 
 // The key stays open for the life of the process. The value's type does not matter: a value of at most four
 // bytes that are not all zero counts as enabled.
@@ -132,29 +122,6 @@ std::string TraceLog::BuildTraceFilePath(const std::string& directory, const std
         path += '\\';
     }
     return path + prefix + " " + fileName_;
-}
-
-bool TraceLog::OpenInto(FileSet& files, const std::string& path) {
-    const LockGuard guard(lock_);
-    if (files.contains(path)) {
-        return true;
-    }
-    // Shared for writing: one path can be in both sets.
-    const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        return false;
-    }
-    files.emplace(path, file);
-    return true;
-}
-
-bool TraceLog::AddFile(const std::string& path) {
-    return OpenInto(mainFiles_, path);
-}
-
-bool TraceLog::AddExtraFile(const std::string& path) {
-    return OpenInto(extraFiles_, path);
 }
 
 void TraceLog::AddSink(const TraceSink& sink) {

@@ -7,6 +7,9 @@
 #include <set>
 #include <stdexcept>
 
+#include "machine/file_reading.h"
+#include "machine/state_lines.h"
+#include "machine/text_parsing.h"
 #include "support/machine_test.h"
 #include "support/text.h"
 

@@ -7,12 +7,15 @@
 #include <stdexcept>
 #include <tuple>
 
-#include "netcfg/netcfg_state.h"
+#include "machine/file_reading.h"
+#include "machine/file_writing.h"
+#include "machine/netcfg_state.h"
+#include "machine/text_parsing.h"
+#include "machine/winsock_state.h"
 #include "support/machine_test.h"
 #include "support/registry_steps.h"
 #include "support/text.h"
 #include "trace/trace_log.h"
-#include "winsock/winsock_state.h"
 
 namespace {
 

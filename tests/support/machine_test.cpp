@@ -1,10 +1,11 @@
 #include "support/machine_test.h"
 
 #include "lsp/private_heap.h"
-#include "lsp/update_functions.h"
+#include "lsp/update_function_loading.h"
+#include "machine/file_reading.h"
+#include "simulation/simulated_winsock.h"
 #include "support/text.h"
 #include "trace/trace_log.h"
-#include "winsock/simulated_winsock.h"
 
 namespace {
 

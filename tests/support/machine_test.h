@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "state_text.h"
 #include "support/platform_hooks.h"
 
 constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";

@@ -23,18 +23,46 @@ PLATFORM_CALLS(DEFINE_HOOK)
 
 static const std::initializer_list<HookBase*> kHooks = {PLATFORM_CALLS(NAME_HOOK)};
 
+// A call can come before main, when no plan can be there yet.
+static constinit bool failuresPlanned = false;
+
+static FaultPlan& Plan() {
+    static FaultPlan plan;
+    return plan;
+}
+
 HookBase* FindHook(const std::string& name) {
     const auto found =
         std::find_if(kHooks.begin(), kHooks.end(), [&](const HookBase* hook) { return name == hook->name; });
     return found == kHooks.end() ? nullptr : *found;
 }
 
+void HookBase::Fail(int number, DWORD error) const {
+    FaultPlan& plan = Plan();
+    std::erase_if(plan.faults, [this](const PlannedFault& fault) { return fault.call == name; });
+    plan.calls.erase(name);
+    plan.faults.push_back({name, number, static_cast<int>(error)});
+    failuresPlanned = true;
+}
+
+std::optional<int> HookBase::Count() {
+    ++calls;
+    return failuresPlanned ? TakeFault(Plan(), name) : std::nullopt;
+}
+
+const FaultPlan& PlatformFaults() {
+    return Plan();
+}
+
 void StopFailing() {
-    for (HookBase* hook : kHooks) {
-        hook->failingCall = 0;
+    for (PlannedFault& fault : Plan().faults) {
+        fault.number = 0;
     }
+    failuresPlanned = false;
 }
 
 void ResetHooks() {
+    Plan() = {};
+    failuresPlanned = false;
     PLATFORM_CALLS(RESET_HOOK)
 }

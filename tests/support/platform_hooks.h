@@ -12,9 +12,12 @@
 #include <cstdio>
 #include <cwchar>
 #include <functional>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
+
+#include "machine/fault_plan.h"
 
 struct HookBase {
     const char* name;
@@ -22,19 +25,15 @@ struct HookBase {
     LONG_PTR failure;  // what a failed call returns
     bool returnsError; // whether it returns its error code instead
     int calls = 0;
-    int failed = 0;
-    int failingCall = 0; // 0 for none, -1 for every one
-    DWORD error = 0;
 
     constexpr HookBase(const char* hookName, const char* hookLibrary, LONG_PTR failureResult, bool code)
         : name(hookName), library(hookLibrary), failure(failureResult), returnsError(code) {}
 
-    // The call-th call from now on fails: 0 for none, -1 for every one.
-    void Fail(int call, DWORD withError) {
-        calls = failed = 0;
-        failingCall = call;
-        error = withError;
-    }
+    // The number-th call from now on fails; or each, see kEachCall. Replaces what was planned for this function.
+    void Fail(int number, DWORD error) const;
+
+    // The error with which a call fails; counts the call.
+    std::optional<int> Count();
 };
 
 template <class F> struct Hook;
@@ -49,7 +48,7 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
     }
     void Reset() {
         delete std::exchange(replacement, nullptr);
-        Fail(0, 0);
+        calls = 0;
     }
     R Real(A... arguments) {
         // Never freed: the library is one that the program under test imports.
@@ -57,11 +56,10 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
         return reinterpret_cast<R(WINAPI*)(A...)>(real)(arguments...);
     }
     R Call(A... arguments) {
-        if (++calls == failingCall || failingCall == -1) {
-            ++failed;
-            SetLastError(error);
+        if (const std::optional<int> error = Count()) {
+            SetLastError(static_cast<DWORD>(*error));
             // Wide enough for each of the results: pointers, handles, numbers.
-            const LONG_PTR result = returnsError ? static_cast<LONG>(error) : failure;
+            const LONG_PTR result = returnsError ? *error : failure;
             if constexpr (!std::is_void_v<R>) {
                 return (R)result;
             }
@@ -110,8 +108,11 @@ PLATFORM_CALLS(DECLARE_HOOK)
 // The hook of that name, or null.
 HookBase* FindHook(const std::string& name);
 
-// Takes back all failures.
+// The failures planned for these functions.
+const FaultPlan& PlatformFaults();
+
+// Lets no further call fail. What occurred stays known.
 void StopFailing();
 
-// Takes back all failures and replacements, and starts counting anew.
+// Removes all failures and replacements, and starts counting anew.
 void ResetHooks();

@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "security/access_token.h"
-#include "state_text.h"
+#include "machine/text_parsing.h"
 #include "support/machine_test.h"
 #include "support/text.h"
 

@@ -7,7 +7,7 @@
 #include <regex>
 #include <stdexcept>
 
-#include "state_text.h"
+#include "machine/text_parsing.h"
 
 namespace {
 

@@ -12,9 +12,10 @@
 #include "lsp/lsp_map.h"
 #include "lsp/lsp_removal.h"
 #include "lsp/private_heap.h"
+#include "machine/export_writer.h"
+#include "machine/file_writing.h"
+#include "simulation/simulated_winsock.h"
 #include "trace/trace_log.h"
-#include "picture_writer.h"
-#include "winsock/simulated_winsock.h"
 
 namespace {
 

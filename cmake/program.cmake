@@ -1,0 +1,20 @@
+# norvane_ships(TARGET DESCRIPTION LEVEL): a program that ships: hardened, with version resource and manifest, and without
+# symbols; they stay beside it for whoever reads a crash dump. LEVEL is the execution level that it asks Windows for.
+function(norvane_ships target NORVANE_DESCRIPTION NORVANE_LEVEL)
+    set(NORVANE_PROGRAM ${target})
+    configure_file(${CMAKE_SOURCE_DIR}/resources/program.manifest.in ${target}.manifest @ONLY)
+    configure_file(${CMAKE_SOURCE_DIR}/resources/version.rc.in ${target}.rc @ONLY)
+    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+    set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+    target_link_options(${target} PRIVATE
+        -Wl,--gc-sections -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat -mconsole)
+    if(NOT NORVANE_SHIPPED)
+        return()
+    endif()
+    add_custom_command(TARGET ${target} POST_BUILD
+        # Both would write the time of day into the header: two builds of one tree are the same.
+        COMMAND ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0
+            x86_64-w64-mingw32-objcopy --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
+        COMMAND ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 x86_64-w64-mingw32-strip $<TARGET_FILE:${target}>
+        VERBATIM)
+endfunction()

@@ -1,0 +1,66 @@
+#include "machine/live_registry.h"
+
+#include <memory>
+#include <stdexcept>
+#include <type_traits>
+
+#include "machine/utf8_text.h"
+
+namespace {
+
+// Returns the error that stopped it; ERROR_SUCCESS for none. So does the next one.
+LONG AddLiveValues(HKEY key, const std::string& path, Registry& registry) {
+    DWORD longestName = 0;
+    DWORD largest = 0;
+    LONG error = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                  &longestName, &largest, nullptr, nullptr);
+    // A character has up to four bytes in a code page; a text's size can be told for another encoding.
+    std::string name(4 * longestName + 1, '\0');
+    std::string data(2 * largest + 2, '\0');
+    for (DWORD index = 0; error == ERROR_SUCCESS; ++index) {
+        DWORD nameLength = static_cast<DWORD>(name.size());
+        DWORD size = static_cast<DWORD>(data.size());
+        DWORD type = 0;
+        error = RegEnumValueA(key, index, name.data(), &nameLength, nullptr, &type,
+                              reinterpret_cast<BYTE*>(data.data()), &size);
+        if (error == ERROR_SUCCESS) {
+            AddValue(path, FromAnsi(name.substr(0, nameLength)), type, data.substr(0, size), false, registry);
+        }
+    }
+    return error == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : error;
+}
+
+LONG AddLiveKeys(HKEY key, const std::string& path, Registry& registry) {
+    LONG error = ERROR_SUCCESS;
+    for (DWORD index = 0; error == ERROR_SUCCESS; ++index) {
+        char name[4 * 256]; // a key's name has at most 255 characters
+        DWORD length = sizeof(name);
+        error = RegEnumKeyExA(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+        if (error == ERROR_SUCCESS) {
+            AddLiveRegistry(path + "\\" + name, registry);
+        }
+    }
+    return error == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : error;
+}
+
+} // namespace
+
+void AddLiveRegistry(const std::string& path, Registry& registry) {
+    const std::string fullPath = FromAnsi("HKEY_LOCAL_MACHINE\\" + path);
+    HKEY opened = nullptr;
+    LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened);
+    if (error == ERROR_FILE_NOT_FOUND) {
+        return;
+    }
+    const std::unique_ptr<std::remove_pointer_t<HKEY>, decltype(&RegCloseKey)> key(opened, &RegCloseKey);
+    if (error == ERROR_SUCCESS) {
+        AddKey(fullPath, registry);
+        error = AddLiveValues(opened, fullPath, registry);
+    }
+    if (error == ERROR_SUCCESS) {
+        error = AddLiveKeys(opened, path, registry);
+    }
+    if (error != ERROR_SUCCESS) {
+        throw std::runtime_error(fullPath + ": error " + std::to_string(error));
+    }
+}

@@ -1,0 +1,25 @@
+#include "machine/registry.h"
+
+#include <cstring>
+
+#include "machine/utf8_text.h"
+
+std::wstring WideOf(const std::string& bytes) {
+    std::wstring wide(bytes.size() / sizeof(wchar_t), L'\0');
+    std::memcpy(wide.data(), bytes.data(), wide.size() * sizeof(wchar_t));
+    return wide;
+}
+
+void AddKey(const std::string& path, Registry& registry) {
+    if (registry.loweredKeys.insert(LowerCase(path)).second) {
+        registry.keys.push_back(path);
+    }
+}
+
+void AddValue(const std::string& key, const std::string& name, DWORD type, const std::string& bytes,
+              bool wide, Registry& registry) {
+    const bool isText = type == REG_SZ || type == REG_EXPAND_SZ;
+    registry.values[{LowerCase(key), LowerCase(name)}] = {type, !isText ? bytes
+                                                                : wide  ? ToUtf8(WideOf(bytes))
+                                                                        : FromAnsi(bytes)};
+}

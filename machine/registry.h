@@ -1,0 +1,33 @@
+// Keys and values of a registry, wherever they were read from.
+#pragma once
+
+#include <windows.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct RegistryValue {
+    DWORD type;
+    std::string bytes; // a text is in UTF-8, without its terminator
+};
+
+struct Registry {
+    std::vector<std::string> keys;     // in the order of enumeration: "HKEY_LOCAL_MACHINE\...", each once
+    std::set<std::string> loweredKeys; // the same in lower case
+    std::map<std::pair<std::string, std::string>, RegistryValue> values; // by key and name, in lower case
+};
+
+// The characters of a UTF-16 text; an odd last byte is dropped.
+std::wstring WideOf(const std::string& bytes);
+
+// Adds a key, unless the registry has it already.
+void AddKey(const std::string& path, Registry& registry);
+
+// Adds a value. A text becomes UTF-8 and ends at its terminator, if it has one.
+//   key, name  UTF-8
+//   wide       whether a text is in UTF-16, not in the ANSI code page
+void AddValue(const std::string& key, const std::string& name, DWORD type, const std::string& bytes,
+              bool wide, Registry& registry);

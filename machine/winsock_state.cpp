@@ -1,0 +1,232 @@
+// Reading and writing the text form of the simulated catalogs.
+#include "machine/winsock_state.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "common/text_conversion.h"
+#include "machine/state_lines.h"
+#include "machine/text_parsing.h"
+#include "machine/winsock_functions.h"
+
+namespace {
+
+// The 32-bit members, by their names in the text.
+const std::pair<const char*, size_t> kNumberFields[] = {
+// clang-format off
+#define FIELD(name, member) {name, offsetof(WSAPROTOCOL_INFOW, member)}
+    FIELD("flags1", dwServiceFlags1), FIELD("flags2", dwServiceFlags2), FIELD("flags3", dwServiceFlags3),
+    FIELD("flags4", dwServiceFlags4), FIELD("provider-flags", dwProviderFlags), FIELD("version", iVersion),
+    FIELD("family", iAddressFamily), FIELD("max-address", iMaxSockAddr), FIELD("min-address", iMinSockAddr),
+    FIELD("type", iSocketType), FIELD("protocol", iProtocol), FIELD("protocol-offset", iProtocolMaxOffset),
+    FIELD("byte-order", iNetworkByteOrder), FIELD("security", iSecurityScheme),
+    FIELD("message-size", dwMessageSize), FIELD("reserved", dwProviderReserved),
+    // clang-format on
+};
+
+DWORD NumberAt(const WSAPROTOCOL_INFOW& info, size_t offset) {
+    DWORD number = 0;
+    std::memcpy(&number, reinterpret_cast<const char*>(&info) + offset, sizeof(number));
+    return number;
+}
+
+void ReadChain(std::string ids, WSAPROTOCOLCHAIN& chain) {
+    for (int i = 0; !ids.empty(); ++i) {
+        if (i == MAX_PROTOCOL_CHAIN) {
+            throw std::runtime_error("a chain of more than 7 ids");
+        }
+        const size_t comma = std::min(ids.find(','), ids.size());
+        chain.ChainEntries[i] = ParseNumber32(ids.substr(0, comma));
+        chain.ChainLen = i + 1;
+        ids.erase(0, comma + 1);
+    }
+}
+
+void SetField(SimulatedEntry& entry, const std::string& key, const std::string& value) {
+    if (key == "chain") {
+        ReadChain(value, entry.info.ProtocolChain);
+    } else if (key == "length") {
+        entry.info.ProtocolChain.ChainLen = static_cast<int>(ParseNumber(value, INT_MIN, INT_MAX));
+    } else if (key == "path") {
+        if (LeavesSandbox(value)) {
+            throw std::runtime_error("a path that leaves the sandbox: " + value);
+        }
+        entry.path = conv_utf8_to_wchar(value.c_str());
+    } else if (key == "name") {
+        // A name that fills the array has no terminator there, as in a corrupt catalog.
+        const std::wstring name = conv_utf8_to_wchar(value.c_str());
+        if (name.size() > WSAPROTOCOL_LEN + 1) {
+            throw std::runtime_error("a name of more than 256 characters");
+        }
+        std::copy(name.begin(), name.end(), entry.info.szProtocol);
+    } else {
+        const auto field = std::find_if(std::begin(kNumberFields), std::end(kNumberFields),
+                                        [&](const auto& each) { return key == each.first; });
+        if (field == std::end(kNumberFields)) {
+            throw std::runtime_error("unknown field: " + key);
+        }
+        const DWORD number = ParseNumber32(value);
+        std::memcpy(reinterpret_cast<char*>(&entry.info) + field->second, &number, sizeof(number));
+    }
+}
+
+void ReadStateLine(std::string line, WinsockState& state, SimulatedCatalog*& catalog) {
+    const std::string word = TakeWord(line);
+    if (word == "next-id") {
+        state.nextId = ParseNumber32(line);
+    } else if (word == "not-elevated" && line.empty()) {
+        state.notElevated = true;
+    } else if (word == "fail" || word == "failed") {
+        state.plan.faults.push_back(ParseFault(line, kWinsockFunctions));
+        state.plan.faults.back().occurrences = word == "failed" ? 1 : 0;
+    } else if (word == "catalog" && (line == "64" || line == "32")) {
+        catalog = line == "32" ? &state.catalog32 : &state.catalog64;
+    } else if (word == "entry") {
+        catalog->push_back(ParseEntry(line));
+    } else {
+        throw std::runtime_error("not a line of a Winsock state: " + (word + " " + line).substr(0, 100));
+    }
+}
+
+std::string Quoted(const char* key, const std::wstring& value) {
+    return std::string(" ") + key + "=\"" + conv_wchar_to_utf8(value.c_str()) + "\"";
+}
+
+// The ids of a chain up to its length, and any behind it.
+std::string FormatChain(const WSAPROTOCOLCHAIN& chain) {
+    int ids = MAX_PROTOCOL_CHAIN;
+    while (ids > 0 && chain.ChainEntries[ids - 1] == 0 && (ids > chain.ChainLen || chain.ChainLen == 1)) {
+        --ids;
+    }
+    std::string text;
+    for (int i = 0; i < ids; ++i) {
+        text += (i == 0 ? " chain=" : ",") + std::to_string(chain.ChainEntries[i]);
+    }
+    return text + (chain.ChainLen != ids ? " length=" + std::to_string(chain.ChainLen) : "");
+}
+
+std::string FormatEntry(const SimulatedEntry& entry) {
+    const std::wstring name(entry.info.szProtocol, wcsnlen(entry.info.szProtocol, WSAPROTOCOL_LEN + 1));
+    std::string text = "entry " + std::to_string(entry.info.dwCatalogEntryId) + " " +
+                       FormatGuid(entry.info.ProviderId) + FormatChain(entry.info.ProtocolChain) +
+                       Quoted("path", entry.path) + Quoted("name", name);
+    for (const auto& [key, offset] : kNumberFields) {
+        if (NumberAt(entry.info, offset) != 0) {
+            text += std::string(" ") + key + "=" + std::to_string(NumberAt(entry.info, offset));
+        }
+    }
+    return text + "\n";
+}
+
+std::string FormatCatalog(const char* bits, const SimulatedCatalog& catalog) {
+    std::string text = std::string("catalog ") + bits + "\n";
+    for (const SimulatedEntry& entry : catalog) {
+        text += FormatEntry(entry);
+    }
+    return text;
+}
+
+// With all of its fields.
+std::string FormatWhole(const GUID& guid) {
+    char text[64];
+    const unsigned char* b = guid.Data4;
+    std::snprintf(text, sizeof(text), "{%08lX-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", guid.Data1,
+                  guid.Data2, guid.Data3, b[0], b[1], b[2], b[3], b[4], b[5], b[6], b[7]);
+    return text;
+}
+
+bool IsSlash(char c) {
+    return c == '\\' || c == '/';
+}
+
+bool IsDrive(const std::string& path, size_t at) {
+    return path.size() > at + 1 && isalpha(static_cast<unsigned char>(path[at])) && path[at + 1] == ':';
+}
+
+} // namespace
+
+bool LeavesSandbox(const std::string& path) {
+    if (path.size() < 2 || !IsSlash(path[0]) || !(IsSlash(path[1]) || path[1] == '?')) {
+        return false;
+    }
+    return !(path.starts_with("\\\\?\\") && IsDrive(path, 4));
+}
+
+std::string DrivesOf(const WinsockState& state) {
+    std::string drives;
+    for (const SimulatedCatalog* catalog : {&state.catalog64, &state.catalog32}) {
+        for (const SimulatedEntry& entry : *catalog) {
+            const std::string path = conv_wchar_to_utf8(entry.path.c_str());
+            const size_t at = path.starts_with("\\\\?\\") ? 4 : 0;
+            const char drive = IsDrive(path, at) ? static_cast<char>(tolower(path[at])) : 'c';
+            drives += drives.find(drive) == std::string::npos ? std::string(1, drive) : "";
+        }
+    }
+    return drives;
+}
+
+std::string FormatGuid(const GUID& guid) {
+    return guid == GUID{guid.Data1, 0, 0, {}} ? "{" + std::to_string(guid.Data1) + "}" : FormatWhole(guid);
+}
+
+GUID ParseGuid(const std::string& text) {
+    const std::string digits = text.size() > 2 ? text.substr(1, text.size() - 2) : "";
+    GUID guid = {};
+    if (text == "{" + digits + "}" && digits.find('-') == std::string::npos) {
+        guid.Data1 = ParseNumber32(digits);
+        return guid;
+    }
+    unsigned parts[11] = {};
+    const int read =
+        std::sscanf(text.c_str(), "{%8x-%4x-%4x-%2x%2x-%2x%2x%2x%2x%2x%2x}", &parts[0], &parts[1], &parts[2],
+                    &parts[3], &parts[4], &parts[5], &parts[6], &parts[7], &parts[8], &parts[9], &parts[10]);
+    guid = {parts[0], static_cast<WORD>(parts[1]), static_cast<WORD>(parts[2]), {}};
+    std::copy(parts + 3, parts + 11, guid.Data4);
+    if (read != 11 || _stricmp(FormatWhole(guid).c_str(), text.c_str()) != 0) {
+        throw std::runtime_error("not a GUID: " + text);
+    }
+    return guid;
+}
+
+SimulatedEntry ParseEntry(std::string text) {
+    SimulatedEntry entry = {};
+    entry.info.dwCatalogEntryId = ParseNumber32(TakeWord(text));
+    entry.info.ProviderId = ParseGuid(TakeWord(text));
+    std::set<std::string> fields;
+    while (!text.empty()) {
+        const size_t equals = text.find('=');
+        if (equals == std::string::npos) {
+            throw std::runtime_error("not a field: " + text);
+        }
+        const std::string key = text.substr(0, equals);
+        text.erase(0, equals + 1);
+        if (!fields.insert(key).second) {
+            throw std::runtime_error("a field that is there twice: " + key);
+        }
+        SetField(entry, key, TakeQuoted(text));
+    }
+    return entry;
+}
+
+WinsockState ParseWinsockState(const std::string& text) {
+    WinsockState state;
+    SimulatedCatalog* catalog = &state.catalog64;
+    ReadLines(text, [&](const std::string& line, int) { ReadStateLine(line, state, catalog); });
+    return state;
+}
+
+std::string FormatWinsockState(const WinsockState& state) {
+    std::string text =
+        "next-id " + std::to_string(state.nextId) + (state.notElevated ? "\nnot-elevated\n" : "\n");
+    for (const PlannedFault& fault : state.plan.faults) {
+        text += FormatFault(fault);
+    }
+    return text + FormatCatalog("64", state.catalog64) + FormatCatalog("32", state.catalog32);
+}

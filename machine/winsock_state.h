@@ -1,0 +1,56 @@
+// The simulated Winsock catalogs as data, and their text form.
+//
+// The text is made to be read and written by hand, one line for each thing:
+//   next-id 1040                        the catalog id that the next installed entry gets
+//   not-elevated                        the program runs without administrator's rights
+//   fail WSCDeinstallProvider 2 10107   the second call of that function in a process fails with that error; the simulation
+//                                       writes "failed" for "fail" once it did
+//   catalog 64                          the entries that follow are in the 64-bit catalog
+//   entry 1011 {GUID} chain=1010,1001 path="C:\a.dll" name="Example over TCP" family=2 type=1 protocol=6
+// "length=" stands for a chain length other than the number of elements (a base provider has "length=1").
+// Lines that are empty or begin with # are passed over; anything else is an error.
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "machine/fault_plan.h"
+
+struct SimulatedEntry {
+    WSAPROTOCOL_INFOW info;
+    std::wstring path;
+};
+
+using SimulatedCatalog = std::vector<SimulatedEntry>;
+
+struct WinsockState {
+    DWORD nextId = 1001;
+    bool notElevated = false;
+    FaultPlan plan;
+    SimulatedCatalog catalog64;
+    SimulatedCatalog catalog32;
+};
+
+// Reads the text form (UTF-8). Throws std::runtime_error whose text begins with the number of the line that is wrong.
+WinsockState ParseWinsockState(const std::string& text);
+
+// Reads what stands behind the word "entry". Throws std::runtime_error.
+SimulatedEntry ParseEntry(std::string text);
+
+// Writes the text form.
+std::string FormatWinsockState(const WinsockState& state);
+
+// Whether a path names something that no drive letter leads to: a share, a device, the host of a Wine prefix.
+bool LeavesSandbox(const std::string& path);
+
+// The letters of the drives that the paths of the state name, in lower case, each once.
+std::string DrivesOf(const WinsockState& state);
+
+// Writes a GUID; one of which only the first field is not zero as a decimal number in braces, for short.
+std::string FormatGuid(const GUID& guid);
+
+// Reads both forms. Throws std::runtime_error.
+GUID ParseGuid(const std::string& text);

@@ -1,0 +1,30 @@
+// A stand-in for the catalog functions of ws2_32.dll, over a WinsockState. It does what Microsoft documents of
+// them, as far as the program uses it: a list of protocols to enumerate is not looked at.
+//
+// It defines the WSC... functions themselves. The rehearsal and the test program link them in; the stand-in ws2_32.dll
+// exports them.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <ws2spi.h>
+
+#include "machine/winsock_state.h"
+
+struct SimulatedWinsock {
+    WinsockState state;
+    std::vector<std::string> calls = {}; // "WSCDeinstallProvider {GUID} = 0", in the order of the calls
+
+    // Called around each function; the stand-in DLL reads and writes its file there, and a test changes the
+    // catalog under the program's feet. begin gets the function's name.
+    std::function<void(const std::string&)> begin;
+    std::function<void()> end;
+};
+
+// The one simulation of the process.
+SimulatedWinsock& Winsock();
+
+// Starts over with the given state, no calls recorded and none counted.
+void ResetWinsock(const WinsockState& state);
