@@ -2,6 +2,7 @@
 # Holds the papers against the code: docs/trace.md has every text that the program can write, and no other, and its numbers are
 # those of the SDK; each row of docs/kept-behaviour.md names a case that is there, or says why none can be; what a paper names or
 # links to is there; the README is not too long. Takes no words.
+# shellcheck disable=SC2016 # the backticks are those of Markdown
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 script_words 0 "$@"

@@ -40,10 +40,20 @@ script_words() {
     (($# <= most)) || script_refuse "unexpected word: ${*: -1}"
 }
 
-# script_check WHAT CONDITION: says whether a condition, a text that is run, holds. Sets failed to 1 when it does not. A
-# condition does not use grep -q on a pipe: the writer would die of its early end, which pipefail counts.
+# script_check WHAT COMMAND ARGUMENTS...: runs a command that is true when WHAT holds, and reports it. Sets failed to 1
+# when the command fails.
 script_check() {
-    if eval "$2"; then echo "ok: $1"; else echo "FAILED: $1" && failed=1; fi
+    if "${@:2}"; then echo "ok: $1"; else echo "FAILED: $1" && failed=1; fi
+}
+
+# not COMMAND ARGUMENTS...: true when the command fails.
+not() {
+    ! "$@"
+}
+
+# has TEXT PART: whether a text contains another.
+has() {
+    [[ $1 == *"$2"* ]]
 }
 
 # Waits until no other run is under way in this checkout. The next one can start when this script has ended.
