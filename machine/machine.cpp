@@ -6,10 +6,10 @@
 #include <stdexcept>
 
 #include "common/text_conversion.h"
-#include "machine/utf8_text.h"
-#include "machine/registry_export.h"
 #include "machine/file_reading.h"
 #include "machine/live_registry.h"
+#include "machine/registry_export.h"
+#include "machine/utf8_text.h"
 
 namespace {
 

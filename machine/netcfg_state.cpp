@@ -1,7 +1,6 @@
 #include "machine/netcfg_state.h"
 
 #include <initguid.h>
-
 #include <devguid.h>
 
 #include <algorithm>

@@ -2,9 +2,9 @@
 #include "machine/winsock_state.h"
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cstddef>
-#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <set>

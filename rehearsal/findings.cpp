@@ -5,8 +5,8 @@
 
 #include "common/text_conversion.h"
 #include "lsp/provider_entries.h"
-#include "rehearsal/dll_paths.h"
 #include "machine/utf8_text.h"
+#include "rehearsal/dll_paths.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "rehearsal/foresee.h"
 #include "machine/machine.h"
+#include "rehearsal/foresee.h"
 
 // In rising order; a verdict is the highest that applies. The numbers are the exit codes.
 enum class Verdict { kClean = 0, kNothingToDo = 2, kLeavesWork = 3, kBreaksOthers = 4 };

@@ -10,10 +10,10 @@
 #include "lsp/lsp_removal.h"
 #include "lsp/private_heap.h"
 #include "lsp/update_functions.h"
-#include "rehearsal/dll_paths.h"
 #include "machine/utf8_text.h"
-#include "trace/trace_log.h"
+#include "rehearsal/dll_paths.h"
 #include "simulation/simulated_winsock.h"
+#include "trace/trace_log.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // norvane64-rehearse: shows what norvane64.exe would do to the Winsock catalogs, and changes nothing.
+#include <windows.h>
 #include <fcntl.h>
 #include <io.h>
-#include <windows.h>
 
 #include <cstdio>
 #include <stdexcept>

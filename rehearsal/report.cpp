@@ -1,7 +1,7 @@
 #include "rehearsal/report.h"
 
-#include "machine/utf8_text.h"
 #include "machine/catalog_drawing.h"
+#include "machine/utf8_text.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "common/text_conversion.h"
-#include "machine/netcfg_state.h"
 #include "machine/file_reading.h"
+#include "machine/netcfg_state.h"
 #include "machine/winsock_state.h"
 
 namespace {

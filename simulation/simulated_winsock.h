@@ -5,11 +5,11 @@
 // exports them.
 #pragma once
 
+#include <ws2spi.h>
+
 #include <functional>
 #include <string>
 #include <vector>
-
-#include <ws2spi.h>
 
 #include "machine/winsock_state.h"
 

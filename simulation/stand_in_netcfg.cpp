@@ -3,7 +3,6 @@
 // Its state is in C:\sandbox\netcfg.txt; Apply writes it. The calls are recorded in C:\sandbox\netcfg.calls.txt, and at
 // the end what was left behind.
 #include <initguid.h>
-
 #include <windows.h>
 #include <objbase.h>
 #include <netcfgx.h>

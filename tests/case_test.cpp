@@ -4,19 +4,19 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "case_actions.h"
 #include "machine/file_reading.h"
 #include "machine/file_writing.h"
 #include "machine/netcfg_state.h"
 #include "machine/text_parsing.h"
 #include "machine/winsock_functions.h"
-#include "case_actions.h"
+#include "simulation/simulated_winsock.h"
 #include "support/case_file.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
 #include "support/residue.h"
 #include "support/text.h"
 #include "trace/trace_log.h"
-#include "simulation/simulated_winsock.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include "lsp/lsp_map.h"
 #include "lsp/private_heap.h"
-#include "support/machine_test.h"
 #include "simulation/simulated_winsock.h"
+#include "support/machine_test.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include "common/text_conversion.h"
 #include "files/file_remover.h"
-#include "lsp/lsp_removal.h"
 #include "lsp/lsp_map.h"
+#include "lsp/lsp_removal.h"
 #include "lsp/private_heap.h"
 #include "lsp/update_function_loading.h"
 #include "trace/trace_log.h"

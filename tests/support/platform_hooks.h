@@ -6,8 +6,8 @@
 
 #include <winsock2.h>
 #include <windows.h>
-#include <aclapi.h>
 #include <objbase.h>
+#include <aclapi.h>
 
 #include <cstdio>
 #include <cwchar>

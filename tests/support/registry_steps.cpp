@@ -6,8 +6,8 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "security/access_token.h"
 #include "machine/text_parsing.h"
+#include "security/access_token.h"
 #include "support/machine_test.h"
 #include "support/text.h"
 
