@@ -1,7 +1,7 @@
 # Cross-compiles for 64-bit Windows with Debian's mingw-w64.
 #
-# NORVANE_THREADS is the thread model of the C++ library. What ships has win32: it brings no functions of its own that open or
-# change processes. GoogleTest needs posix, with Debian 12's compiler.
+# NORVANE_THREADS is the thread model of the C++ library. The programs that ship use win32, which adds no
+# functions that open or change processes. GoogleTest needs posix with Debian 12's compiler.
 set(NORVANE_THREADS win32 CACHE STRING "win32 or posix")
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES NORVANE_THREADS)
 set(CMAKE_SYSTEM_NAME Windows)

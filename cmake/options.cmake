@@ -1,4 +1,4 @@
-# What every target is compiled and linked with.
+# The options of every target.
 add_library(norvane_options INTERFACE)
 target_compile_definitions(norvane_options INTERFACE
     WINVER=0x0601 _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX
@@ -19,8 +19,8 @@ if(NORVANE_COVERAGE)
     target_link_options(norvane_options INTERFACE --coverage)
 endif()
 if(NORVANE_SHIPPED)
-    # Both programs are optimised as a whole; the symbols are for whoever reads a crash dump.
+    # Both programs are optimised as a whole. The symbols are for the analysis of crash dumps.
     target_compile_options(norvane_options INTERFACE -g1 -flto -ffunction-sections -fdata-sections)
-    # In one partition: g++ 12 fails on the rehearsal where it makes two.
+    # In one partition: g++ 12 fails on the rehearsal with two.
     target_link_options(norvane_options INTERFACE -Os -flto -flto-partition=one)
 endif()

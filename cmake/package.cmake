@@ -1,18 +1,19 @@
 if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
     set_property(CACHE CMAKE_INSTALL_PREFIX PROPERTY VALUE ${CMAKE_BINARY_DIR}/installed)
 endif()
-# What "cmake --install" puts into a folder, and tools/package.sh into the package.
+# The files that "cmake --install" copies into a folder, and tools/package.sh into the package.
 install(PROGRAMS $<TARGET_FILE:norvane64> $<TARGET_FILE:norvane64-rehearse> DESTINATION .)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION .)
 install(FILES docs/trace.md docs/kept-behaviour.md DESTINATION docs)
-# The runtime and the C++ library are linked in: their licences as Debian ships them, and the texts that they refer to.
+# The programs contain the runtime and the C++ library: their licences as Debian ships them, and the texts
+# that these name.
 foreach(package mingw-w64-x86-64-dev g++-mingw-w64-x86-64-${NORVANE_THREADS})
     install(FILES /usr/share/doc/${package}/copyright DESTINATION licences RENAME ${package}.txt)
 endforeach()
 foreach(licence Artistic GFDL-1.2 GPL-2 GPL-3 LGPL-2 LGPL-2.1)
     install(FILES /usr/share/common-licenses/${licence} DESTINATION licences RENAME ${licence}.txt)
 endforeach()
-# A sum for each file that was installed, and for no other that the folder may have.
+# A sum for each installed file, but not for other files of the folder.
 install(CODE [[
     set(sums "")
     list(SORT CMAKE_INSTALL_MANIFEST_FILES)

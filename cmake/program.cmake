@@ -1,5 +1,6 @@
-# norvane_ships(TARGET DESCRIPTION LEVEL): a program that ships: hardened, with version resource and manifest, and without
-# symbols; they stay beside it for whoever reads a crash dump. LEVEL is the execution level that it asks Windows for.
+# norvane_ships(TARGET DESCRIPTION LEVEL): makes TARGET a program that ships: hardened, with version resource
+# and manifest. Its symbols are in a file beside it, for the analysis of crash dumps. LEVEL is the execution
+# level that it requests from Windows.
 function(norvane_ships target NORVANE_DESCRIPTION NORVANE_LEVEL)
     set(NORVANE_PROGRAM ${target})
     configure_file(${CMAKE_SOURCE_DIR}/resources/program.manifest.in ${target}.manifest @ONLY)
@@ -12,9 +13,10 @@ function(norvane_ships target NORVANE_DESCRIPTION NORVANE_LEVEL)
         return()
     endif()
     add_custom_command(TARGET ${target} POST_BUILD
-        # Both would write the time of day into the header: two builds of one tree are the same.
+        # Without SOURCE_DATE_EPOCH both would write the time into the header, and two builds would differ.
         COMMAND ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0
-            x86_64-w64-mingw32-objcopy --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
+            x86_64-w64-mingw32-objcopy --only-keep-debug
+            $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
         COMMAND ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 x86_64-w64-mingw32-strip $<TARGET_FILE:${target}>
         VERBATIM)
 endfunction()

@@ -1,12 +1,13 @@
-# The sandbox: a throwaway Wine prefix that stands for a machine, and the jail that it lives in. To be sourced after
+# The sandbox: a throwaway Wine prefix that stands for a machine, in a jail. To be sourced after
 # tools/script.sh and tools/setup.sh.
 #
-# A script prepares what it needs, makes the sandbox's folder with sandbox_open, and runs itself again in the jail with
-# sandbox_enter. In there sandbox_inside is true, and the one folder that can be written to is $SANDBOX, the same. It goes
-# when the script ends.
+# A script prepares what it needs, makes the sandbox's folder with sandbox_open, and runs itself again in the
+# jail with sandbox_enter. In the jail sandbox_inside succeeds, and only the sandbox's folder, $SANDBOX, can
+# be written to. It is removed when the script ends.
 
-# No window, and none of Wine's helpers that would offer to download things or write to the desktop's menus.
-export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all} DISPLAY='' WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
+# Wine opens no window, offers no downloads, and does not write to the menus of the desktop.
+export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all} DISPLAY=''
+export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
 export WINEPREFIX=${SANDBOX:-}/prefix
 drive=$WINEPREFIX/drive_c
 
@@ -17,7 +18,7 @@ sandbox_inside() {
 # The packages that it needs.
 sandbox_needs=(wine wine64 bubblewrap)
 
-# sandbox_open NAME: makes $sandbox, the folder build/sandbox/NAME, to the end of the script.
+# sandbox_open NAME: makes $sandbox, the folder build/sandbox/NAME, which is removed at the end of the script.
 sandbox_open() {
     sandbox=$PWD/build/sandbox/$1
     trap sandbox_leave EXIT
@@ -31,13 +32,14 @@ sandbox_enter() {
         --ro-bind "$PWD" "$PWD" --bind "$sandbox" "$sandbox" --unshare-all --cap-drop ALL
         --die-with-parent --new-session --setenv SANDBOX_JAILED 1 --)
     if ! refusal=$("${jail[@]}" true 2>&1); then
-        echo "Not jailed: this machine grants no namespaces (${refusal%%$'\n'*})" >&2
+        echo "Running without a jail: this machine grants no namespaces (${refusal%%$'\n'*})" >&2
         jail=(env)
     fi
-    # In the background, so that a signal ends the waiting at once. What happens is not to depend on the host's environment,
-    # and Debian 13's Wine aborts when TMPDIR is set.
+    # In the background, so that a signal ends the wait at once. With an environment of its own, so that the
+    # result does not depend on the host's. Debian 13's Wine also aborts when TMPDIR is set.
     env -i PATH="$PATH" LC_ALL=C.UTF-8 WINEDEBUG="$WINEDEBUG" BRIEF="${BRIEF:-0}" \
-        HOME="$sandbox/home" SANDBOX="$sandbox" SANDBOX_SCRIPT="$script" "${jail[@]}" "$@" </dev/null {script_lock_fd}>&- &
+        HOME="$sandbox/home" SANDBOX="$sandbox" SANDBOX_SCRIPT="$script" \
+        "${jail[@]}" "$@" </dev/null {script_lock_fd}>&- &
     sandbox_process=$!
     local code=0
     wait "$sandbox_process" || code=$?
@@ -45,13 +47,13 @@ sandbox_enter() {
     return "$code"
 }
 
-# Ends what still runs in the sandbox, and removes it. Without the jail Wine's own processes live on, in sessions of their
-# own; what they all have is the sandbox in their environment.
+# Ends all processes of the sandbox, and removes it. Without a jail Wine's own processes continue in sessions
+# of their own. All of them have the sandbox in their environment.
 sandbox_leave() {
     set +eo pipefail
     local processes tries=100
     [ -z "${sandbox_process:-}" ] || kill "$sandbox_process" 2>/dev/null
-    while ((tries-- > 0)) && processes=$(grep -lsxzF "SANDBOX=$sandbox" /proc/[0-9]*/environ | tr -cd '0-9\n') && [ -n "$processes" ]; do
+    while ((tries-- > 0)) && processes=$(sandbox_processes) && [ -n "$processes" ]; do
         xargs kill -KILL <<<"$processes" 2>/dev/null || true
         sleep 0.05
     done
@@ -60,8 +62,13 @@ sandbox_leave() {
     rm -rf "$sandbox"
 }
 
-# Ends the prefix's server, which may still write the registry, and empties the prefix. Debian's wineserver keeps its socket in
-# a folder of its own, which it would leave behind.
+# The ids of the processes that have the sandbox in their environment.
+sandbox_processes() {
+    grep -lsxzF "SANDBOX=$sandbox" /proc/[0-9]*/environ | tr -cd '0-9\n'
+}
+
+# Ends the prefix's server, which may still write the registry, and empties the prefix. Debian's wineserver
+# does not remove the folder of its socket.
 sandbox_forget_prefix() {
     local temporary
     [[ $WINEPREFIX == */build/sandbox/*/prefix ]] || script_fail "Not a sandbox: $WINEPREFIX"
@@ -72,8 +79,8 @@ sandbox_forget_prefix() {
     [[ ! $temporary =~ ^wine-[A-Za-z0-9]+$ ]] || rm -rf "/tmp/$temporary"
 }
 
-# sandbox_find NAMES...: the first of Wine's programs that is there, with Debian's folder before each name or without. The
-# loader itself is in that folder; the command "wine" is a wrapper that looks for a 32-bit Wine first, and complains.
+# sandbox_find NAMES...: the path of the first program that exists, in Debian's folder of Wine or in PATH. The
+# loader is in that folder. The command "wine" is a wrapper, which warns when there is no 32-bit Wine.
 sandbox_find() {
     local name
     for name; do
@@ -82,42 +89,44 @@ sandbox_find() {
     for name; do
         command -v "$name" && return
     done
-    script_fail "Wine is not installed: none of $* is there"
+    script_fail "Wine is not installed: none of these programs exists: $*"
 }
 
-# sandbox_wine WORDS...: runs a Windows program in C:\sandbox. It has ten minutes. What it writes to standard error comes at
-# its end.
+# sandbox_wine COMMAND...: runs a Windows program in C:\sandbox. It is ended after ten minutes. Its standard
+# error output is shown when it has ended.
 sandbox_wine() {
     local try code
     for try in 1 2 3; do
         code=0
         (sandbox_exec "$@") 2>"$SANDBOX/errors" || code=$?
         sandbox_refused "$SANDBOX/errors" || break
-        echo "Wine refused the start, try $try" >&2
+        echo "Wine refused to start, try $try" >&2
     done
     cat "$SANDBOX/errors" >&2
     return "$code"
 }
 
-# sandbox_refused LOG: whether Wine itself refused a start, as it does once in some thousand; that alone can be tried again.
+# sandbox_refused LOG: whether Wine itself refused to start, which happens once in some thousand starts and
+# can be repeated.
 sandbox_refused() {
     grep -q 'failed to map the shared user data' "$1"
 }
 
-# sandbox_exec WORDS...: the same, in the place of this shell.
+# sandbox_exec COMMAND...: runs a Windows program in place of this shell.
 sandbox_exec() {
     cd "$drive/sandbox" || exit
     exec timeout --kill-after=5 600 "$sandbox_loader" "$@"
 }
 
-# sandbox_winsock KIND: puts the stand-in of that kind, "update" or "plain", in the place of the system's.
+# sandbox_winsock KIND: replaces the system's ws2_32.dll with the simulation of that kind, "update" or
+# "plain".
 sandbox_winsock() {
     cp -f "$drive/sandbox/ws2_32_$1.dll" "$drive/windows/system32/ws2_32.dll"
 }
 
-# sandbox_make BUILD...: makes the prefix, with no drive but C: and the home folders in it. The folder C:\sandbox gets the
-# executable of each build folder, in a folder named as the build; of the last build also the rehearsal, the simulated system
-# libraries and check_state.
+# sandbox_make BUILD...: makes the prefix, with drive C: only, which has the home folders, too. The folder
+# C:\sandbox receives the program of each build folder, in a folder with the name of the build. From the last
+# build it also receives the rehearsal, the simulations and check_state.
 sandbox_make() {
     local build link
     local netcfg='HKCR\CLSID\{5B035261-40F9-11D1-AAEC-00805FC1270E}\InprocServer32'
@@ -133,32 +142,37 @@ sandbox_make() {
         mkdir -p "$drive/sandbox/${build##*/}"
         cp "$build/norvane64.exe" "$drive/sandbox/${build##*/}/"
     done
-    cp "$build/norvane64-rehearse.exe" "$build"/simulation/*.dll "$build"/sandbox/*.exe sandbox/sample_* "$drive/sandbox/"
+    cp "$build/norvane64-rehearse.exe" "$build"/simulation/*.dll "$build"/sandbox/*.exe sandbox/sample_* \
+        "$drive/sandbox/"
     sandbox_set 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs'
-    # For this one program: with the stand-in, Wine's own services would not start.
+    # For this program only: Wine's own services would not start with the simulation.
     sandbox_set 'HKCU\Software\Wine\AppDefaults\norvane64.exe\DllOverrides' /v ws2_32 /d native
     sandbox_set "$netcfg" /ve /d 'C:\sandbox\stand_in_netcfg.dll'
     sandbox_set "$netcfg" /v ThreadingModel /d Both
     sandbox_winsock update
 }
 
-# sandbox_machine KIND [STATE NAME]: makes the sample machine, with its catalogs and their DLLs, a shared count, network
-# components and classes. KIND is as for sandbox_winsock. STATE is a file with other catalogs, which messages call NAME.
+# sandbox_machine KIND [STATE NAME]: makes the sample machine: catalogs and their DLLs, a shared count,
+# network components and classes. KIND is that of sandbox_winsock. STATE is a file with other catalogs, which
+# messages call NAME.
 sandbox_machine() {
     sandbox_winsock "$1"
     sandbox_state winsock "${2:-sandbox/sample_winsock.txt}" "${3:-sandbox/sample_winsock.txt}"
-    sandbox_wine 'C:\sandbox\check_state.exe' make-dlls 'C:\sandbox\winsock.txt' >/dev/null || script_fail "The DLLs could not be made"
+    sandbox_wine 'C:\sandbox\check_state.exe' make-dlls 'C:\sandbox\winsock.txt' >/dev/null ||
+        script_fail "The DLLs could not be made"
     sandbox_state netcfg sandbox/sample_netcfg.txt sandbox/sample_netcfg.txt
     echo "stands for a DLL" >"$drive/windows/system32/original.dll"
-    sandbox_wine reg import 'C:\sandbox\sample_registry.reg' >/dev/null 2>&1 || script_fail "The sample's registry was refused"
+    sandbox_wine reg import 'C:\sandbox\sample_registry.reg' >/dev/null 2>&1 ||
+        script_fail "The sample registry was refused"
 }
 
-# sandbox_state SIMULATION FILE NAME: gives a simulation its state, with the drives that the paths in it name, each a folder of
-# the prefix. Ends the script when the state has an error.
+# sandbox_state SIMULATION FILE NAME: gives a simulation its state, and makes the drives that paths in it
+# name, each a folder of the prefix. Ends the script when the state has an error.
 sandbox_state() {
     local verdict letter
     cp "$2" "$drive/sandbox/$1.txt"
-    verdict=$(sandbox_wine 'C:\sandbox\check_state.exe' "$1" "C:\\sandbox\\$1.txt" | tr -d '\r') || true # the verdict tells
+    # The verdict has the error.
+    verdict=$(sandbox_wine 'C:\sandbox\check_state.exe' "$1" "C:\\sandbox\\$1.txt" | tr -d '\r') || true
     [[ $verdict == sound* ]] || script_fail "$3:${verdict:- could not be checked}"
     for letter in ${verdict#sound}; do
         [ "$letter" = c ] || {
@@ -168,7 +182,7 @@ sandbox_state() {
     done
 }
 
-# sandbox_set KEY WORDS...: writes a registry value.
+# sandbox_set KEY ARGUMENTS...: writes a registry value with "reg add".
 sandbox_set() {
     sandbox_wine reg add "$@" /f >/dev/null || script_fail "reg add $* failed"
 }

@@ -3,7 +3,7 @@
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . sandbox/sandbox.sh
-script_words 0 "$@"
+script_arguments 0 "$@"
 
 # peak WORDS...: the most memory that a program held, in KiB; the smallest of several runs.
 peak() {

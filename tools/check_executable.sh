@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Checks the shipped programs: their sizes, that they import nothing that they should not, hardened, described. Takes no words.
+# Checks the programs that ship: their size, hardening, manifest and version resource, and that they import
+# only known functions. Takes no arguments.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
-script_words 0 "$@"
+script_arguments 0 "$@"
 script_lock
 setup_packages "${setup_compiler[@]}"
 build release

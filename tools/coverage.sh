@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
-# Prints which lines and branches of src/ the tests reach, and each branch that they do not. Takes no words.
+# Prints which lines and branches of src/ the tests reach, and each branch that they do not reach. Takes no
+# arguments.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . tools/test_runner.sh
 . sandbox/sandbox.sh
-script_words 0 "$@"
+script_arguments 0 "$@"
 
 if sandbox_inside; then
     sandbox_make build/release build/coverage
     test_files coverage
-    # In there the build folder cannot be written to.
+    # The build folder is read-only in the jail.
     GCOV_PREFIX='C:\sandbox\gcov' run_tests 'C:\sandbox\norvane_tests.exe' '*'
     mv "$drive/sandbox/gcov" "$SANDBOX/gcov"
     exit

@@ -1,29 +1,29 @@
 #!/usr/bin/env bash
-# Runs .ci/run on what is committed, in a fresh root of a Debian release that has nothing installed but git. For maintainers,
-# as root; needs the network and 5 GB among the temporary files.
+# Runs .ci/run on the committed files, in a fresh root of a Debian release that has nothing installed but git.
+# Needs root rights, the network, and 5 GB in the folder for temporary files.
 #
 # tools/fresh_root.sh 12|13 [COMMAND...]
 #   12|13    the release
-#   COMMAND  instead of .ci/run, at the top of the checkout
+#   COMMAND  runs instead of .ci/run, at the top of the checkout
 #
-# Exit code: that of the command. The root goes when the script ends.
+# Exit code: that of the command. The root is removed when the script ends.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 case ${1:-} in
 12) release=bookworm ;;
 13) release=trixie ;;
-*) script_words 0 "$@" && script_refuse "a release is missing" ;;
+*) script_arguments 1 "${@:1:1}" && script_refuse "The release is 12 or 13${1:+, not $1}" ;;
 esac
 shift
 (($# > 0)) || set -- .ci/run
-((EUID == 0)) || script_fail "Only root can make a root."
+((EUID == 0)) || script_fail "This script needs root rights."
 setup_packages debootstrap git
 
 root=$(mktemp -d)
 chmod 755 "$root"
-# What runs in the root ends before the root goes.
+# The processes in the root end before the root is removed.
 trap 'kill -KILL "${inside:-}" 2>/dev/null || true; wait; rm -rf --one-file-system "$root" "$root.log"' EXIT
-echo "Making a root of Debian $release" >&2
+echo "Installing Debian $release into a folder ..." >&2
 debootstrap --variant=minbase --include=git,ca-certificates "$release" "$root" >"$root.log" 2>&1 || {
     tail -n 5 "$root.log" >&2
     script_fail "debootstrap failed"
@@ -31,8 +31,8 @@ debootstrap --variant=minbase --include=git,ca-certificates "$release" "$root" >
 rm "$root.log"
 git clone -q . "$root/norvane"
 cp /etc/resolv.conf "$root/etc/"
-# Its own processes, which end with this script, and no way back to this machine's files. Not a mere chroot: the kernel grants
-# no namespaces in there, and the sandbox would have no jail.
+# The root has processes of its own, which end with this script, and no access to this machine's files. A mere
+# chroot is not enough: the kernel grants no namespaces in it, and the sandbox would have no jail.
 # shellcheck disable=SC2016
 unshare --mount --pid --fork --kill-child bash -ec '
     mount --bind "$1" "$1"

@@ -1,7 +1,8 @@
 # Reads the includes of C++ files. The variable FILES names a file that lists every file of the project.
 #
-# With PAIRS=1 it prints "FILE INCLUDED" for each include of another file of the project, without the endings: a header and its
-# .cpp are one file. Otherwise it prints what the layout does not allow.
+# With PAIRS=1 it prints "FILE INCLUDED" for each include of another file of the project, both without
+# extension, because a header and its .cpp are one file. Otherwise it prints the includes that the layout does
+# not allow.
 
 BEGIN {
     while ((getline file <FILES) > 0) known[file] = 1
@@ -12,7 +13,8 @@ BEGIN {
     for (i in users) allowed[users[i]] = users[i] " simulation machine src"
 }
 
-# The file that an include of FILENAME names, searched in the order of the include folders; empty when the project has none.
+# The file that an include of FILENAME names, searched in the order of the include folders; empty when the
+# project has none.
 function resolved(name, place, folder) {
     folder = FILENAME
     sub(/[^\/]*$/, "", folder)

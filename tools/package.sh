@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Makes the release: dist/norvane64-VERSION.zip with both programs, the papers, the licences of what is linked in, and
-# SHA256SUMS; and dist/norvane64-VERSION-symbols.zip. The same checkout gives the same bytes, whatever the folder and the time
-# zone; signed ones differ, as a signature has its time. Installs what is missing.
+# Makes the release. dist/norvane64-VERSION.zip has both programs, the documentation, the licences of the
+# libraries, and SHA256SUMS; dist/norvane64-VERSION-symbols.zip has the symbols. The same commit gives the
+# same bytes in every folder and time zone. Signed packages differ, because a signature contains its time.
+# Installs missing packages.
 #
 # tools/package.sh [--sign CERT KEY]
 #   --sign  signs both programs, with a certificate and its key in PEM files
@@ -10,11 +11,11 @@
 certificate=
 if [ "${1:-}" = --sign ]; then
     (($# == 3)) || script_refuse "--sign takes a certificate and a key"
-    certificate=$(cd "$script_caller" && realpath -e "$2") || script_fail "There is no such file: $2"
-    key=$(cd "$script_caller" && realpath -e "$3") || script_fail "There is no such file: $3"
+    certificate=$(cd "$script_caller" && realpath -e "$2") || script_fail "This file does not exist: $2"
+    key=$(cd "$script_caller" && realpath -e "$3") || script_fail "This file does not exist: $3"
     shift 3
 fi
-script_words 0 "$@"
+script_arguments 0 "$@"
 script_lock
 setup_packages "${setup_compiler[@]}" zip ${certificate:+osslsigncode}
 
@@ -22,13 +23,15 @@ setup_packages "${setup_compiler[@]}" zip ${certificate:+osslsigncode}
 sign() {
     local program
     for program in "$1"/*.exe; do
-        osslsigncode sign -certs "$certificate" -key "$key" -h sha256 -n Norvane -in "$program" -out "$program.signed" >/dev/null ||
+        osslsigncode sign -certs "$certificate" -key "$key" -h sha256 -n Norvane \
+            -in "$program" -out "$program.signed" >/dev/null ||
             script_fail "This could not be signed: ${program##*/}"
         mv "$program.signed" "$program"
     done
 }
 
-# pack FOLDER ZIP: the folder's files in a fixed order, all of them with the time that a zip counts from.
+# pack FOLDER ZIP: packs the folder's files in a fixed order, each with the earliest time that a zip can
+# store.
 pack() {
     find "$1" -exec touch -d 1980-01-01T00:00:00Z {} +
     chmod -R u=rwX,go=rX "$1"

@@ -1,19 +1,20 @@
 #!/usr/bin/env bash
-# Runs norvane64-rehearse under Wine, with the same words: what "remove lsp" would do to a machine, without doing it. Installs
-# what is missing.
+# Runs norvane64-rehearse under Wine, with the same arguments. It shows what "remove lsp" would do to a
+# machine, and changes nothing. Installs missing packages.
 #
 # tools/rehearse.sh [--picture FILE ...] [--brief] list | lsp NAME.dll
-#   --picture FILE  what "reg export" wrote on the machine, or a state file of the sandbox; several can be given
+#   --picture FILE  a registry export of the machine, or a state file of the sandbox; several can be given
 #
-# Without a picture it looks at an empty Wine prefix, which has no catalogs. Exit code: that of norvane64-rehearse: 0 CLEAN,
-# 2 NOTHING TO DO, 3 LEAVES WORK, 4 BREAKS OTHERS, 1 an error.
+# Without a file it reads an empty Wine prefix, which has no catalogs. Exit code, as of norvane64-rehearse: 0
+# CLEAN, 2 NOTHING TO DO, 3 LEAVES WORK, 4 BREAKS OTHERS, 1 an error.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . sandbox/sandbox.sh
-[ "${1:-}" != --help ] || script_words 0 --help
+[[ ! ${1:-} =~ ^(-h|--help)$ ]] || script_arguments 0 --help
 
-# The pictures, by the names that they were given, and the words with a name in the sandbox for each. In the jail the words have
-# these names already, and keep them. What is no word of the program is refused by it, with 1: 2 is NOTHING TO DO.
+# The files with the names that they were given, and the arguments with a name in the sandbox for each. In the
+# jail the arguments have these names already, and keep them. Unknown arguments are refused by the program,
+# with exit code 1, because 2 is NOTHING TO DO.
 pictures=()
 words=()
 while (($# > 0)); do
@@ -26,7 +27,7 @@ while (($# > 0)); do
     shift
 done
 
-# In the texts, the pictures get their own names back.
+# In the output, the files have their own names again.
 rename_pictures() {
     local number program=''
     for ((number = ${#pictures[@]}; number > 0; --number)); do

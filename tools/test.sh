@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
-# Builds, and runs the tests under Wine in a sandbox that is made for the run. Installs what is missing.
+# Builds, and runs the tests under Wine in a sandbox that is made for the run. Installs missing packages.
 #
 # tools/test.sh [FILTER]
 #   FILTER   a GoogleTest filter, such as 'lsp_removal.*'; every test when it is not given
-#   BRIEF=1  in the environment: no line for a test that passes
+#   BRIEF=1  in the environment: one line for each suite instead of each test; failures are shown in full
 #
-# Exit code 0 when every test that matches ran and passed. The last line is "N passed, N failed", or what went wrong.
+# Exit code 0 when every test that matches ran and passed. The last line is "N passed, N failed", or the
+# cause.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . tools/test_runner.sh
 . sandbox/sandbox.sh
-script_words 1 "$@"
+script_arguments 1 "$@"
 
 if sandbox_inside; then
     sandbox_make build/release build/checked

@@ -1,6 +1,7 @@
-# Runs a GoogleTest program in the sandbox and says truly how it went. To be sourced.
+# Runs a GoogleTest program in the sandbox, and checks that every test ran. To be sourced.
 
-# test_files BUILD: puts the test program of a build, the cases, and the traces of docs/trace.md as cases into the sandbox.
+# test_files BUILD: copies the test program of a build and the cases into the sandbox. The traces of
+# docs/trace.md become cases, too.
 test_files() {
     cp "build/$1/tests/norvane_tests.exe" "$drive/sandbox/"
     cp -r tests/cases "$drive/sandbox/"
@@ -16,13 +17,14 @@ test_output() {
     fi
 }
 
-# summary_of LOG TEXT: the number behind that word of the runner's own summary.
+# summary_of LOG TEXT: the number after PASSED or FAILED in the summary of GoogleTest.
 summary_of() {
     sed -n "s/^\[  $2  \] \([0-9]*\) tests\?[.,].*/\1/p" "$1" | head -n 1
 }
 
-# run_logged LOG WORDS...: runs a Windows program with its output in LOG, and on the terminal as it comes. Not through a
-# pipe: a child of the program that lives on would keep it open. Where Wine's server dies, a program would wait for it: both end.
+# run_logged LOG COMMAND...: runs a Windows program with its output in LOG, and on the terminal as it arrives.
+# Not through a pipe, which a remaining child of the program would keep open. When Wine's server dies, the
+# program would wait for it forever, and is ended.
 run_logged() {
     local log=$1 program watch
     shift
@@ -30,7 +32,7 @@ run_logged() {
     (sandbox_exec "$@" >>"$log" 2>&1) &
     program=$!
     {
-        # Not before it has begun: the server of the program before it may just be ending.
+        # Not before the program has started: the server of the previous program may still be ending.
         while [ ! -s "$log" ] && kill -0 "$program"; do sleep 0.1; done
         "$(sandbox_find wineserver64 wineserver)" -w && sleep 3 && kill "$program"
     } 2>/dev/null &
@@ -41,9 +43,9 @@ run_logged() {
     kill "$watch" 2>/dev/null || true
 }
 
-# run_tests PROGRAM FILTER: runs the tests that match. Wine's exit code says nothing of them: it was seen to be 0 after
-# crashes. So a run is good when its summary is there and counts as many tests as are listed. The last line is
-# "N passed, N failed", or what else is wrong.
+# run_tests PROGRAM FILTER: runs the tests that match. Wine's exit code is not reliable: it can be 0 after a
+# crash. So a run succeeds when its summary exists and counts as many tests as are listed. The last line is "N
+# passed, N failed", or the cause.
 run_tests() {
     local log=$SANDBOX/tests.log listed passed failed current try
     listed=$(sandbox_wine "$1" --gtest_list_tests "--gtest_filter=$2" | grep -c '^  ') || true
@@ -51,13 +53,14 @@ run_tests() {
     for try in 1 2 3; do
         run_logged "$log" "$1" "--gtest_filter=$2"
         sandbox_refused "$log" || break
-        echo "Wine refused the start, try $try"
+        echo "Wine refused to start, try $try"
     done
     passed=$(summary_of "$log" PASSED)
     failed=$(summary_of "$log" FAILED)
     if [ -z "$passed" ]; then
         current=$(tr -d '\r' <"$log" | sed -n 's/^\[ RUN      \] //p' | tail -n 1)
-        ! grep -q '^(exit code \(124\|137\))$' "$log" || script_fail "The tests took more than ten minutes, in ${current:-none yet}."
+        ! grep -q '^(exit code \(124\|137\))$' "$log" ||
+            script_fail "The tests took more than ten minutes, in ${current:-none yet}."
         script_fail "The test program ended without its summary, in ${current:-no test yet}."
     fi
     ((passed + ${failed:-0} == listed)) || script_fail "Only $((passed + ${failed:-0})) of $listed tests ran."

@@ -1,5 +1,5 @@
-# Prints each text that the program can write, as the code has it, a line each: the first string, whose pieces can go on over
-# lines, of every call of Trace, TraceAtLevel and fprintf, and of what is thrown.
+# Prints each text that the program can write, one a line, as in the code: the first string of every call of
+# Trace, TraceAtLevel and fprintf, and of every exception. A string can have pieces on several lines.
 
 { sub(/^ *\/\/.*/, ""); code = code $0 "\n" }
 

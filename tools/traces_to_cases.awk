@@ -1,5 +1,5 @@
-# Turns the traces that stand in a page, each between two lines of ```, into cases: the words of its first message are run on
-# the sample machine, and must give these messages.
+# Turns the traces of a page into cases. A trace is a code block. The case runs the command line of the first
+# message on the sample machine, and expects these messages.
 
 function finish() {
     if (messages > 0) {
