@@ -1,12 +1,13 @@
-// Prints what the program costs: whole processes, the removal code, a trace line.
-#include <winsock2.h>
-#include <windows.h>
-
+// Measures the removal code on catalogs of growing size, and writes such catalogs for measurements of whole
+// programs.
+//
+//   norvane_bench          prints the own time of a removal, which is without the simulated Winsock's
+//   norvane_bench N FILE   writes a registry export in which both catalogs have N entries
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
-#include <iterator>
+#include <cstdlib>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "lsp/lsp_map.h"
@@ -15,69 +16,12 @@
 #include "machine/export_writer.h"
 #include "machine/file_writing.h"
 #include "simulation/simulated_winsock.h"
-#include "trace/trace_log.h"
 
 namespace {
 
-double Milliseconds() {
-    LARGE_INTEGER now;
-    LARGE_INTEGER frequency;
-    QueryPerformanceCounter(&now);
-    QueryPerformanceFrequency(&frequency);
-    return 1000.0 * static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
+using Clock = std::chrono::steady_clock;
 
-template <class F> double TimeOf(F action) {
-    const double start = Milliseconds();
-    action();
-    return Milliseconds() - start;
-}
-
-double Median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
-                     values.end());
-    return values[values.size() / 2];
-}
-
-void RunProcess(std::string words) {
-    STARTUPINFOA startup = {};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES; // no standard output
-    PROCESS_INFORMATION process = {};
-    if (!CreateProcessA(nullptr, words.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                        &process)) {
-        std::printf("cannot run %s: %lu\n", words.c_str(), GetLastError());
-        return;
-    }
-    WaitForSingleObject(process.hProcess, INFINITE);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-}
-
-void BenchProcesses() {
-    const std::string program = "C:\\sandbox\\bench\\norvane64.exe ";
-    const std::pair<const char*, std::string> rows[] = {
-        {"the empty program", "C:\\sandbox\\empty\\norvane64.exe"},
-        {"a rejected command line", program + "remove"},
-        {"remove lsp", program + "remove lsp none.dll"},
-        {"remove network-component", program + "remove network-component none"},
-        {"remove restore-dll", program + "remove restore-dll {none}"},
-        {"remove vbs", program + "remove vbs x"}};
-    // By turns, so that whatever else the machine does meets all alike.
-    std::vector<double> times[std::size(rows)];
-    for (int round = 0; round < 40; ++round) {
-        for (size_t i = 0; i < std::size(rows); ++i) {
-            times[i].push_back(TimeOf([&] { RunProcess(rows[i].second); }));
-        }
-    }
-    for (size_t i = 0; i < std::size(rows); ++i) {
-        std::printf("process: %s %.1f ms, ratio %.2f\n", rows[i].first, Median(times[i]),
-                    Median(times[i]) / Median(times[0]));
-    }
-}
-
-// One base provider for ten entries; the LSPs each have a hidden and four layered entries, over one another
-// by turns.
+// Ten entries in turn are a base provider and two LSPs, one over the other, with a hidden entry each.
 WinsockState CatalogOf(int entries) {
     WinsockState state;
     for (int i = 0; i < entries; ++i) {
@@ -99,98 +43,56 @@ WinsockState CatalogOf(int entries) {
     return state;
 }
 
-// The time of an action without what it spends in the simulated Winsock.
-template <class F> double OwnTimeOf(F action) {
-    double simulated = 0;
-    double begun = 0;
-    Winsock().begin = [&](const std::string&) { begun = Milliseconds(); };
-    Winsock().end = [&] { simulated += Milliseconds() - begun; };
-    return TimeOf(action) - simulated;
+// Milliseconds of one removal of the first LSP, without those spent in the simulated Winsock.
+double OwnTimeOfRemoval(const WinsockState& state) {
+    int error = 0;
+    LspCreateHeap(&error);
+    ResetWinsock(state);
+    Clock::duration simulated{};
+    Clock::time_point call;
+    Winsock().begin = [&](const std::string&) { call = Clock::now(); };
+    Winsock().end = [&] { simulated += Clock::now() - call; };
+    wchar_t path[kDllPathSize];
+    const Clock::time_point start = Clock::now();
+    const int result = RemoveProvider(Catalog64, L"lsp1.dll", path);
+    const std::chrono::duration<double, std::milli> own = Clock::now() - start - simulated;
+    LspReleaseHeap();
+    if (result != 0 || Winsock().state.catalog64.size() == state.catalog64.size()) {
+        std::fprintf(stderr, "The removal removed nothing.\n");
+        std::exit(1);
+    }
+    return own.count();
 }
 
-void BenchRemoval() {
-    double last = 0;
+double MedianOwnTime(int entries) {
+    const WinsockState state = CatalogOf(entries);
+    std::vector<double> times;
+    for (int round = 0; round < (entries > 1000 ? 5 : 21); ++round) {
+        times.push_back(OwnTimeOfRemoval(state));
+    }
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
+}
+
+void PrintOwnTimes() {
+    double previous = 0;
     for (const int entries : {50, 500, 5000}) {
-        std::vector<double> mapping;
-        std::vector<double> removal;
-        for (int round = 0; round < (entries > 1000 ? 3 : 20); ++round) {
-            int error = 0;
-            LspCreateHeap(&error);
-            ResetWinsock(CatalogOf(entries));
-            int count = 0;
-            int lspCount = 0;
-            WSAPROTOCOL_INFOW* providers = EnumerateProviders(Catalog64, &count);
-            LspEntry* map = nullptr;
-            mapping.push_back(OwnTimeOf([&] { map = BuildLspMap(providers, count, &lspCount); }));
-            ReleaseLspMap(map, lspCount);
-            LspFree(providers);
-            wchar_t path[kDllPathSize];
-            removal.push_back(OwnTimeOf([&] { RemoveProvider(Catalog64, L"lsp1.dll", path); }));
-            LspReleaseHeap();
-        }
-        const double now = Median(removal);
-        std::printf("catalog of %4d entries, own time: mapping %.3f ms, removal %.3f ms", entries,
-                    Median(mapping), now);
-        std::printf(last > 0 ? ", %.1f times the one before\n" : "\n", now / std::max(last, 0.001));
-        last = now;
+        const double now = MedianOwnTime(entries);
+        std::printf("own time of a removal, %4d entries: %8.3f ms", entries, now);
+        std::printf(previous > 0 ? ", %.1f times the previous\n" : "\n", now / previous);
+        previous = now;
     }
-}
-
-// The whole program, on pictures of such catalogs. Both catalogs have the entries.
-void BenchRehearsal() {
-    const std::string empty = "C:\\sandbox\\empty\\norvane64.exe";
-    for (const int entries : {50, 5000}) {
-        WinsockState state = CatalogOf(entries);
-        state.catalog32 = state.catalog64;
-        WriteWholeFile("C:\\sandbox\\picture.reg", AsWide(ExportOf(state)));
-        std::vector<double> nothing;
-        std::vector<double> rehearsal;
-        for (int round = 0; round < (entries > 1000 ? 3 : 40); ++round) {
-            nothing.push_back(TimeOf([&] { RunProcess(empty); }));
-            rehearsal.push_back(TimeOf([] {
-                RunProcess(
-                    "C:\\sandbox\\norvane64-rehearse.exe --picture C:\\sandbox\\picture.reg lsp lsp1.dll");
-            }));
-        }
-        std::printf("rehearsal of %4d entries: %.1f ms, ratio to the empty program %.2f\n", entries,
-                    Median(rehearsal), Median(rehearsal) / Median(nothing));
-    }
-}
-
-void BenchTraceLine() {
-    constexpr int kLines = 20000;
-    const char* file = "C:\\sandbox\\bench.out";
-    std::FILE* out = std::freopen(file, "wb", stdout);
-    std::vector<double> traced;
-    std::vector<double> printed;
-    traceLog->SetConsoleEcho(true);
-    for (int round = 0; round < 5; ++round) {
-        traced.push_back(TimeOf([] {
-            for (int i = 0; i < kLines; ++i) {
-                Trace("Removing ID %d from layered chain %d: %s", i, 1011, "Example over TCP");
-            }
-        }));
-        printed.push_back(TimeOf([&] {
-            for (int i = 0; i < kLines; ++i) {
-                std::fprintf(out, "%03i:%04x %02i:%02i:%02i.%03i Removing ID %d from layered chain %d: %s\n",
-                             100, 200, 10, 20, 30, 400, i, 1011, "Example over TCP");
-                std::fflush(out);
-            }
-        }));
-    }
-    traceLog->SetConsoleEcho(false);
-    std::fprintf(stderr, "trace line: %.2f us; fprintf and fflush %.2f us, ratio %.2f\n",
-                 1000 * Median(traced) / kLines, 1000 * Median(printed) / kLines,
-                 Median(traced) / Median(printed));
 }
 
 } // namespace
 
-int main() {
-    BenchProcesses();
-    BenchRemoval();
-    BenchRehearsal();
-    std::fflush(stdout);
-    BenchTraceLine();
+int main(int argc, char** argv) {
+    if (argc == 3) {
+        WinsockState state = CatalogOf(std::atoi(argv[1]));
+        state.catalog32 = state.catalog64;
+        WriteWholeFile(argv[2], AsWide(ExportOf(state)));
+    } else {
+        PrintOwnTimes();
+    }
     return 0;
 }
