@@ -20,7 +20,7 @@ TEST_F(TraceLogTest, LevelsChooseFilesAndSinks) {
     std::string results;
     {
         TraceLog log("%TEMP%", "norvane");
-        log.Write(100, "nobody %s", "listens");
+        log.TraceAtLevel(100, "nobody %s", "listens");
         ASSERT_TRUE(log.AddFile("C:\\sandbox\\main.log"));
         ASSERT_TRUE(log.AddFile("C:\\sandbox\\main.log"));
         ASSERT_TRUE(log.AddExtraFile("C:\\sandbox\\extra.log"));
@@ -29,9 +29,9 @@ TEST_F(TraceLogTest, LevelsChooseFilesAndSinks) {
         log.AddSink({Append, &all, 700});
         log.AddSink({Append, &results, 500});
         log.AddSink({nullptr, nullptr, 700});
-        log.Write(700, "step %d", 1);
-        log.Write(100, "result\n");
-        log.Write(0xFFFFFFFF, "beyond every sink");
+        log.TraceAtLevel(700, "step %d", 1);
+        log.TraceAtLevel(100, "result\n");
+        log.TraceAtLevel(0xFFFFFFFF, "beyond every sink");
     }
     EXPECT_EQ(all, "700:step 1;100:result\n;");
     EXPECT_EQ(results, "100:result\n;");
@@ -57,6 +57,21 @@ TEST_F(TraceLogTest, LinesAreNeverCutAndTextBeyondTheCodePageIsUtf8) {
     EXPECT_EQ(Traced(), "caf\xC3\xA9|   42|000000AB|\xE4\xB8\xAD|x  |ab|100%|y\n");
     Trace("%s \xC3\xA9 %u%% of %u %ls", static_cast<const char*>(nullptr), 50u, 7u, L"\u4E2D");
     EXPECT_EQ(Traced(), "(null) \xC3\xA9 50% of 7 \xE4\xB8\xAD\n");
+}
+
+TEST_F(TraceLogTest, CharactersPointersAndLongNumbersAreTheSameInBothPaths) {
+    constexpr CheckedFormat<char, const char*, const void*, long, long long, unsigned long long,
+                            const wchar_t*>
+        format = "\xC3\xA9 %c|%-4.2s|%p|%ld|%6lld|%I64X|%.1S";
+    const char unterminated[] = {'a', 'b', '\xE9'};
+    for (const auto& [text, last] : {std::pair(L"y\u4E2D", "y"), std::pair(L"\u4E2D", "\xE4\xB8\xAD")}) {
+        Trace(format, '\x41', unterminated, reinterpret_cast<const void*>(0xAB), -5L, -1LL << 32, ~0ULL,
+              text);
+        EXPECT_EQ(Traced(), "\xC3\xA9 A|ab  |00000000000000AB|-5|-4294967296|FFFFFFFFFFFFFFFF|" +
+                                std::string(last) + "\n");
+    }
+    Trace("%c %ls", '\xE9', L"\u4E2D");
+    EXPECT_EQ(Traced(), "\xC3\xA9 \xE4\xB8\xAD\n");
 }
 
 TEST_F(TraceLogTest, AFailedConversionLeavesTheLogUsable) {

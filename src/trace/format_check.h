@@ -1,16 +1,17 @@
 // Checks a trace call's printf format against its arguments while the program is compiled.
 //
 // The compilers' own format attributes do not know the %ws of the Windows runtime. Only constant formats
-// pass, so that no text from the machine is ever taken for a format.
+// are accepted, so that no text from the machine is ever used as a format.
 #pragma once
 
+#include <array>
 #include <concepts>
 #include <cstddef>
 #include <type_traits>
 
 namespace trace_detail {
 
-enum class Kind { kNarrowText, kWideText, kInteger };
+enum class Kind : unsigned char { kNarrowText, kWideText, kCharacter, kInteger, kLongInteger, kPointer };
 
 template <class T> consteval Kind KindOf() {
     using D = std::decay_t<T>;
@@ -18,12 +19,25 @@ template <class T> consteval Kind KindOf() {
         return Kind::kNarrowText;
     } else if constexpr (std::is_same_v<D, const wchar_t*> || std::is_same_v<D, wchar_t*>) {
         return Kind::kWideText;
+    } else if constexpr (std::is_null_pointer_v<D> || std::is_pointer_v<D>) {
+        static_assert(!std::is_function_v<std::remove_pointer_t<D>>, "not a type that a trace line accepts");
+        return Kind::kPointer;
+    } else if constexpr (std::is_same_v<D, char>) {
+        return Kind::kCharacter;
     } else {
-        static_assert(std::is_integral_v<D> && sizeof(D) <= sizeof(int),
-                      "not a type that a trace line takes");
-        return Kind::kInteger;
+        static_assert(std::is_integral_v<D> && sizeof(D) <= sizeof(long long),
+                      "not a type that a trace line accepts");
+        return sizeof(D) > sizeof(int) ? Kind::kLongInteger : Kind::kInteger;
     }
 }
+
+constexpr unsigned short kNoPrecision = 0xFFFF;
+
+// What the wide functions need to know of one conversion.
+struct Conversion {
+    unsigned short precision = kNoPrecision;
+    unsigned short upperS = 0; // the index of the S of a %S in the format; 0 for every other conversion
+};
 
 // Not constexpr: a check at compile time that reaches a call to it is an error, and the compiler then shows
 // the call with its text.
@@ -38,32 +52,93 @@ consteval bool IsOneOf(char c, const char* set) {
     return false;
 }
 
-consteval void CheckFormat(const char* text, const Kind* kinds, size_t count) {
+// Moves text behind prefix if it begins with it, and returns whether it does.
+consteval bool Skip(const char*& text, const char* prefix) {
+    const char* place = text;
+    for (; *prefix != '\0'; ++prefix, ++place) {
+        if (*place != *prefix) {
+            return false;
+        }
+    }
+    text = place;
+    return true;
+}
+
+// Reads the digits that text begins with, and moves it behind them.
+consteval unsigned short ReadNumber(const char*& text) {
+    unsigned number = 0;
+    for (; IsOneOf(*text, "0123456789"); ++text) {
+        number = number * 10 + static_cast<unsigned>(*text - '0');
+        if (number >= kNoPrecision) {
+            FormatMismatch("number too large");
+        }
+    }
+    return static_cast<unsigned short>(number);
+}
+
+// Reads the size and the letter of a conversion, and leaves text at the letter. Returns the kind of argument
+// that the conversion takes. A long has 32 bits on Windows.
+consteval Kind ReadType(const char*& text) {
+    if (Skip(text, "ll") || Skip(text, "I64")) {
+        if (!IsOneOf(*text, "diuxX")) {
+            FormatMismatch("not an integer conversion");
+        }
+        return Kind::kLongInteger;
+    }
+    const bool isLong = Skip(text, "l");
+    const bool isWide = !isLong && Skip(text, "w");
+    if (*text == 's') {
+        return isLong || isWide ? Kind::kWideText : Kind::kNarrowText;
+    }
+    if (IsOneOf(*text, "diuxX") && !isWide) {
+        return Kind::kInteger;
+    }
+    if (isLong || isWide || !IsOneOf(*text, "Scp")) {
+        FormatMismatch("conversion that trace lines do not use");
+    }
+    if (*text == 'S') {
+        return Kind::kWideText;
+    }
+    return *text == 'c' ? Kind::kCharacter : Kind::kPointer;
+}
+
+// Reads the flags, the width and the precision of a conversion, and moves text behind them.
+consteval Conversion ReadLayout(const char*& text) {
+    Conversion found;
+    while (IsOneOf(*text, "-+ #0")) {
+        ++text;
+    }
+    ReadNumber(text);
+    if (Skip(text, ".")) {
+        found.precision = ReadNumber(text);
+    }
+    return found;
+}
+
+// Reads all conversions of a format.
+//   kinds  those of the count arguments
+//   found  receives what there is to know of each conversion
+consteval void CheckFormat(const char* format, const Kind* kinds, size_t count, Conversion* found) {
     size_t used = 0;
-    for (; *text != '\0'; ++text) {
-        if (*text != '%') {
+    const char* text = format;
+    while (*text != '\0') {
+        if (Skip(text, "%%")) {
             continue;
+        }
+        if (!Skip(text, "%")) {
+            ++text;
+            continue;
+        }
+        Conversion conversion = ReadLayout(text);
+        const Kind wanted = ReadType(text);
+        if (*text == 'S') {
+            conversion.upperS = static_cast<unsigned short>(text - format);
         }
         ++text;
-        if (*text == '%') {
-            continue;
-        }
-        while (IsOneOf(*text, "-0123456789.")) {
-            ++text;
-        }
-        const bool wide = IsOneOf(*text, "lw");
-        text += wide ? 1 : 0;
-        Kind wanted = Kind::kInteger;
-        if (*text == 's') {
-            wanted = wide ? Kind::kWideText : Kind::kNarrowText;
-        } else if (*text == 'S') {
-            wanted = Kind::kWideText;
-        } else if (wide || !IsOneOf(*text, "diuxX")) {
-            FormatMismatch("conversion that trace lines do not use");
-        }
         if (used == count || kinds[used] != wanted) {
             FormatMismatch("argument missing or of another kind");
         }
+        found[used] = conversion;
         ++used;
     }
     if (used != count) {
@@ -76,6 +151,7 @@ consteval void CheckFormat(const char* text, const Kind* kinds, size_t count) {
 // A constant format text whose conversions match Args; built only at compile time.
 template <class... Args> struct CheckedFormat {
     const char* text;
+    std::array<trace_detail::Conversion, sizeof...(Args)> conversions = {};
 
     // Releases of clang-format differ over a requires clause.
     // clang-format off
@@ -85,6 +161,6 @@ template <class... Args> struct CheckedFormat {
     consteval CheckedFormat(const T& format) : text(format) {
         constexpr trace_detail::Kind kinds[] = {trace_detail::KindOf<Args>()...,
                                                 trace_detail::Kind::kInteger};
-        trace_detail::CheckFormat(format, kinds, sizeof...(Args));
+        trace_detail::CheckFormat(format, kinds, sizeof...(Args), conversions.data());
     }
 };

@@ -1,4 +1,5 @@
-// The files of the trace log. Apart from the rest of it, so that a program which adds none cannot open a file for writing.
+// The files of the trace log. They have a source file of their own, so that a program that adds no file does
+// not import a function that opens files for writing.
 #include "trace/lock_guard.h"
 #include "trace/trace_log.h"
 

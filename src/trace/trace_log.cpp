@@ -10,7 +10,6 @@
 
 #include "common/text_conversion.h"
 #include "trace/lock_guard.h"
-#include "trace/wide_format.h"
 
 namespace {
 
@@ -49,9 +48,9 @@ size_t WritePrefix(char* buffer) {
         static_cast<unsigned>(GetCurrentThreadId()), now.wHour, now.wMinute, now.wSecond, now.wMilliseconds));
 }
 
-// Writes the whole line in one call to the descriptor of standard output. The stream's own buffer would cut a
-// long line into several writes, and would lose what it holds when the process dies. A process without
-// standard output has no descriptor; nothing is written then.
+// Writes the whole line with one call to the descriptor of standard output. The buffer of the stream would
+// split a long line into several writes, and its contents would be lost when the process is terminated. A
+// process without standard output has no descriptor; nothing is written then.
 void WriteToStandardOutput(const std::string& line) {
     const int descriptor = _fileno(stdout);
     if (descriptor >= 0) {
@@ -69,8 +68,7 @@ struct ProcessLog {
     TraceLog log{"%TEMP%", "norvane"};
 
     ProcessLog() { traceLog = &log; }
-    // Runs before the log itself is destroyed. Other globals can still write lines afterwards; those are
-    // dropped.
+    // Runs before the log itself is destroyed. Lines that other globals write afterwards are dropped.
     ~ProcessLog() { traceLog = nullptr; }
 };
 
@@ -129,7 +127,7 @@ void TraceLog::AddSink(const TraceSink& sink) {
     sinks_.insert(sink);
 }
 
-void TraceLog::WriteAny(unsigned level, const char* format, ...) {
+void TraceLog::Write(unsigned level, const trace_detail::TypedFormat& format, ...) {
     const LockGuard guard(lock_);
     if (IsOff()) {
         return;
@@ -140,20 +138,20 @@ void TraceLog::WriteAny(unsigned level, const char* format, ...) {
     va_end(args);
 }
 
-void TraceLog::WriteLocked(unsigned level, const char* format, va_list args) {
+void TraceLog::WriteLocked(unsigned level, const trace_detail::TypedFormat& format, va_list args) {
     va_list measured;
     va_copy(measured, args);
-    const int length = _vscprintf(format, measured);
+    const int length = _vscprintf(format.text, measured);
     va_end(measured);
 
     std::string line(kPrefixRoom + static_cast<size_t>(std::max(length, 0)), '\0');
     const size_t prefixLength = WritePrefix(line.data());
     if (length >= 0) {
-        _vsnprintf(line.data() + prefixLength, line.size() - prefixLength, format, args);
+        _vsnprintf(line.data() + prefixLength, line.size() - prefixLength, format.text, args);
         line.resize(prefixLength + static_cast<size_t>(length));
     } else {
         line.resize(prefixLength);
-        line += conv_wchar_to_utf8(FormatWide(format, args).c_str());
+        line += conv_wchar_to_utf8(trace_detail::WideMessage(format, args).c_str());
     }
     line += '\n';
     Deliver(level, line, prefixLength);

@@ -12,22 +12,23 @@
 #include <type_traits>
 
 #include "trace/format_check.h"
+#include "trace/wide_message.h"
 
 constexpr unsigned kDefaultTraceLevel = 700;
-constexpr unsigned kExtraFileLevel = 100; // result lines, which go to the extra files too
+constexpr unsigned kExtraFileLevel = 100; // result lines, which are also written to the extra files
 
 // Receives one message.
-//   text     the message without its stamp and line end, of length bytes; valid during the call
+//   text     the message without its stamp and line feed, length bytes long; valid during the call
 //   context  the value registered with the sink
 using TraceCallback = void (*)(const char* text, size_t length, void* context, unsigned level);
 
 struct TraceSink {
     TraceCallback callback;
     void* context;
-    int highestLevel; // lines above it are not delivered
+    int highestLevel; // lines of a higher level are not delivered
 };
 
-// The order in which sinks get a line: by address, the same throughout a run.
+// The order in which the sinks receive a line: by address, constant during a run.
 struct TraceSinkOrder {
     bool operator()(const TraceSink& a, const TraceSink& b) const {
         const auto key = [](const TraceSink& sink) {
@@ -38,17 +39,17 @@ struct TraceSinkOrder {
     }
 };
 
-// The program itself writes to standard output only. The files and the callbacks are for code that wants the
-// lines elsewhere, such as the tests.
+// The program itself writes to standard output only. The files and the callbacks are for other users of the
+// log, such as the tests.
 class TraceLog {
   public:
-    // Names the log file after the local time and the process, and reads "TraceEnable" once. When that is
-    // set, the path of a log file is composed, but it is not kept and no file is opened.
+    // Composes the name of the log file from the local time and the process id, and reads "TraceEnable" once.
+    // When it is set, the path of the log file is composed, but the path is not kept and no file is opened.
     //   directory  not expanded; "." stands for the default directory
-    //   prefix     of the file name
+    //   prefix     the first word of the file name
     TraceLog(const std::string& directory, const std::string& prefix);
 
-    // Closes the files of the main set. Those of the extra set stay open to the end of the process.
+    // Closes the files of the main set. Those of the extra set remain open until the process ends.
     ~TraceLog();
 
     TraceLog(const TraceLog&) = delete;
@@ -61,35 +62,41 @@ class TraceLog {
     // Composes the path of a log file; registers and opens nothing.
     std::string BuildTraceFilePath(const std::string& directory, const std::string& prefix);
 
-    // Opens path for appending, creating it when missing, and adds it to the main set (every line) or the
-    // extra set (result lines only). A path that the set has already is not opened again. Returns false when
-    // the file cannot be opened, with the cause as the last error.
+    // Opens a file for appending, creates it when it is missing, and adds it to the main set (every line) or
+    // to the extra set (result lines only). A path that is already in the set is not opened again. Returns
+    // false when the file cannot be opened, with the cause as the last error.
     bool AddFile(const std::string& path);
     bool AddExtraFile(const std::string& path);
 
-    // Registers a callback, from the next line on.
+    // Registers a callback for all lines that follow.
     void AddSink(const TraceSink& sink);
 
-    // Whether there is no main file, no echo and no sink; extra files alone do not count. Read without the
-    // lock, so that a switched-off log costs next to nothing.
+    // Returns whether there is no main file, no echo and no sink; extra files do not count. It does not take
+    // the lock, so that a call costs almost nothing while the log is off.
     bool IsOff() const { return mainFiles_.empty() && echo_ == 0 && sinks_.empty(); }
 
-    // Writes one line. The format is a constant for the runtime's narrow printf functions and fits the
-    // arguments. These functions refuse a wide text with a character beyond U+00FF, whatever the code page,
-    // because the runtime's own locale has no byte for it. Such a message is written in UTF-8.
+    // Writes one line at the given level. The format is a constant for the runtime's narrow printf functions
+    // and fits the arguments. These functions refuse a wide text with a character beyond U+00FF, whatever the
+    // code page, because the runtime's own locale has no byte for it. Such a message is written in UTF-8.
     // Failed writes are ignored. Throws std::runtime_error when a text cannot be converted.
     template <class... Args>
-    void Write(unsigned level, CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
+    void TraceAtLevel(unsigned level, CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
         if (!IsOff()) {
-            WriteAny(level, format.text, args...);
+            using Types = trace_detail::TypesOf<trace_detail::KindOf<Args>()...>;
+            Write(level, {format.text, format.conversions.data(), &Types::kTypes}, args...);
         }
+    }
+
+    // Writes one line at the default level.
+    template <class... Args> void Trace(CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
+        TraceAtLevel<Args...>(kDefaultTraceLevel, format, args...);
     }
 
   private:
     using FileSet = std::map<std::string, HANDLE>;
 
-    void WriteAny(unsigned level, const char* format, ...);
-    void WriteLocked(unsigned level, const char* format, va_list args);
+    void Write(unsigned level, const trace_detail::TypedFormat& format, ...);
+    void WriteLocked(unsigned level, const trace_detail::TypedFormat& format, va_list args);
     void Deliver(unsigned level, const std::string& line, size_t prefixLength);
     bool OpenInto(FileSet& files, const std::string& path);
 
@@ -102,18 +109,19 @@ class TraceLog {
     std::set<TraceSink, TraceSinkOrder> sinks_;
 };
 
-// The log of the process; built before main runs. Null once it is destroyed, at the end of the process.
+// The log of the process; constructed before main runs. Null after its destruction at the end of the process.
 extern TraceLog* traceLog;
 
-// Writes one line at the given level, see TraceLog::Write. Once the log is gone, the line is dropped.
+// Writes one line to the log of the process, see TraceLog::TraceAtLevel. The line is dropped when the log is
+// destroyed already.
 template <class... Args>
 void TraceAtLevel(unsigned level, CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
     if (traceLog != nullptr) {
-        traceLog->Write<Args...>(level, format, args...);
+        traceLog->TraceAtLevel<Args...>(level, format, args...);
     }
 }
 
-// Writes one line at the default level.
+// Writes one line at the default level to the log of the process.
 template <class... Args> void Trace(CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
     TraceAtLevel<Args...>(kDefaultTraceLevel, format, args...);
 }
