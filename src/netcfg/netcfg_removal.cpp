@@ -1,4 +1,4 @@
-// Finding the component and its class, and deinstalling it.
+// Finds the component and its class, and deinstalls it.
 #include "netcfg/netcfg_removal.h"
 
 #include "netcfg/netcfg_session.h"
@@ -51,24 +51,8 @@ HRESULT DeInstallComponent(INetCfg* netCfg, INetCfgComponent* component) {
     return result;
 }
 
-// Returns S_FALSE when the component is not installed.
-HRESULT HrUninstallNetComponentHelper(INetCfg* netCfg, const wchar_t* componentId) {
-    INetCfgComponent* component = nullptr;
-    Trace("HrUninstallNetComponentHelper: try FindComponent");
-    HRESULT result = netCfg->FindComponent(componentId, &component);
-    Trace("HrUninstallNetComponentHelper: FindComponent returns %08X", result);
-    result = CheckGiven(result, component);
-    if (result == S_OK) {
-        result = DeInstallComponent(netCfg, component);
-        Trace("HrUninstallNetComponentHelper: try ReleaseObj(pncc)");
-        component->Release();
-    }
-    Trace("HrUninstallNetComponentHelper: return %08X", result);
-    return result;
-}
-
-// Applies the change only after S_OK, as the callers of HrUninstallNetComponent are told. A positive status,
-// such as a notice that a restart is due, is traced as an error and returned as it is.
+// Applies the change only after S_OK. A positive status, for example that a restart is due, is traced as an
+// error and returned.
 HRESULT DeInstallAndApply(INetCfg* netCfg, const wchar_t* componentId) {
     Trace("HrUninstallNetComponent: try HrUninstallNetComponentHelper");
     const HRESULT hr = HrUninstallNetComponentHelper(netCfg, componentId);
@@ -98,4 +82,19 @@ HRESULT HrUninstallNetComponent(const wchar_t* componentId) {
     }
     Trace("HrUninstallNetComponent: return %08X", hr);
     return hr;
+}
+
+HRESULT HrUninstallNetComponentHelper(INetCfg* netCfg, const wchar_t* componentId) {
+    INetCfgComponent* component = nullptr;
+    Trace("HrUninstallNetComponentHelper: try FindComponent");
+    HRESULT result = netCfg->FindComponent(componentId, &component);
+    Trace("HrUninstallNetComponentHelper: FindComponent returns %08X", result);
+    result = CheckGiven(result, component);
+    if (result == S_OK) {
+        result = DeInstallComponent(netCfg, component);
+        Trace("HrUninstallNetComponentHelper: try ReleaseObj(pncc)");
+        component->Release();
+    }
+    Trace("HrUninstallNetComponentHelper: return %08X", result);
+    return result;
 }

@@ -11,11 +11,12 @@
 namespace {
 
 constexpr DWORD kLockTimeoutMilliseconds = 15000;
-constexpr wchar_t kLockClient[] =
-    L"Sample Netcfg Application (netcfg.exe)"; // the name that support staff know
 
-// Tries the multithreaded mode first, then the apartment mode: a thread that is in the apartment mode already
-// refuses the other.
+// The name under which the lock is taken, which support staff know.
+constexpr wchar_t kLockClient[] = L"Sample Netcfg Application (netcfg.exe)";
+
+// Tries the multithreaded mode first, then the apartment mode, because CoInitializeEx refuses the first mode for
+// a thread that is already in the second.
 HRESULT StartCom() {
     Trace("HrGetINetCfg: try CoInitializeEx");
     HRESULT hr = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -28,8 +29,8 @@ HRESULT StartCom() {
     return hr;
 }
 
-// The holder may be unknown (null). The conversion then throws, and this is traced like any other failure of
-// it.
+// The holder can be unknown (null). The conversion then throws, and this is traced as every failure of the
+// conversion.
 std::string HolderName(const wchar_t* holder) {
     try {
         return conv_wchar_to_utf8(holder);
@@ -71,7 +72,8 @@ HRESULT FindAndAcquireLock(INetCfg* netCfg, INetCfgLock** lock) {
     return hr == S_OK ? AcquireLock(*lock) : hr;
 }
 
-// Initialises the locked object and hands it over with a reference of its own, or gives the lock back.
+// Initializes the locked object. On success stores it in outNetCfg with a reference of its own; otherwise
+// releases the lock.
 HRESULT InitializeNetCfg(INetCfg* netCfg, INetCfgLock* lock, INetCfg** outNetCfg) {
     Trace("HrGetINetCfg: try Initialize");
     const HRESULT hr = netCfg->Initialize(nullptr);
@@ -89,7 +91,7 @@ HRESULT InitializeNetCfg(INetCfg* netCfg, INetCfgLock* lock, INetCfg** outNetCfg
     return hr;
 }
 
-// Locks and initialises the object, and releases the reference to it in every case.
+// Locks and initializes the object, and releases the reference to it in every case.
 HRESULT OpenNetCfg(INetCfg* netCfg, bool getWriteLock, INetCfg** outNetCfg) {
     INetCfgLock* lock = nullptr;
     HRESULT hr = getWriteLock ? FindAndAcquireLock(netCfg, &lock) : S_OK;
