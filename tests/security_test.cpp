@@ -81,7 +81,7 @@ TEST_F(SecurityTest, BuildsInCanonicalOrderAndAnewAfterEachChange) {
     EXPECT_FALSE(dacl.AddAllowedAce(sid, 1, 0));
     EXPECT_THROW(sid.GetLength(), CAtlException);
     CAccessToken token;
-    ASSERT_TRUE(token.AttachProcessToken(TOKEN_QUERY) && token.GetTokenUser(&sid));
+    ASSERT_TRUE(token.AttachProcessToken(TOKEN_QUERY) && token.GetTokenUser(sid));
     EXPECT_TRUE(dacl.AddAllowedAce(sid, 1, 0));
     EXPECT_EQ(dacl.BuildAcl()->AceCount, 8);
     dacl = nullptr;
@@ -97,7 +97,7 @@ int ListSizeOf(PSECURITY_DESCRIPTOR source) {
     CSecurityDesc descriptor;
     CDacl dacl;
     descriptor = source;
-    return !descriptor.GetDacl(&dacl) ? -1 : dacl.BuildAcl() == nullptr ? 0 : dacl.BuildAcl()->AclSize;
+    return !descriptor.GetDacl(dacl) ? -1 : dacl.BuildAcl() == nullptr ? 0 : dacl.BuildAcl()->AclSize;
 }
 
 TEST_F(SecurityTest, DescriptorsTellAbsentNullAndBrokenLists) {
@@ -117,7 +117,8 @@ TEST_F(SecurityTest, DescriptorsTellAbsentNullAndBrokenLists) {
     ASSERT_TRUE(MakeSelfRelativeSD(&absolute, relative, &size));
     relative[0].Dacl = 200; // beyond the copy that is made
     EXPECT_EQ(ListSizeOf(relative), -1);
-    EXPECT_FALSE(CSecurityDesc().GetDacl(nullptr));
+    CDacl dacl;
+    EXPECT_FALSE(CSecurityDesc().GetDacl(dacl));
     EXPECT_FALSE(GetObjectSecurityDescriptor(nullptr, SE_REGISTRY_KEY, nullptr, 0xF, true));
 }
 

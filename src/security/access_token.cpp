@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 
+#include "common/module_function.h"
 #include "security/atl_exception.h"
 
 namespace {
@@ -23,8 +24,8 @@ class TokenBuffer {
     std::unique_ptr<BYTE[]> heap_;
 };
 
-// Opens the thread's token and closes it again. Returns false when that is refused for another reason than
-// that the thread has none.
+// Opens the token of the thread and closes it again. Returns false when the token cannot be opened, unless the
+// cause is that the thread has none.
 bool ProbeThreadToken() {
     HANDLE token = nullptr;
     if (OpenThreadToken(GetCurrentThread(), 0, FALSE, &token)) {
@@ -34,8 +35,8 @@ bool ProbeThreadToken() {
     return GetLastError() == ERROR_NO_TOKEN;
 }
 
-// Loads userenv.dll when it is needed, which is hardly ever, and from the system directory. It is not
-// imported, because Windows could take an imported userenv.dll from another directory.
+// Loads userenv.dll from the system directory, and only here, where it is needed. It is not imported, because
+// Windows can load an imported userenv.dll from another directory.
 void UnloadProfile(HANDLE token, HANDLE profile) {
     char directory[MAX_PATH] = "";
     const UINT length = GetSystemDirectoryA(directory, MAX_PATH);
@@ -46,15 +47,16 @@ void UnloadProfile(HANDLE token, HANDLE profile) {
     if (userenv == nullptr) {
         return;
     }
-    const auto function = reinterpret_cast<void*>(GetProcAddress(userenv, "UnloadUserProfile"));
-    if (function != nullptr) {
-        reinterpret_cast<BOOL(WINAPI*)(HANDLE, HANDLE)>(function)(token, profile);
+    using UnloadFunction = BOOL(WINAPI*)(HANDLE token, HANDLE profile);
+    const auto unload = FindFunction<UnloadFunction>(userenv, "UnloadUserProfile");
+    if (unload != nullptr) {
+        unload(token, profile);
     }
     FreeLibrary(userenv);
 }
 
 // Reads the SID of a TOKEN_USER or TOKEN_OWNER, both of which begin with the pointer to it.
-bool ReadSid(HANDLE token, TOKEN_INFORMATION_CLASS what, size_t recordSize, CSid* sid) {
+bool ReadSid(HANDLE token, TOKEN_INFORMATION_CLASS what, size_t recordSize, CSid& sid) {
     DWORD size = 0;
     if (GetTokenInformation(token, what, nullptr, 0, &size) || GetLastError() != ERROR_INSUFFICIENT_BUFFER ||
         size < recordSize) {
@@ -64,7 +66,7 @@ bool ReadSid(HANDLE token, TOKEN_INFORMATION_CLASS what, size_t recordSize, CSid
     if (!GetTokenInformation(token, what, buffer.Get(), size, &size)) {
         return false;
     }
-    *sid = *static_cast<const PSID*>(buffer.Get());
+    sid = *static_cast<const PSID*>(buffer.Get());
     return true;
 }
 
@@ -150,11 +152,11 @@ bool CAccessToken::KeepImpersonationToken(HANDLE token, bool impersonate, Impers
     return true;
 }
 
-bool CAccessToken::GetTokenUser(CSid* user) const {
+bool CAccessToken::GetTokenUser(CSid& user) const {
     return ReadSid(token_, TokenUser, sizeof(TOKEN_USER), user);
 }
 
-bool CAccessToken::GetTokenOwner(CSid* owner) const {
+bool CAccessToken::GetTokenOwner(CSid& owner) const {
     return ReadSid(token_, TokenOwner, sizeof(TOKEN_OWNER), owner);
 }
 
@@ -184,7 +186,7 @@ bool CAccessToken::EnableDisablePrivileges(CTokenPrivileges* set, CTokenPrivileg
 }
 
 bool CAccessToken::Impersonate() const {
-    ProbeThreadToken(); // as OpenImpersonationToken does before it impersonates; the result is not used here
+    ProbeThreadToken(); // as OpenImpersonationToken does; the result is not used here
     return token_ != nullptr && SetThreadToken(nullptr, token_);
 }
 

@@ -21,8 +21,8 @@ class CRevertToSelf : public CRevert {
     bool Revert() override;
 };
 
-// Operations that return false because Windows refused leave the cause as the last error. In this program no
-// caller leaves a thread impersonating with a revert object, and none loads a profile.
+// An operation that returns false because a Windows call failed leaves the cause as the last error. In this
+// program nothing uses a revert object, and nothing loads a profile.
 class CAccessToken {
   public:
     CAccessToken() = default;
@@ -30,38 +30,39 @@ class CAccessToken {
     CAccessToken& operator=(const CAccessToken&) = delete;
     virtual ~CAccessToken();
 
-    // Unloads the profile, closes the token and drops the revert object, without reverting.
+    // Unloads the profile, closes the token and deletes the revert object; the impersonation does not end.
     virtual void Clear();
 
-    // Takes the process's token in the place of the one held.
+    // Opens the token of the process and holds it instead of the present one.
     bool AttachProcessToken(DWORD access);
 
-    // Takes a new thread token, a copy of the process's, in the place of the one held.
-    //   access       wanted from the token
-    //   impersonate  true leaves the thread impersonating, with a revert object to end it. false ends the
-    //                impersonation again. An impersonation from before the call is not put back, with one
-    //                exception: when the thread had a token but it could not be opened, the thread
-    //                impersonates again, at the level of the token held before, if that has a level
-    //   openAsSelf   whether the process's rights decide about the access, not the thread's
+    // Opens a new thread token, a copy of that of the process, and holds it instead of the present one.
+    //   access       the access to the token
+    //   impersonate  true leaves the thread impersonating, with a revert object that ends the impersonation.
+    //                false ends the impersonation again. An earlier impersonation of the thread is not
+    //                restored, with one exception: when the thread had a token that could not be opened, it
+    //                impersonates itself again, at the level of the token held before, if that has a level
+    //   openAsSelf   whether the access check uses the rights of the process instead of those of the thread
     bool OpenImpersonationToken(DWORD access, bool impersonate, bool openAsSelf,
                                 SECURITY_IMPERSONATION_LEVEL level);
 
     // Copies the token's user or owner. Throws as CSid does, or E_OUTOFMEMORY.
-    bool GetTokenUser(CSid* user) const;
-    bool GetTokenOwner(CSid* owner) const;
+    bool GetTokenUser(CSid& user) const;
+    bool GetTokenOwner(CSid& owner) const;
 
-    // Enables one privilege. A name that the system does not know, and a privilege that the token does not
-    // hold, are no failure: the work that needs it fails by itself, and says so. Throws E_OUTOFMEMORY.
-    //   previous  the changed privileges are added to it as they were; may be null
+    // Enables one privilege. A name that the system does not know and a privilege that the token does not
+    // hold are not failures: the operation that needs the privilege reports its own error. Throws
+    // E_OUTOFMEMORY.
+    //   previous  receives the earlier state of the changed privileges, added to its contents; may be null
     bool EnablePrivilege(const char* name, CTokenPrivileges* previous);
 
-    // Gives the privileges of the set their attributes; see EnablePrivilege.
+    // Sets the attributes of all privileges in the set; see EnablePrivilege.
     bool EnableDisablePrivileges(CTokenPrivileges* set, CTokenPrivileges* previous);
 
     // Makes the thread impersonate the token.
     bool Impersonate() const;
 
-    // Ends the impersonation of the thread, with the revert object when there is one.
+    // Ends the impersonation of the thread: by the revert object when there is one.
     bool Revert();
 
   protected:

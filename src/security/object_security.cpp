@@ -2,34 +2,25 @@
 
 #include <aclapi.h>
 
+#include "common/owned.h"
 #include "security/access_token.h"
 
 namespace {
 
 constexpr DWORD kPrivateTokenAccess = TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY | TOKEN_IMPERSONATE;
 
-// Frees a descriptor that Windows allocated, and keeps the last error as it is.
-struct LocalDescriptor {
-    PSECURITY_DESCRIPTOR data = nullptr;
+void FreeLocal(PSECURITY_DESCRIPTOR descriptor) {
+    LocalFree(descriptor);
+}
 
-    LocalDescriptor() = default;
-    LocalDescriptor(const LocalDescriptor&) = delete;
-    LocalDescriptor& operator=(const LocalDescriptor&) = delete;
-    ~LocalDescriptor() {
-        const DWORD error = GetLastError();
-        LocalFree(data);
-        SetLastError(error);
-    }
-};
-
-// A token of its own with the privilege that reading a system ACL needs, impersonated by the thread.
+// A token of its own, with the privilege that is needed to read a system ACL, which the thread impersonates.
 class SecurityPrivilege {
   public:
     SecurityPrivilege() = default;
     SecurityPrivilege(const SecurityPrivilege&) = delete;
     SecurityPrivilege& operator=(const SecurityPrivilege&) = delete;
 
-    // Reverts only when GiveBack threw, because there was no memory for it.
+    // Reverts only when GiveBack threw, which it does when memory runs out.
     ~SecurityPrivilege() {
         if (acquired_) {
             token_.Revert();
@@ -42,7 +33,7 @@ class SecurityPrivilege {
         return acquired_;
     }
 
-    // Reverts also when the privilege could not be given back.
+    // Reverts even if the privilege could not be restored.
     bool GiveBack() {
         const bool restored = token_.EnableDisablePrivileges(&before_, nullptr);
         const DWORD error = GetLastError();
@@ -60,7 +51,7 @@ class SecurityPrivilege {
     CTokenPrivileges before_;
 };
 
-// What both functions share. They differ only in the Windows call that reads the descriptor.
+// The part that both functions share. They differ only in the Windows call that reads the descriptor.
 template <class Read>
 bool ReadDescriptor(CSecurityDesc* descriptor, SECURITY_INFORMATION information, bool requestPrivileges,
                     Read read) {
@@ -73,16 +64,16 @@ bool ReadDescriptor(CSecurityDesc* descriptor, SECURITY_INFORMATION information,
     if (privileged && !privilege.Acquire()) {
         return false;
     }
-    LocalDescriptor found;
-    const DWORD error = read(&found.data);
+    Owned<PSECURITY_DESCRIPTOR, FreeLocal> found;
+    const DWORD error = read(found.Receive());
     if (privileged && !privilege.GiveBack()) {
         return false;
     }
-    if (error != ERROR_SUCCESS || found.data == nullptr) {
+    if (error != ERROR_SUCCESS || found.Get() == nullptr) {
         SetLastError(error != ERROR_SUCCESS ? error : static_cast<DWORD>(ERROR_INVALID_SECURITY_DESCR));
         return false;
     }
-    *descriptor = found.data;
+    *descriptor = found.Get();
     return true;
 }
 

@@ -117,11 +117,11 @@ bool PermissionAcquirer::InitProcessSids() {
             Trace("Could not open process token, err %d", GetLastError());
             return false;
         }
-        if (!token_.GetTokenUser(&userSid_)) {
+        if (!token_.GetTokenUser(userSid_)) {
             Trace("Could not get user, err %d", GetLastError());
             return false;
         }
-        if (!token_.GetTokenOwner(&ownerSid_)) {
+        if (!token_.GetTokenOwner(ownerSid_)) {
             Trace("Could not get owner, err %d", GetLastError());
             return false;
         }
@@ -159,7 +159,7 @@ bool PermissionAcquirer::HasOwner() const {
 // The key's access list with four more entries. Owner and user can be the same; their entries then stand
 // twice.
 bool PermissionAcquirer::ExtendDacl(const CSecurityDesc& descriptor, BYTE aceFlags, CDacl* dacl) const {
-    if (!descriptor.GetDacl(dacl)) {
+    if (!descriptor.GetDacl(*dacl)) {
         Trace("GetDacl failed, err %d", GetLastError());
         return false;
     }

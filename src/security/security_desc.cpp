@@ -6,8 +6,8 @@
 
 namespace {
 
-// Zero bytes behind the copy. Windows follows the entry sizes of a damaged access list, and may read an
-// entry's header just behind the end of the descriptor.
+// Zero bytes after the copy. Windows trusts the entry sizes of a damaged access list, and can read the header
+// of an entry directly after the end of the descriptor.
 constexpr size_t kSpare = sizeof(ACE_HEADER);
 
 } // namespace
@@ -33,7 +33,7 @@ CSecurityDesc& CSecurityDesc::operator=(PSECURITY_DESCRIPTOR source) {
     return *this;
 }
 
-// Whether the list lies within the descriptor; an offset in a damaged descriptor can point anywhere.
+// Returns whether the list lies within the descriptor; an offset in a damaged descriptor can point anywhere.
 bool CSecurityDesc::Contains(const ACL* acl) const {
     const size_t begin = reinterpret_cast<size_t>(descriptor_.data());
     const size_t place = reinterpret_cast<size_t>(acl);
@@ -42,7 +42,7 @@ bool CSecurityDesc::Contains(const ACL* acl) const {
            place - begin + acl->AclSize <= size;
 }
 
-bool CSecurityDesc::GetDacl(CDacl* dacl) const {
+bool CSecurityDesc::GetDacl(CDacl& dacl) const {
     BOOL present = FALSE;
     BOOL defaulted = FALSE;
     ACL* acl = nullptr;
@@ -51,11 +51,11 @@ bool CSecurityDesc::GetDacl(CDacl* dacl) const {
         return false;
     }
     if (!present) {
-        dacl->SetEmpty();
+        dacl.SetEmpty();
     } else if (acl == nullptr) {
-        dacl->SetNull();
+        dacl.SetNull();
     } else if (Contains(acl)) {
-        *dacl = acl;
+        dacl = acl;
     } else {
         SetLastError(ERROR_INVALID_ACL);
         return false;

@@ -17,14 +17,13 @@ class CSecurityDesc {
     // Frees the descriptor.
     virtual void Clear();
 
-    // Takes over a copy in self-relative form. Throws E_OUTOFMEMORY or the error of the Windows call that
+    // Copies a descriptor, in self-relative form. Throws E_OUTOFMEMORY, or the error of the Windows call that
     // failed.
     CSecurityDesc& operator=(PSECURITY_DESCRIPTOR source);
 
-    // Copies the discretionary ACL: one that is present but null becomes no ACL at all, one that is not
-    // present an empty one. Returns false when there is no descriptor, or none that can be read. Throws as
-    // CDacl does.
-    bool GetDacl(CDacl* dacl) const;
+    // Copies the discretionary ACL to dacl. A null ACL becomes a null ACL, a missing one becomes an empty ACL.
+    // Returns false when there is no descriptor, or when its ACL cannot be read. Throws as CDacl does.
+    bool GetDacl(CDacl& dacl) const;
 
   private:
     bool Contains(const ACL* acl) const;

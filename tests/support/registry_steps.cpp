@@ -35,7 +35,7 @@ std::string OwnSid(bool owner) {
     CSid sid;
     char* text = nullptr;
     EXPECT_TRUE(token.AttachProcessToken(TOKEN_QUERY) &&
-                (owner ? token.GetTokenOwner(&sid) : token.GetTokenUser(&sid)) &&
+                (owner ? token.GetTokenOwner(sid) : token.GetTokenUser(sid)) &&
                 ConvertSidToStringSidA(sid.Get(), &text));
     const std::string result = text;
     LocalFree(text);
