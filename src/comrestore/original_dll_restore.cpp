@@ -1,9 +1,10 @@
-// The two forms of the restore, which share their beginning and their end.
+// The two forms of the restore, which share the read of the kept path and their last steps.
 #include "comrestore/original_dll_restore.h"
 
 #include <memory>
 #include <string>
 
+#include "common/owned.h"
 #include "common/text_conversion.h"
 #include "security/permission_acquirer.h"
 #include "trace/trace_log.h"
@@ -12,27 +13,21 @@ namespace {
 
 constexpr DWORD kPathSize = 260;
 
-// What "OriginalDll" holds. The value may lack its terminator. So the text has one more character than is
-// read, and that character stays zero.
+// The contents of "OriginalDll". The value can lack its terminator, so the text has one character more than is
+// read, and that character remains zero.
 struct KeptPath {
     char text[kPathSize + 1] = {};
     DWORD size = kPathSize;
     DWORD type = REG_SZ;
 };
 
-// Closes the key with CloseHandle and not with RegCloseKey, because an opened key is a kernel handle.
-struct OpenKey {
-    HKEY key = nullptr;
+// Closes the key with CloseHandle instead of RegCloseKey, because the key is a kernel handle. Kept, see
+// docs/kept-behaviour.md.
+void CloseAsHandle(HKEY key) {
+    CloseHandle(key);
+}
 
-    OpenKey() = default;
-    OpenKey(const OpenKey&) = delete;
-    OpenKey& operator=(const OpenKey&) = delete;
-    ~OpenKey() {
-        if (key != nullptr) {
-            CloseHandle(key);
-        }
-    }
-};
+using ClassKey = Owned<HKEY, CloseAsHandle>;
 
 std::string KeyPathOf(const char* classId) {
     return "CLSID\\" + std::string(classId) + "\\InprocServer32";
@@ -42,14 +37,16 @@ bool Exists(const char* path) {
     return GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES;
 }
 
-// Reads the kept path of a key, whatever type the value has, unless the key could not be opened. Traces what
-// failed.
-//   opened  the result of opening the key
-LONG ReadKeptPath(LONG opened, HKEY key, const std::string& keyPath, KeptPath* kept) {
-    if (opened != ERROR_SUCCESS) {
-        Trace("OriginalDLL: cannot open key %s, err %d", keyPath.c_str(), opened);
-        return opened;
+// Traces a failure to open the key, and returns the error code of the open.
+LONG CheckOpened(LONG error, const std::string& keyPath) {
+    if (error != ERROR_SUCCESS) {
+        Trace("OriginalDLL: cannot open key %s, err %d", keyPath.c_str(), error);
     }
+    return error;
+}
+
+// Reads the kept path of a key, whatever type the value has. Traces a failure, and returns its error code.
+LONG ReadKeptPath(HKEY key, KeptPath* kept) {
     const LONG error = RegQueryValueExA(key, "OriginalDll", nullptr, &kept->type,
                                         reinterpret_cast<BYTE*>(kept->text), &kept->size);
     if (error != ERROR_SUCCESS) {
@@ -64,8 +61,8 @@ void TraceUnlessAcquired(bool acquired) {
     }
 }
 
-// Traces the result of the write and deletes the kept path, also after a failed write: a second run must not
-// find it again. Kept, see docs/kept-behaviour.md.
+// Traces the result of the write and deletes the kept path, even after a failed write, so that a second run
+// does not find it again. Kept, see docs/kept-behaviour.md.
 void FinishRestore(HKEY key, const std::string& keyPath, const char* dll, LONG written) {
     if (written == ERROR_SUCCESS) {
         TraceAtLevel(kExtraFileLevel, "Original dll restored (%s): %s", keyPath.c_str(), dll);
@@ -78,9 +75,9 @@ void FinishRestore(HKEY key, const std::string& keyPath, const char* dll, LONG w
     }
 }
 
-// Sets the default value of the key at keyPath. The length given is twice that of the text, as if the text
-// were wide. Windows ignores the length and reads up to the terminator. The buffer is padded, so that code
-// which does use the length stays within it. Kept, see docs/kept-behaviour.md.
+// Sets the default value of the key at keyPath. The length is twice that of the text, as if the text were wide.
+// Windows ignores it and reads up to the terminator. The buffer is padded, so that an implementation that uses
+// the length remains within the buffer. Kept, see docs/kept-behaviour.md.
 LONG SetDefaultValueByPath(const std::string& keyPath, const std::string& dll) {
     const DWORD length = static_cast<DWORD>(2 * dll.size());
     std::string padded = dll;
@@ -93,10 +90,13 @@ LONG SetDefaultValueByPath(const std::string& keyPath, const std::string& dll) {
 LONG RestoreOriginalDll(const char* classId) {
     const std::string keyPath = KeyPathOf(classId);
     Trace("OriginalDLL: try restore %s", classId);
-    OpenKey open;
-    LONG result = RegOpenKeyA(HKEY_CLASSES_ROOT, keyPath.c_str(), &open.key);
+    ClassKey key;
+    LONG result = CheckOpened(RegOpenKeyA(HKEY_CLASSES_ROOT, keyPath.c_str(), key.Receive()), keyPath);
+    if (result != ERROR_SUCCESS) {
+        return result;
+    }
     KeptPath kept;
-    result = ReadKeptPath(result, open.key, keyPath, &kept);
+    result = ReadKeptPath(key.Get(), &kept);
     if (result != ERROR_SUCCESS) {
         return result;
     }
@@ -110,10 +110,10 @@ LONG RestoreOriginalDll(const char* classId) {
             return ERROR_SUCCESS;
         }
     }
-    const auto acquirer = std::make_unique<PermissionAcquirer>();
-    TraceUnlessAcquired(acquirer->SetPermissions(open.key));
+    const auto regAcqirePermission = std::make_unique<PermissionAcquirer>();
+    TraceUnlessAcquired(regAcqirePermission->SetPermissions(key.Get()));
     result = SetDefaultValueByPath(keyPath, dll);
-    FinishRestore(open.key, keyPath, dll.c_str(), result);
+    FinishRestore(key.Get(), keyPath, dll.c_str(), result);
     return result;
 }
 
@@ -121,13 +121,17 @@ LONG RestoreClassOriginalDll(const char* classId) {
     const std::string keyPath = KeyPathOf(classId);
     Trace("OriginalDLL: try restore %s", classId);
     const std::string fullName = "HKEY_CLASSES_ROOT\\" + keyPath;
-    const auto acquirer = std::make_unique<PermissionAcquirer>();
-    TraceUnlessAcquired(
-        acquirer->SetPermissions(fullName.c_str(), OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE, false));
-    OpenKey open;
-    LONG result = RegOpenKeyExA(HKEY_CLASSES_ROOT, keyPath.c_str(), 0, KEY_READ | KEY_WRITE, &open.key);
+    const auto regAcqirePermission = std::make_unique<PermissionAcquirer>();
+    TraceUnlessAcquired(regAcqirePermission->SetPermissions(
+        fullName.c_str(), OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE, false));
+    ClassKey key;
+    LONG result = CheckOpened(
+        RegOpenKeyExA(HKEY_CLASSES_ROOT, keyPath.c_str(), 0, KEY_READ | KEY_WRITE, key.Receive()), keyPath);
+    if (result != ERROR_SUCCESS) {
+        return result;
+    }
     KeptPath kept;
-    result = ReadKeptPath(result, open.key, keyPath, &kept);
+    result = ReadKeptPath(key.Get(), &kept);
     if (result != ERROR_SUCCESS) {
         return result;
     }
@@ -142,9 +146,9 @@ LONG RestoreClassOriginalDll(const char* classId) {
             return ERROR_SUCCESS;
         }
     }
-    // Writes the text as stored, with the size that was read, so that exactly the kept bytes come back.
-    result = RegSetValueExA(open.key, nullptr, 0, expandNeeded ? REG_EXPAND_SZ : REG_SZ,
+    // Writes the stored text with the size that was read, so that the default value has exactly the same bytes.
+    result = RegSetValueExA(key.Get(), nullptr, 0, expandNeeded ? REG_EXPAND_SZ : REG_SZ,
                             reinterpret_cast<const BYTE*>(kept.text), kept.size);
-    FinishRestore(open.key, keyPath, kept.text, result);
+    FinishRestore(key.Get(), keyPath, kept.text, result);
     return result;
 }

@@ -3,8 +3,8 @@
 
 #include <windows.h>
 
-// Starts the command line and waits until it ends, for as long as that takes. What became of the start and of
-// the wait is traced; the child's own exit code is not looked at.
-//   commandLine  the program, which Windows searches for, and its words; without a percent sign
+// Starts a child process and waits until it ends, without a time-out. Traces the results of the start and of
+// the wait, and ignores the exit code of the child.
+//   commandLine  the program, for which Windows searches, and its arguments; without a percent sign
 // Returns 0.
 LONG RegSvr32Dll(const wchar_t* commandLine);

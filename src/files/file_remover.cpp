@@ -1,92 +1,96 @@
-// The reference count, the deletion and the reboot schedule.
+// The reference count, the deletion, and the deletion at the next reboot.
 #include "files/file_remover.h"
 
 #include <windows.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
+#include "common/owned.h"
 #include "common/registry_helpers.h"
 #include "trace/trace_log.h"
 
 namespace {
 
-constexpr char kSharedDllsKey[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";
-constexpr size_t kComponentSize = 260;
+constexpr size_t kPathSize = MAX_PATH; // with the terminator
 
-LONG OpenSharedDlls(REGSAM access, bool use64BitView, HKEY* key) {
+// Returns the key; an empty one after a trace line when it cannot be opened.
+RegistryKey OpenSharedDlls(REGSAM access, bool use64BitView) {
     BYTE use64 = use64BitView ? 1 : 0;
-    return RegOpenKeyLogged(HKEY_LOCAL_MACHINE, kSharedDllsKey, 0, access, key, use64);
+    HKEY key = nullptr;
+    const LONG error = RegOpenKeyLogged(HKEY_LOCAL_MACHINE, kSharedDllsKey, 0, access, &key, use64);
+    return RegistryKey(error == ERROR_SUCCESS ? key : nullptr);
 }
 
-// A missing value, and one that is not a REG_DWORD, leave count as it is.
-void ReadCount(HKEY key, const char* path, DWORD* count) {
+// Returns the count of the file; 1 when the value is missing or not a REG_DWORD.
+DWORD ReadCount(HKEY key, const char* path) {
+    DWORD count = 1;
     DWORD type = 0;
     DWORD size = 0;
     if (RegQueryValueExA(key, path, nullptr, &type, nullptr, &size) == ERROR_SUCCESS &&
         size == sizeof(DWORD) && type == REG_DWORD) {
-        RegQueryValueExA(key, path, nullptr, nullptr, reinterpret_cast<BYTE*>(count), &size);
+        RegQueryValueExA(key, path, nullptr, nullptr, reinterpret_cast<BYTE*>(&count), &size);
     }
+    return count;
 }
 
 DWORD ReadSharedCount(const char* path, bool use64BitView) {
-    DWORD count = 1;
-    HKEY key = nullptr;
-    if (OpenSharedDlls(KEY_READ, use64BitView, &key) == ERROR_SUCCESS) {
-        ReadCount(key, path, &count);
-        RegCloseKey(key);
-    }
-    return count;
+    const RegistryKey key = OpenSharedDlls(KEY_READ, use64BitView);
+    return key.Get() == nullptr ? 1 : ReadCount(key.Get(), path);
 }
 
-// Returns the count that is left; 1 when the key cannot be opened. A stored 0 wraps around to the largest
-// number, so that a file whose count was wrong is not reported as deleted. Kept, see docs/kept-behaviour.md.
+// Returns the lowered count; 1 when the key cannot be opened. A stored 0 wraps to the largest number, so that a
+// file with a wrong count is not reported as deleted. Kept, see docs/kept-behaviour.md.
 DWORD LowerSharedCount(const char* path, bool use64BitView) {
-    DWORD count = 1;
-    HKEY key = nullptr;
-    if (OpenSharedDlls(KEY_READ | KEY_WRITE, use64BitView, &key) != ERROR_SUCCESS) {
-        return count;
+    const RegistryKey key = OpenSharedDlls(KEY_READ | KEY_WRITE, use64BitView);
+    if (key.Get() == nullptr) {
+        return 1;
     }
-    ReadCount(key, path, &count);
-    --count;
+    const DWORD count = ReadCount(key.Get(), path) - 1;
     if (count != 0) {
-        RegSetValueExA(key, path, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&count), sizeof(count));
+        RegSetValueExA(key.Get(), path, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&count), sizeof(count));
     } else {
-        RegDeleteValueA(key, path);
+        RegDeleteValueA(key.Get(), path);
     }
-    RegCloseKey(key);
     return count;
-}
-
-// Whether the pieces of the path fit the buffers of SplitPath. The runtime ends the process when one does not
-// fit.
-bool ComponentsFit(const std::string& path) {
-    const size_t slash = path.find_last_of("\\/");
-    const size_t directory = slash == std::string::npos ? 0 : slash + 1;
-    return directory < kComponentSize && path.size() - directory < kComponentSize;
 }
 
 struct PathParts {
-    char drive[kComponentSize] = {};
-    char directory[kComponentSize] = {};
-    char name[kComponentSize] = {};
-    char extension[kComponentSize] = {};
+    std::string drive;
+    std::string directory;
+    std::string name;
+    std::string extension;
 };
 
+// Splits a path of any length. The runtime knows the double-byte characters of the code page, whose second
+// byte can be that of a backslash.
 PathParts SplitPath(const char* path) {
-    PathParts parts;
-    _splitpath_s(path, parts.drive, kComponentSize, parts.directory, kComponentSize, parts.name,
-                 kComponentSize, parts.extension, kComponentSize);
+    const size_t size = std::strlen(path) + 1; // no part is longer than the path
+    const std::string buffer(size, '\0');
+    PathParts parts = {buffer, buffer, buffer, buffer};
+    _splitpath_s(path, parts.drive.data(), size, parts.directory.data(), size, parts.name.data(), size,
+                 parts.extension.data(), size);
+    for (std::string* part : {&parts.drive, &parts.directory, &parts.name, &parts.extension}) {
+        part->resize(std::strlen(part->c_str()));
+    }
     return parts;
 }
 
+// Returns whether the paths that are made of the parts fit their buffers. The runtime ends the process when a
+// path does not fit.
+bool PartsFit(const PathParts& parts) {
+    return parts.drive.size() + parts.directory.size() < kPathSize &&
+           parts.name.size() + parts.extension.size() < kPathSize;
+}
+
 std::string MakePath(const char* drive, const char* directory, const char* name, const char* extension) {
-    char path[kComponentSize] = {};
-    _makepath_s(path, kComponentSize, drive, directory, name, extension);
+    char path[kPathSize] = {};
+    _makepath_s(path, kPathSize, drive, directory, name, extension);
     return path;
 }
 
-// Makes the hidden folder for files that wait for their deletion. Returns whether it is there.
+// Creates the hidden folder for files that wait for their deletion. Returns whether it exists.
 bool PrepareFolder(const char* folder) {
     if (!CreateDirectoryA(folder, nullptr) && GetLastError() != ERROR_ALREADY_EXISTS) {
         return false;
@@ -95,9 +99,9 @@ bool PrepareFolder(const char* folder) {
     return true;
 }
 
-// Makes an empty file with a new name in directory and returns its path. When Windows refuses, returns a path
-// that a file may already have.
-//   unique  as GetTempFileNameA takes it: 0 for a new name
+// Creates an empty file with a new name in directory and returns its path. When that fails, returns a path
+// that can be that of an existing file.
+//   unique  as for GetTempFileNameA: 0 for a new name
 std::string MakeTempFileName(const std::string& directory, const char* prefix, UINT unique) {
     char name[MAX_PATH + 1] = {};
     if (GetTempFileNameA(directory.c_str(), prefix, unique, name) == 0) {
@@ -106,7 +110,7 @@ std::string MakeTempFileName(const std::string& directory, const char* prefix, U
     return name;
 }
 
-// Schedules the file for deletion under the name that it has now, and reports it under the one that it had.
+// Schedules a file for deletion at the next reboot under its present path, and reports it under its first path.
 void Schedule(const char* nameNow, const char* path) {
     if (MoveFileExA(nameNow, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)) {
         TraceAtLevel(kExtraFileLevel, "File will be deleted on reboot: %s", path);
@@ -114,18 +118,19 @@ void Schedule(const char* nameNow, const char* path) {
 }
 
 void DeleteAtReboot(const char* path) {
-    if (!ComponentsFit(path)) {
+    const PathParts parts = SplitPath(path);
+    if (!PartsFit(parts)) {
         Schedule(path, path);
         return;
     }
-    const PathParts parts = SplitPath(path);
-    const std::string folder = MakePath(parts.drive, "\\", "norvane", "tmp");
+    const std::string folder = MakePath(parts.drive.c_str(), "\\", "norvane", "tmp");
     const bool usable = PrepareFolder(folder.c_str());
-    const std::string target =
-        MakePath(parts.drive, usable ? "\\norvane.tmp\\" : parts.directory, nullptr, nullptr);
+    const char* const directory = usable ? "\\norvane.tmp\\" : parts.directory.c_str();
+    const std::string target = MakePath(parts.drive.c_str(), directory, nullptr, nullptr);
     const std::string tempName = MakeTempFileName(target, "vorn", 0);
-    // MoveFile never replaces a file, and the temporary file already has the new name. So the move mostly
-    // fails, and the file is scheduled in its old place. It moves only where no temporary file could be made.
+    // MoveFile does not replace a file, and the temporary file already has the new name. So the move fails, and
+    // the file is scheduled under its own path, unless no temporary file could be created. Kept, see
+    // docs/kept-behaviour.md.
     const bool moved = MoveFileA(path, tempName.c_str()) != 0;
     Schedule(moved ? tempName.c_str() : path, path);
     if (usable) {
@@ -133,7 +138,7 @@ void DeleteAtReboot(const char* path) {
     }
 }
 
-// The system deletes the file when the handle is closed, or refuses the open.
+// The system deletes the file when the handle is closed, or the open fails.
 bool DeleteNow(const char* path) {
     const HANDLE file = CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                     FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
@@ -147,13 +152,12 @@ bool DeleteNow(const char* path) {
 void DeleteNowOrAtReboot(const char* path, bool rebootOnly) {
     if (rebootOnly) {
         Trace("file '%s' will be deleted on reboot", path);
-    } else if (DeleteNow(path)) {
-        return;
-    } else {
+        DeleteAtReboot(path);
+    } else if (!DeleteNow(path)) {
         Trace("error: can not delete file '%s' winerr = %i. The file will be deleted on reboot", path,
               GetLastError());
+        DeleteAtReboot(path);
     }
-    DeleteAtReboot(path);
 }
 
 } // namespace
@@ -173,7 +177,7 @@ void RemoveFile(const char* path, bool use64BitView, bool rebootOnly) {
     } else {
         DeleteNowOrAtReboot(path, rebootOnly);
     }
-    // The message depends on the count only. A file that waits for the reboot is reported as deleted, too.
+    // The message depends on the count only, so a file that is deleted at the reboot is reported as well.
     if (LowerSharedCount(path, use64BitView) == 0) {
         TraceAtLevel(kExtraFileLevel, "File deleted: %s", path);
     }
