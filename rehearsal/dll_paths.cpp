@@ -7,10 +7,6 @@
 #include "common/text_conversion.h"
 #include "machine/utf8_text.h"
 
-std::string FileNameOf(const std::string& path) {
-    return path.substr(path.rfind('\\') + 1);
-}
-
 bool HasReference(const std::wstring& path) {
     const size_t start = path.find(L'%');
     return start != std::wstring::npos && path.find(L'%', start + 1) != std::wstring::npos;

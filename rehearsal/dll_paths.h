@@ -3,9 +3,6 @@
 
 #include <string>
 
-// What stands behind the last backslash.
-std::string FileNameOf(const std::string& path);
-
 // Whether a path has an environment reference, which no file function expands.
 bool HasReference(const std::wstring& path);
 

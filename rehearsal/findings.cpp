@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "common/file_name.h"
 #include "common/text_conversion.h"
 #include "lsp/provider_entries.h"
 #include "machine/utf8_text.h"

@@ -6,6 +6,8 @@
 
 #include "lsp/lsp_map.h"
 #include "lsp/private_heap.h"
+#include "lsp/provider_entries.h"
+#include "support/machine_test.h"
 #include "simulation/simulated_winsock.h"
 #include "support/machine_test.h"
 
@@ -53,6 +55,22 @@ TEST_F(LspRemovalTest, AProviderIdIsAddedOnce) {
     }
     EXPECT_EQ(entry.layerGuidCount, 2);
     LspFree(entry.layerGuids);
+}
+
+TEST_F(LspRemovalTest, AHeapThatCannotBeCreatedLeavesTheOldOneInUse) {
+    int error = 0;
+    on::HeapCreate.Fail(1, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(LspCreateHeap(&error), SOCKET_ERROR);
+    EXPECT_EQ(error, 10106);
+    const LspArray<int> array(LspAllocArray<int>(3, &error));
+    EXPECT_NE(array.Get(), nullptr);
+}
+
+TEST_F(LspRemovalTest, NoEntriesAreCollectedFromNone) {
+    int count = -1;
+    GUID id = {};
+    EXPECT_EQ(CollectLayersOfGuid(nullptr, &count, nullptr, 0, &id), 0);
+    EXPECT_EQ(count, 0);
 }
 
 } // namespace

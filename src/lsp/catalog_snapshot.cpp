@@ -1,34 +1,29 @@
-// The trace lines begin with RemoveProvider, the caller that their readers know.
+// The trace lines begin with RemoveProvider, the caller that the readers of a trace know.
 #include "lsp/catalog_snapshot.h"
 
-#include "lsp/private_heap.h"
 #include "trace/trace_log.h"
 
-CatalogSnapshot::~CatalogSnapshot() {
-    LspFreeIfAny(providers);
-    if (map != nullptr) {
-        ReleaseLspMap(map, lspCount);
-    }
-    LspFreeIfAny(order);
-}
-
 bool TakeCatalogSnapshot(CatalogSelector catalog, CatalogSnapshot* snapshot) {
-    snapshot->providers = EnumerateProviders(catalog, &snapshot->providerCount);
-    if (snapshot->providers == nullptr) {
+    WSAPROTOCOL_INFOW* providers = EnumerateProviders(catalog, &snapshot->providerCount);
+    snapshot->providers = LspArray<WSAPROTOCOL_INFOW>(providers);
+    if (providers == nullptr) {
         Trace("RemoveProvider: Unable to enumerate catalog!\n");
         return false;
     }
     int error = 0;
-    snapshot->order = LspAllocArray<DWORD>(static_cast<size_t>(snapshot->providerCount), &error);
-    if (snapshot->order == nullptr) {
+    DWORD* order = LspAllocArray<DWORD>(snapshot->providerCount, &error);
+    snapshot->order = LspArray<DWORD>(order);
+    if (order == nullptr) {
         Trace("RemoveProvider: LspAlloc failed: %d\n", error);
         return false;
     }
-    for (int i = 0; i < snapshot->providerCount; ++i) {
-        snapshot->order[i] = snapshot->providers[i].dwCatalogEntryId;
+    for (const WSAPROTOCOL_INFOW& provider : snapshot->Providers()) {
+        *order++ = provider.dwCatalogEntryId;
     }
-    snapshot->map = BuildLspMap(snapshot->providers, snapshot->providerCount, &snapshot->lspCount);
-    if (snapshot->map == nullptr) {
+    LspMap map;
+    map.records = BuildLspMap(providers, snapshot->providerCount, &map.length);
+    snapshot->map = Owned<LspMap, ReleaseMap>(map);
+    if (map.records == nullptr) {
         Trace("RemoveProvider: Unable to build LSP map!\n");
         return false;
     }

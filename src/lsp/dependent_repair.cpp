@@ -1,4 +1,4 @@
-// Chain repair, and the two ways of writing repaired chains back.
+// The repair of the chains, and the two methods of writing the repaired chains to the catalog.
 #include "lsp/dependent_repair.h"
 
 #include "lsp/layer_ids.h"
@@ -8,8 +8,14 @@
 
 namespace {
 
-// Takes id out of the chains of the dependent. The message names the target by its hidden id, also when one
-// of its layered ids is taken out: readers of the trace look for the one id of the LSP that they removed.
+// The record of an index from a list of dependents.
+LspEntry& At(std::span<LspEntry> map, int index) {
+    return map[static_cast<size_t>(index)];
+}
+
+// Removes id from the chains of the dependent. The message has the hidden id of the target even if id is one of
+// its layered ids, because readers of a trace search for the one id of the LSP that they removed. Kept, see
+// docs/kept-behaviour.md.
 void DropFromLayers(LspEntry& dependent, DWORD id, DWORD targetHiddenId) {
     for (int k = 0; k < dependent.layerCount; ++k) {
         WSAPROTOCOL_INFOW& layer = dependent.layers[k];
@@ -26,101 +32,98 @@ void DropFromLayers(LspEntry& dependent, DWORD id, DWORD targetHiddenId) {
     }
 }
 
-void DeinstallDependents(CatalogSelector catalog, const LspEntry* map, const LspEntry& target) {
-    for (int d = 0; d < target.dependentCount; ++d) {
-        const LspEntry& dependent = map[target.dependents[d]];
-        for (int g = 0; g < dependent.layerGuidCount; ++g) {
-            DeinstallProvider(catalog, &dependent.layerGuids[g]);
+void DeinstallDependents(CatalogSelector catalog, std::span<LspEntry> map, const LspEntry& target) {
+    for (const int index : target.Dependents()) {
+        for (GUID& guid : At(map, index).LayerGuids()) {
+            DeinstallProvider(catalog, &guid);
         }
     }
 }
 
 void InstallDependent(CatalogSelector catalog, const LspEntry& dependent, WSAPROTOCOL_INFOW* scratch,
                       int scratchSize) {
-    for (int g = 0; g < dependent.layerGuidCount; ++g) {
-        GUID* guid = &dependent.layerGuids[g];
-        int gathered = scratchSize; // room for the largest record, so the gathering cannot fail
-        CollectLayersOfGuid(scratch, &gathered, dependent.layers, dependent.layerCount, guid);
-        InstallProvider(catalog, guid, dependent.dllPath, scratch, static_cast<DWORD>(gathered));
+    for (GUID& guid : dependent.LayerGuids()) {
+        int gathered = scratchSize; // as large as the largest record, so the call cannot fail
+        CollectLayersOfGuid(scratch, &gathered, dependent.layers, dependent.layerCount, &guid);
+        InstallProvider(catalog, &guid, dependent.dllPath, scratch, static_cast<DWORD>(gathered));
     }
 }
 
-// Finds the dependent's new catalog ids. The buffer is the one of the first enumeration and is searched over
-// its full length: where nothing could be read, or the selector reads nothing, the older entries are
-// searched.
-void RereadAndRelink(CatalogSelector catalog, CatalogSnapshot* snapshot, LspEntry* dependent) {
-    DWORD length =
-        static_cast<DWORD>(static_cast<size_t>(snapshot->providerCount) * sizeof(WSAPROTOCOL_INFOW));
-    if (EnumerateProvidersExisting(catalog, snapshot->providers, &length) == SOCKET_ERROR) {
+// Finds the new catalog ids of the dependent. The buffer is that of the first enumeration, and its full length
+// is searched. When the call fails, or reads nothing for this selector, the buffer still has the older entries.
+void RereadAndRelink(CatalogSelector catalog, CatalogSnapshot& snapshot, LspEntry& dependent) {
+    WSAPROTOCOL_INFOW* providers = snapshot.providers.Get();
+    DWORD length = static_cast<DWORD>(snapshot.Providers().size_bytes());
+    if (EnumerateProvidersExisting(catalog, providers, &length) == SOCKET_ERROR) {
         Trace("RemoveProvider: EnumerateProvidersExisting failed: %d\n", GetLastError());
     }
-    RelinkLayerIds(dependent, snapshot->providers, snapshot->providerCount);
-    RenumberOrder(dependent, snapshot->order, snapshot->providerCount);
+    RelinkLayerIds(&dependent, providers, snapshot.providerCount);
+    RenumberOrder(&dependent, snapshot.order.Get(), snapshot.providerCount);
 }
 
-// Carries the new ids of dependents[position] over to the chains of those before it, the nearest first.
-void RenumberEarlierDependents(LspEntry* map, const LspEntry& target, int position) {
-    const LspEntry& renumbered = map[target.dependents[position]];
-    for (int earlier = position - 1; earlier >= 0; --earlier) {
-        Trace("Updating IDs for index %d\n", target.dependents[earlier]);
-        for (int k = 0; k < renumbered.layerCount; ++k) {
-            ReplaceChainId(&map[target.dependents[earlier]], renumbered.layers[k].dwCatalogEntryId,
-                           renumbered.layers[k].dwProviderReserved);
+// Replaces the old ids of a dependent by the new ones in the chains of the earlier dependents, the nearest
+// first.
+void RenumberEarlierDependents(std::span<LspEntry> map, std::span<const int> earlier,
+                               const LspEntry& renumbered) {
+    for (; !earlier.empty(); earlier = earlier.first(earlier.size() - 1)) {
+        Trace("Updating IDs for index %d\n", earlier.back());
+        for (const WSAPROTOCOL_INFOW& layer : renumbered.Layers()) {
+            ReplaceChainId(&At(map, earlier.back()), layer.dwCatalogEntryId, layer.dwProviderReserved);
         }
     }
 }
 
 } // namespace
 
-void FixDependentChains(LspEntry* map, const LspEntry& target) {
+void FixDependentChains(std::span<LspEntry> map, const LspEntry& target) {
     if (target.dependentCount == 0) {
         return;
     }
     const DWORD hiddenId = target.hiddenEntry.dwCatalogEntryId;
     Trace("\n\nOther LSPs are dependent on this one! Additional cleanup is required..\n\n");
-    for (int d = 0; d < target.dependentCount; ++d) {
-        LspEntry& dependent = map[target.dependents[d]];
+    for (const int index : target.Dependents()) {
+        LspEntry& dependent = At(map, index);
         Trace("Fixing LSP index %d: %ws\n", dependent.hiddenEntry.dwCatalogEntryId,
               dependent.hiddenEntry.szProtocol);
         DropFromLayers(dependent, hiddenId, hiddenId);
-        for (int m = 0; m < target.layerCount; ++m) {
-            DropFromLayers(dependent, target.layers[m].dwCatalogEntryId, hiddenId);
+        for (const WSAPROTOCOL_INFOW& layer : target.Layers()) {
+            DropFromLayers(dependent, layer.dwCatalogEntryId, hiddenId);
         }
     }
 }
 
-void UpdateDependents(CatalogSelector catalog, LspEntry* map, const LspEntry& target) {
-    int error = 0; // what the failure message shows when the selector makes no call
-    for (int d = 0; d < target.dependentCount; ++d) {
-        LspEntry& dependent = map[target.dependents[d]];
+void UpdateDependents(CatalogSelector catalog, std::span<LspEntry> map, const LspEntry& target) {
+    int error = 0; // shown in the failure message when the selector makes no call
+    for (const int index : target.Dependents()) {
+        const LspEntry& dependent = At(map, index);
         for (int k = 0; k < dependent.layerCount; ++k) {
             if (dependent.layerEdited[k] == 1) {
-                UpdateProvider(catalog, &dependent.layers[k].ProviderId, dependent.dllPath,
-                               &dependent.layers[k], &error);
+                WSAPROTOCOL_INFOW* layer = &dependent.layers[k];
+                UpdateProvider(catalog, &layer->ProviderId, dependent.dllPath, layer, &error);
             }
         }
     }
 }
 
-bool ReinstallDependents(CatalogSelector catalog, CatalogSnapshot* snapshot, const LspEntry& target) {
+bool ReinstallDependents(CatalogSelector catalog, CatalogSnapshot& snapshot, const LspEntry& target) {
     int error = 0;
-    LspEntry* map = snapshot->map;
-    const int scratchSize = LargestLayerCount(map, snapshot->lspCount);
-    LspBlock<WSAPROTOCOL_INFOW> scratch;
-    scratch.data = LspAllocArray<WSAPROTOCOL_INFOW>(static_cast<size_t>(scratchSize), &error);
-    if (scratch.data == nullptr) {
+    const std::span<LspEntry> map = snapshot.Records();
+    const int scratchSize = LargestLayerCount(map.data(), snapshot.map.Get().length);
+    const LspArray<WSAPROTOCOL_INFOW> scratch(LspAllocArray<WSAPROTOCOL_INFOW>(scratchSize, &error));
+    if (scratch.Get() == nullptr) {
         Trace("RemoveProvider: LspAlloc failed: %d\n", error);
         return false;
     }
     DeinstallDependents(catalog, map, target);
-    for (int d = target.dependentCount - 1; d >= 0; --d) {
-        LspEntry* dependent = &map[target.dependents[d]];
-        InstallDependent(catalog, *dependent, scratch.data, scratchSize);
+    for (std::span<const int> left = target.Dependents(); !left.empty();) {
+        LspEntry& dependent = At(map, left.back());
+        left = left.first(left.size() - 1);
+        InstallDependent(catalog, dependent, scratch.Get(), scratchSize);
         RereadAndRelink(catalog, snapshot, dependent);
-        RenumberEarlierDependents(map, target, d);
+        RenumberEarlierDependents(map, left, dependent);
     }
-    if (WriteProviderOrder(catalog, snapshot->order, static_cast<DWORD>(snapshot->providerCount), &error) ==
-        SOCKET_ERROR) {
+    const DWORD count = static_cast<DWORD>(snapshot.providerCount);
+    if (WriteProviderOrder(catalog, snapshot.order.Get(), count, &error) == SOCKET_ERROR) {
         Trace("RemoveProvider: WriteProviderOrder failed: %d\n", error);
     }
     return true;

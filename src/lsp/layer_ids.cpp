@@ -5,26 +5,27 @@
 #include "lsp/provider_entries.h"
 
 void RelinkLayerIds(LspEntry* entry, const WSAPROTOCOL_INFOW* providers, int count) {
-    for (int k = 0; k < entry->layerCount; ++k) {
-        for (int i = 0; i < count; ++i) {
-            if (SameProviderEntry(&entry->layers[k], &providers[i])) {
-                entry->layers[k].dwProviderReserved = providers[i].dwCatalogEntryId;
-                break;
-            }
+    const WSAPROTOCOL_INFOW* const end = providers + count;
+    for (WSAPROTOCOL_INFOW& layer : entry->Layers()) {
+        const WSAPROTOCOL_INFOW* const found =
+            std::find_if(providers, end, [&](const WSAPROTOCOL_INFOW& provider) {
+                return SameProviderEntry(&layer, &provider);
+            });
+        if (found != end) {
+            layer.dwProviderReserved = found->dwCatalogEntryId;
         }
     }
 }
 
 void ReplaceChainId(LspEntry* entry, DWORD oldId, DWORD newId) {
-    for (int k = 0; k < entry->layerCount; ++k) {
-        DWORD* chain = entry->layers[k].ProtocolChain.ChainEntries;
-        std::replace(chain, chain + ChainLength(entry->layers[k]), oldId, newId);
+    for (WSAPROTOCOL_INFOW& layer : entry->Layers()) {
+        DWORD* chain = layer.ProtocolChain.ChainEntries;
+        std::replace(chain, chain + ChainLength(layer), oldId, newId);
     }
 }
 
 void RenumberOrder(const LspEntry* entry, DWORD* order, int orderCount) {
-    for (int k = 0; k < entry->layerCount; ++k) {
-        std::replace(order, order + orderCount, entry->layers[k].dwCatalogEntryId,
-                     entry->layers[k].dwProviderReserved);
+    for (const WSAPROTOCOL_INFOW& layer : entry->Layers()) {
+        std::replace(order, order + orderCount, layer.dwCatalogEntryId, layer.dwProviderReserved);
     }
 }

@@ -1,7 +1,8 @@
-// The lists of dependents, found by the catalog ids in the chains.
+// The lists of dependents, which follow from the catalog ids in the chains.
 #include "lsp/lsp_dependents.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "lsp/private_heap.h"
 #include "lsp/provider_entries.h"
@@ -11,45 +12,48 @@ namespace {
 
 bool PrependDependent(LspEntry* entry, int index) {
     int error = 0;
-    const int count = entry->dependentCount;
-    int* longer = LspAllocArray<int>(static_cast<size_t>(count) + 1, &error);
+    int* longer = LspAllocArray<int>(entry->dependentCount + 1, &error);
     if (longer == nullptr) {
         Trace("CheckLspDependency: LspAlloc failed: %d\n", error);
         return false;
     }
     longer[0] = index;
-    std::copy(entry->dependents, entry->dependents + count, longer + 1);
+    std::ranges::copy(entry->Dependents(), longer + 1);
     LspFreeIfAny(entry->dependents);
     entry->dependents = longer;
-    entry->dependentCount = count + 1;
+    ++entry->dependentCount;
     return true;
 }
 
-bool NamesAnyLayer(const LspEntry& over, const LspEntry& under) {
-    for (int k = 0; k < over.layerCount; ++k) {
-        for (int m = 0; m < under.layerCount; ++m) {
-            if (ChainHasId(&over.layers[k], under.layers[m].dwCatalogEntryId)) {
-                return true;
-            }
-        }
-    }
-    return false;
+// The number of layered entries of over whose chain names catalogId.
+ptrdiff_t CountNaming(const LspEntry& over, DWORD catalogId) {
+    return std::ranges::count_if(
+        over.Layers(), [&](const WSAPROTOCOL_INFOW& layer) { return ChainHasId(&layer, catalogId); });
 }
 
-// Adds map[over] to the dependents of map[under], once for each of its layered entries that names the hidden
-// id of map[under]. When none does, adds it once if any of them names a layered id of map[under]. Returns
-// false when there is no memory.
+bool NamesAnyLayer(const LspEntry& over, const LspEntry& under) {
+    return std::ranges::any_of(under.Layers(), [&](const WSAPROTOCOL_INFOW& layer) {
+        return CountNaming(over, layer.dwCatalogEntryId) > 0;
+    });
+}
+
+// How many times over is in the list of dependents of under.
+ptrdiff_t CountDependencies(const LspEntry& over, const LspEntry& under) {
+    const ptrdiff_t naming = CountNaming(over, under.hiddenEntry.dwCatalogEntryId);
+    if (naming > 0) {
+        return naming;
+    }
+    return NamesAnyLayer(over, under) ? 1 : 0;
+}
+
+// Adds map[over] to the dependents of map[under]. Returns false after a trace line when there is no memory.
 bool AddIfDependent(LspEntry* map, int under, int over) {
-    bool found = false;
-    for (int k = 0; k < map[over].layerCount; ++k) {
-        if (ChainHasId(&map[over].layers[k], map[under].hiddenEntry.dwCatalogEntryId)) {
-            if (!PrependDependent(&map[under], over)) {
-                return false;
-            }
-            found = true;
+    for (ptrdiff_t left = CountDependencies(map[over], map[under]); left > 0; --left) {
+        if (!PrependDependent(&map[under], over)) {
+            return false;
         }
     }
-    return found || !NamesAnyLayer(map[over], map[under]) || PrependDependent(&map[under], over);
+    return true;
 }
 
 } // namespace

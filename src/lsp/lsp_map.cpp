@@ -1,9 +1,10 @@
-// Building the map, and what the removal asks of it.
+// The build of the map, and its smaller functions.
 #include "lsp/lsp_map.h"
 
 #include <ws2spi.h>
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "lsp/lsp_dependents.h"
@@ -16,25 +17,18 @@ namespace {
 constexpr int kMaxDepth = MAX_PROTOCOL_CHAIN - 1; // the last position of a chain
 constexpr int kNoDepth = kMaxDepth + 1;
 
-// The catalog being mapped and the map in the making.
+// The catalog and the map that is built from it.
 struct MapBuild {
-    WSAPROTOCOL_INFOW* providers;
-    int providerCount;
-    LspEntry* map;
-    int lspCount; // LSP records; the orphan record, if any, stands behind them
+    std::span<WSAPROTOCOL_INFOW> providers;
+    std::span<LspEntry> lsps; // the LSP records; the orphan record, if any, follows them
+    int orphanCount;
 };
 
-bool IsOrphan(const WSAPROTOCOL_INFOW* providers, int count, int index) {
-    const WSAPROTOCOL_INFOW& entry = providers[index];
-    if (!IsKind(entry, PROTOCOL_CHAIN)) {
-        return false;
-    }
-    for (int i = 0; i < count; ++i) {
-        if (i != index && providers[i].dwCatalogEntryId == entry.ProtocolChain.ChainEntries[0]) {
-            return false;
-        }
-    }
-    return true;
+bool IsOrphan(std::span<const WSAPROTOCOL_INFOW> providers, const WSAPROTOCOL_INFOW& entry) {
+    return IsKind(entry, PROTOCOL_CHAIN) &&
+           std::ranges::none_of(providers, [&](const WSAPROTOCOL_INFOW& other) {
+               return &other != &entry && other.dwCatalogEntryId == entry.ProtocolChain.ChainEntries[0];
+           });
 }
 
 bool AddGuidOfLayer(LspEntry* entry, GUID* guid) {
@@ -46,21 +40,21 @@ bool AddGuidOfLayer(LspEntry* entry, GUID* guid) {
     return true;
 }
 
-bool FillOrphanRecord(const MapBuild& build, int orphanCount) {
+bool FillOrphanRecord(const MapBuild& build) {
     int error = 0;
-    LspEntry* record = &build.map[build.lspCount];
-    record->layers = LspAllocArray<WSAPROTOCOL_INFOW>(static_cast<size_t>(orphanCount), &error);
+    LspEntry* record = build.lsps.data() + build.lsps.size();
+    record->layers = LspAllocArray<WSAPROTOCOL_INFOW>(build.orphanCount, &error);
     if (record->layers == nullptr) {
         Trace("BuildLspMap: LspAlloc failed: %d\n", error);
         return false;
     }
     record->isOrphanSet = 1;
-    record->layerCount = orphanCount;
-    int slot = 0;
-    for (int i = 0; i < build.providerCount; ++i) {
-        if (IsOrphan(build.providers, build.providerCount, i)) {
-            record->layers[slot++] = build.providers[i];
-            if (!AddGuidOfLayer(record, &build.providers[i].ProviderId)) {
+    record->layerCount = build.orphanCount;
+    WSAPROTOCOL_INFOW* slot = record->layers;
+    for (WSAPROTOCOL_INFOW& entry : build.providers) {
+        if (IsOrphan(build.providers, entry)) {
+            *slot++ = entry;
+            if (!AddGuidOfLayer(record, &entry.ProviderId)) {
                 return false;
             }
         }
@@ -82,15 +76,15 @@ bool ReadDllPath(LspEntry* record) {
 
 bool AllocateLayers(LspEntry* record, int layerCount) {
     int error = 0;
-    record->layers = LspAllocArray<WSAPROTOCOL_INFOW>(static_cast<size_t>(layerCount), &error);
+    record->layers = LspAllocArray<WSAPROTOCOL_INFOW>(layerCount, &error);
     if (record->layers != nullptr) {
-        record->layerEdited = LspAllocArray<int>(static_cast<size_t>(layerCount), &error);
+        record->layerEdited = LspAllocArray<int>(layerCount, &error);
     }
     if (record->layerEdited == nullptr) {
         Trace("BuildLspMap: LspAlloc failed: %d\n", error);
         return false;
     }
-    // Set only now: with a count but without the arrays, later steps would read through a null pointer.
+    // The count is set last: with a count but without arrays, later steps would read through a null pointer.
     record->layerCount = layerCount;
     return true;
 }
@@ -100,23 +94,21 @@ bool FillLspRecord(const MapBuild& build, LspEntry* record, const WSAPROTOCOL_IN
     if (!ReadDllPath(record)) {
         return false;
     }
-    const WSAPROTOCOL_INFOW* end = build.providers + build.providerCount;
     const auto isLayer = [&](const WSAPROTOCOL_INFOW& entry) {
         return IsLayerOf(entry, hidden.dwCatalogEntryId);
     };
-    const auto layerCount = std::count_if(build.providers, build.providers + build.providerCount, isLayer);
-    if (!AllocateLayers(record, static_cast<int>(layerCount))) {
+    if (!AllocateLayers(record, static_cast<int>(std::ranges::count_if(build.providers, isLayer)))) {
         return false;
     }
-    int slot = 0;
-    for (WSAPROTOCOL_INFOW* entry = build.providers; entry != end; ++entry) {
-        if (!isLayer(*entry)) {
+    WSAPROTOCOL_INFOW* slot = record->layers;
+    for (WSAPROTOCOL_INFOW& entry : build.providers) {
+        if (!isLayer(entry)) {
             continue;
         }
-        record->layers[slot++] = *entry;
-        record->maxChainLen = std::max(record->maxChainLen, entry->ProtocolChain.ChainLen);
-        entry->dwProviderReserved = 1; // tells the caller that an LSP owns it
-        if (!AddGuidOfLayer(record, &entry->ProviderId)) {
+        *slot++ = entry;
+        record->maxChainLen = std::max(record->maxChainLen, entry.ProtocolChain.ChainLen);
+        entry.dwProviderReserved = 1; // an LSP owns it
+        if (!AddGuidOfLayer(record, &entry.ProviderId)) {
             return false;
         }
     }
@@ -125,110 +117,109 @@ bool FillLspRecord(const MapBuild& build, LspEntry* record, const WSAPROTOCOL_IN
 }
 
 bool FillLspRecords(const MapBuild& build) {
-    int next = 0;
-    for (int i = 0; i < build.providerCount; ++i) {
-        if (IsKind(build.providers[i], LAYERED_PROTOCOL) &&
-            !FillLspRecord(build, &build.map[next++], build.providers[i])) {
+    LspEntry* next = build.lsps.data();
+    for (const WSAPROTOCOL_INFOW& entry : build.providers) {
+        if (!IsKind(entry, LAYERED_PROTOCOL)) {
+            continue;
+        }
+        if (!FillLspRecord(build, next, entry)) {
             return false;
         }
+        ++next;
     }
     return true;
 }
 
-// Returns the catalog ids of the base providers, in baseCount elements; null after a trace line.
-DWORD* CollectBaseIds(const MapBuild& build, int* baseCount) {
-    *baseCount = GetProviderCount(build.providers, build.providerCount, BASE_PROTOCOL);
+// Returns false after a trace line when the work ended early.
+bool FillRecords(const MapBuild& build) {
+    if (build.orphanCount > 0 && !FillOrphanRecord(build)) {
+        return false;
+    }
+    return FillLspRecords(build);
+}
+
+// Returns the catalog ids of the base providers, baseCount elements; null after a trace line.
+DWORD* CollectBaseIds(std::span<WSAPROTOCOL_INFOW> providers, int* baseCount) {
+    *baseCount = GetProviderCount(providers.data(), static_cast<int>(providers.size()), BASE_PROTOCOL);
     if (*baseCount == 0) {
         Trace("BuildLspMap: GetProviderCount(BASE_PROTOCOL) returned zero!\n");
         return nullptr;
     }
     int error = 0;
-    DWORD* ids = LspAllocArray<DWORD>(static_cast<size_t>(*baseCount), &error);
+    DWORD* ids = LspAllocArray<DWORD>(*baseCount, &error);
     if (ids == nullptr) {
         Trace("BuildLspMap: HeapAlloc failed: %d\n", error);
         return nullptr;
     }
-    int slot = 0;
-    for (int i = 0; i < build.providerCount; ++i) {
-        if (IsKind(build.providers[i], BASE_PROTOCOL)) {
-            ids[slot++] = build.providers[i].dwCatalogEntryId;
+    DWORD* slot = ids;
+    for (const WSAPROTOCOL_INFOW& entry : providers) {
+        if (IsKind(entry, BASE_PROTOCOL)) {
+            *slot++ = entry.dwCatalogEntryId;
         }
     }
     return ids;
 }
 
-// The first chain position, behind the LSP's own id, at which any of the layered entries names a base
-// provider. ChainLen does not matter: the elements behind it count as well.
-int DepthOf(const LspEntry& record, const DWORD* baseIds, int baseCount) {
+// The first chain position, after the id of the LSP itself, at which a layered entry names a base provider.
+// Positions after the end of a chain count as well. Kept, see docs/kept-behaviour.md.
+int DepthOf(const LspEntry& record, std::span<const DWORD> baseIds) {
     int depth = kNoDepth;
-    for (int k = 0; k < record.layerCount; ++k) {
-        const DWORD* chain = record.layers[k].ProtocolChain.ChainEntries;
-        for (int position = 1; position < depth; ++position) {
-            if (std::find(baseIds, baseIds + baseCount, chain[position]) != baseIds + baseCount) {
-                depth = position;
-            }
-        }
+    for (const WSAPROTOCOL_INFOW& layer : record.Layers()) {
+        const DWORD* chain = layer.ProtocolChain.ChainEntries;
+        const DWORD* found = std::find_first_of(chain + 1, chain + depth, baseIds.begin(), baseIds.end());
+        depth = static_cast<int>(found - chain);
     }
     return depth;
 }
 
-// This exchange sort and the next one are not stable. The order that they leave decides which of two LSPs
-// with the same DLL name is removed. With a library sort it could be the other one. Kept, see
+// This exchange sort and the next one are not stable. The order that they leave decides which of two LSPs with
+// the same DLL name is removed; a sort of the library could leave another order. Kept, see
 // docs/kept-behaviour.md.
-void SortByDepth(LspEntry* map, int lspCount) {
-    for (int i = 0; i < lspCount; ++i) {
-        for (int j = i; j < lspCount; ++j) {
-            if (map[i].depth > map[j].depth) {
-                std::swap(map[i], map[j]);
+void SortByDepth(std::span<LspEntry> lsps) {
+    for (size_t i = 0; i < lsps.size(); ++i) {
+        for (size_t j = i; j < lsps.size(); ++j) {
+            if (lsps[i].depth > lsps[j].depth) {
+                std::swap(lsps[i], lsps[j]);
             }
         }
     }
 }
 
-// Within one depth, shorter chains come first. The last record of a depth stays where it is.
-void SortDepthByChainLength(LspEntry* map, int lspCount, int depth) {
-    int first = 0;
-    while (first < lspCount && map[first].depth != depth) {
-        ++first;
-    }
-    int last = first;
-    while (last + 1 < lspCount && map[last + 1].depth == depth) {
-        ++last;
-    }
-    for (int i = first; i < last; ++i) {
-        for (int j = i; j < last; ++j) {
-            if (map[i].maxChainLen > map[j].maxChainLen) {
-                std::swap(map[i], map[j]);
+// Sorts the LSPs of one depth by the length of their chains. The last of them is not moved.
+void SortDepthByChainLength(std::span<LspEntry> lsps, int depth) {
+    const auto hasDepth = [depth](const LspEntry& lsp) { return lsp.depth == depth; };
+    const auto first = std::ranges::find_if(lsps, hasDepth);
+    const std::span<LspEntry> run(first, std::find_if_not(first, lsps.end(), hasDepth));
+    for (size_t i = 0; i + 1 < run.size(); ++i) {
+        for (size_t j = i; j + 1 < run.size(); ++j) {
+            if (run[i].maxChainLen > run[j].maxChainLen) {
+                std::swap(run[i], run[j]);
             }
         }
     }
 }
 
-void SortLsps(LspEntry* map, int lspCount) {
-    SortByDepth(map, lspCount);
+// Determines the depths, sorts the LSPs and finds their dependents. Returns 0, or SOCKET_ERROR after a trace
+// line when there is no memory for the dependents.
+int SortAndLink(std::span<LspEntry> lsps, std::span<const DWORD> baseIds) {
+    for (LspEntry& lsp : lsps) {
+        lsp.depth = DepthOf(lsp, baseIds);
+    }
+    SortByDepth(lsps);
     for (int depth = 1; depth <= kMaxDepth; ++depth) {
-        SortDepthByChainLength(map, lspCount, depth);
+        SortDepthByChainLength(lsps, depth);
     }
+    return CheckLspDependency(lsps.data(), static_cast<int>(lsps.size()));
 }
 
-// Fills the map as far as it can. Returns false only when there is no memory for the dependents, without
-// which the map is of no use.
-bool FillMap(const MapBuild& build, int orphanCount) {
-    if ((orphanCount > 0 && !FillOrphanRecord(build, orphanCount)) || !FillLspRecords(build)) {
-        return true;
+// Returns null after a trace line.
+LspEntry* AllocateMap(int length) {
+    int error = 0;
+    LspEntry* map = LspAllocArray<LspEntry>(length, &error);
+    if (map == nullptr) {
+        Trace("BuildLspMap: LspAlloc failed: %d\n", error);
     }
-    int baseCount = 0;
-    DWORD* baseIds = CollectBaseIds(build, &baseCount);
-    if (baseIds == nullptr) {
-        return true;
-    }
-    for (int i = 0; i < build.lspCount; ++i) {
-        build.map[i].depth = DepthOf(build.map[i], baseIds, baseCount);
-    }
-    SortLsps(build.map, build.lspCount);
-    const int checked = CheckLspDependency(build.map, build.lspCount);
-    LspFree(baseIds);
-    return checked != SOCKET_ERROR;
+    return map;
 }
 
 void StoreCount(int* lspCount, int count) {
@@ -248,13 +239,16 @@ LspEntry* BuildLspMap(WSAPROTOCOL_INFOW* providers, int providerCount, int* lspC
         return nullptr;
     }
     const int length = hiddenCount + (orphanCount > 0 ? 1 : 0);
-    int error = 0;
-    LspEntry* map = LspAllocArray<LspEntry>(static_cast<size_t>(length), &error);
+    LspEntry* map = AllocateMap(length);
     if (map == nullptr) {
-        Trace("BuildLspMap: LspAlloc failed: %d\n", error);
         return nullptr;
     }
-    if (!FillMap({providers, providerCount, map, hiddenCount}, orphanCount)) {
+    const MapBuild build = {SpanOf(providers, providerCount), SpanOf(map, hiddenCount), orphanCount};
+    int baseCount = 0;
+    const LspArray<DWORD> baseIds(FillRecords(build) ? CollectBaseIds(build.providers, &baseCount) : nullptr);
+    // Without base ids the map is returned as it is.
+    if (baseIds.Get() != nullptr &&
+        SortAndLink(build.lsps, SpanOf<const DWORD>(baseIds.Get(), baseCount)) == SOCKET_ERROR) {
         ReleaseLspMap(map, length);
         return nullptr;
     }
@@ -263,48 +257,45 @@ LspEntry* BuildLspMap(WSAPROTOCOL_INFOW* providers, int providerCount, int* lspC
 }
 
 void ReleaseLspMap(LspEntry* map, int lspCount) {
-    for (int i = 0; i < lspCount; ++i) {
-        LspFreeIfAny(map[i].layers);
-        LspFreeIfAny(map[i].layerGuids);
-        LspFreeIfAny(map[i].layerEdited);
-        LspFreeIfAny(map[i].dependents);
+    for (const LspEntry& record : SpanOf(map, lspCount)) {
+        LspFreeIfAny(record.layers);
+        LspFreeIfAny(record.layerGuids);
+        LspFreeIfAny(record.layerEdited);
+        LspFreeIfAny(record.dependents);
     }
     LspFree(map);
 }
 
 int AddGuidToLspEntry(LspEntry* entry, GUID* guid, int* error) {
-    // A record without layers starts its list anew, whatever its layerGuidCount says.
-    const int known = entry->layerCount == 0 ? 0 : entry->layerGuidCount;
-    for (int i = 0; i < known; ++i) {
-        if (SameGuid(entry->layerGuids[i], *guid)) {
-            return 0;
-        }
+    // A record without layers starts a new list, whatever its layerGuidCount is.
+    const std::span<const GUID> known =
+        SpanOf(entry->layerGuids, entry->layerCount == 0 ? 0 : entry->layerGuidCount);
+    if (std::ranges::any_of(known, [guid](const GUID& each) { return SameGuid(each, *guid); })) {
+        return 0;
     }
-    GUID* longer = LspAllocArray<GUID>(static_cast<size_t>(known) + 1, error);
+    const int count = static_cast<int>(known.size());
+    GUID* longer = LspAllocArray<GUID>(count + 1, error);
     if (longer == nullptr) {
         Trace("AddGuidToLspEntry: LspAlloc failed: %d\n", *error);
         return SOCKET_ERROR;
     }
-    std::copy(entry->layerGuids, entry->layerGuids + known, longer);
-    longer[known] = *guid;
+    *std::ranges::copy(known, longer).out = *guid;
     LspFreeIfAny(entry->layerGuids);
     entry->layerGuids = longer;
-    entry->layerGuidCount = known + 1;
+    entry->layerGuidCount = count + 1;
     return 0;
 }
 
 int CountOrphanedEntries(const WSAPROTOCOL_INFOW* providers, int count) {
-    int orphans = 0;
-    for (int i = 0; i < count; ++i) {
-        orphans += IsOrphan(providers, count, i) ? 1 : 0;
-    }
-    return orphans;
+    const std::span<const WSAPROTOCOL_INFOW> all = SpanOf(providers, count);
+    return static_cast<int>(
+        std::ranges::count_if(all, [&](const WSAPROTOCOL_INFOW& entry) { return IsOrphan(all, entry); }));
 }
 
 int LargestLayerCount(const LspEntry* map, int lspCount) {
     int largest = 0;
-    for (int i = 0; i < lspCount; ++i) {
-        largest = std::max(largest, map[i].layerCount);
+    for (const LspEntry& record : SpanOf(map, lspCount)) {
+        largest = std::max(largest, record.layerCount);
     }
     return largest;
 }

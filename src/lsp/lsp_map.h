@@ -1,42 +1,48 @@
 // The map of the installed layered service providers (LSPs), built from one enumerated catalog.
 //
-// A hidden entry stands for a whole LSP; a layered entry names its LSP's hidden id first in its chain.
-// Layered entries whose LSP is gone are orphans and share one record, the map's last.
+// A hidden entry represents a whole LSP. The first id in the chain of a layered entry is that of the hidden
+// entry of its LSP. Layered entries whose LSP is missing are orphans and share one record, the last of the map.
 #pragma once
 
 #include <winsock2.h>
 #include <windows.h>
 
-constexpr int kDllPathSize = 260; // characters of a provider path, with its terminator
+#include <span>
+
+constexpr int kDllPathSize = MAX_PATH; // characters of a provider path, with its terminator
 
 struct LspEntry {
-    wchar_t dllPath[kDllPathSize]; // as the catalog has it, unexpanded; empty in the orphan record
+    wchar_t dllPath[kDllPathSize]; // as in the catalog, not expanded; empty in the orphan record
     WSAPROTOCOL_INFOW hiddenEntry; // zero in the orphan record
     int isOrphanSet;
     WSAPROTOCOL_INFOW*
-        layers; // copies of the layered entries; once relinked, dwProviderReserved is the new id
+        layers; // copies of the layered entries; after relinking dwProviderReserved is the new id
     int layerCount;
-    int* layerEdited; // one flag for each of layers; null in an orphan or unfilled record
+    int* layerEdited; // a flag for each of the layers; null in the orphan record and in one not filled
     GUID* layerGuids; // distinct provider ids of layers, in the order of first appearance
     int layerGuidCount;
     int maxChainLen;
     int depth; // chain position of the first base provider: 1 to 6, 7 without one, 0 while not known
     int dependentCount;
-    int* dependents; // map indices of the LSPs over this one; one index can stand there several times
+    int* dependents; // map indices of the LSPs over this one; an index can occur several times
+
+    std::span<WSAPROTOCOL_INFOW> Layers() const { return {layers, static_cast<size_t>(layerCount)}; }
+    std::span<GUID> LayerGuids() const { return {layerGuids, static_cast<size_t>(layerGuidCount)}; }
+    std::span<const int> Dependents() const { return {dependents, static_cast<size_t>(dependentCount)}; }
 };
 
 // Builds the map and marks (dwProviderReserved = 1) each layered entry in providers that belongs to an LSP.
-// LSPs are sorted by depth, then loosely by chain length.
+// LSPs are sorted by depth, and within a depth partly by chain length.
 //   lspCount  receives the length of the map; may be null
-// Returns the map, which the caller frees with ReleaseLspMap; null when there is nothing to map, when there
-// is no memory for the map itself or for the dependents. Another failure is traced and ends the building: the
-// map as far as it was filled is returned, with its full planned length.
+// Returns the map, which the caller frees with ReleaseLspMap. Returns null when there is nothing to map, and
+// when there is no memory for the map itself or for the dependents. Every other failure is traced and ends the
+// build; the map is then returned with its full planned length, although it is only partly filled.
 LspEntry* BuildLspMap(WSAPROTOCOL_INFOW* providers, int providerCount, int* lspCount);
 
-// Frees the records' arrays and the map.
+// Frees the arrays of the records and the map.
 void ReleaseLspMap(LspEntry* map, int lspCount);
 
-// Adds a provider id to the record's layerGuids, unless it is there already.
+// Adds a provider id to the layerGuids of the record, unless they contain it.
 //   error  receives WSAENOBUFS on failure
 // Returns 0, or SOCKET_ERROR after a trace line.
 int AddGuidToLspEntry(LspEntry* entry, GUID* guid, int* error);

@@ -1,8 +1,10 @@
-// Finding the LSP to remove, telling what goes, and deinstalling it.
+// Finds the LSP to remove, reports its entries, and deinstalls it.
 #include "lsp/lsp_removal.h"
 
-#include <cwchar>
+#include <algorithm>
+#include <string_view>
 
+#include "common/file_name.h"
 #include "lsp/catalog_snapshot.h"
 #include "lsp/dependent_repair.h"
 #include "lsp/update_functions.h"
@@ -11,12 +13,9 @@
 namespace {
 
 bool HasLayer(const LspEntry& record, DWORD catalogId) {
-    for (int k = 0; k < record.layerCount; ++k) {
-        if (record.layers[k].dwCatalogEntryId == catalogId) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(record.Layers(), [catalogId](const WSAPROTOCOL_INFOW& layer) {
+        return layer.dwCatalogEntryId == catalogId;
+    });
 }
 
 void ReportOwnerOfLayer(const LspEntry& record, DWORD catalogId) {
@@ -32,15 +31,14 @@ void ReportOwnerOfLayer(const LspEntry& record, DWORD catalogId) {
           "will be removed. The following providers are to be\n"
           "deleted:\n",
           catalogId, record.layerCount);
-    for (int k = 0; k < record.layerCount; ++k) {
-        Trace("   %d: %ws\n", record.layers[k].dwCatalogEntryId, record.layers[k].szProtocol);
+    for (const WSAPROTOCOL_INFOW& layer : record.Layers()) {
+        Trace("   %d: %ws\n", layer.dwCatalogEntryId, layer.szProtocol);
     }
 }
 
-// The record that owns the id, as its hidden entry or as one of its layered entries; null after a trace line.
+// Returns the record with the id, as that of its hidden entry or of a layered entry; null after a trace line.
 const LspEntry* FindTarget(const CatalogSnapshot& snapshot, DWORD catalogId) {
-    for (int i = 0; i < snapshot.lspCount; ++i) {
-        const LspEntry& record = snapshot.map[i];
+    for (const LspEntry& record : snapshot.Records()) {
         if (record.hiddenEntry.dwCatalogEntryId == catalogId) {
             return &record;
         }
@@ -61,25 +59,19 @@ void ReportTarget(const LspEntry& target) {
     } else {
         Trace("Orphaned LSP protocol chain entries:\n");
     }
-    for (int k = 0; k < target.layerCount; ++k) {
-        Trace("LSP Layer  ID: %6d Name %ws\n", target.layers[k].dwCatalogEntryId,
-              target.layers[k].szProtocol);
+    for (const WSAPROTOCOL_INFOW& layer : target.Layers()) {
+        Trace("LSP Layer  ID: %6d Name %ws\n", layer.dwCatalogEntryId, layer.szProtocol);
     }
 }
 
-// The orphans have no hidden entry, and deinstalling their zero GUID fails. The failure is wanted in the
-// trace: it tells a removal of orphans from that of an LSP. Kept, see docs/kept-behaviour.md.
+// The orphans have no hidden entry, so the call for their zero GUID fails. The failure in the trace distinguishes
+// the removal of orphans from that of an LSP. Kept, see docs/kept-behaviour.md.
 void DeinstallTarget(CatalogSelector catalog, const LspEntry& target) {
-    for (int g = 0; g < target.layerGuidCount; ++g) {
-        DeinstallProvider(catalog, &target.layerGuids[g]);
+    for (GUID& guid : target.LayerGuids()) {
+        DeinstallProvider(catalog, &guid);
     }
     GUID hiddenGuid = target.hiddenEntry.ProviderId;
     DeinstallProvider(catalog, &hiddenGuid);
-}
-
-const wchar_t* FileNameOf(const wchar_t* path) {
-    const wchar_t* backslash = std::wcsrchr(path, L'\\');
-    return backslash == nullptr ? path : backslash + 1;
 }
 
 } // namespace
@@ -94,14 +86,14 @@ int RemoveProvider(CatalogSelector catalog, DWORD catalogId) {
         return SOCKET_ERROR;
     }
     ReportTarget(*target);
-    FixDependentChains(snapshot.map, *target);
+    FixDependentChains(snapshot.Records(), *target);
 
-    // Whether Windows has the 64-bit update function decides for both catalogs. With CatalogBoth no update
-    // function is called, and each update counts as failed. ReinstallDependents also writes the provider
-    // order, so it is called without dependents, too.
+    // The 64-bit update function decides for both catalogs. With CatalogBoth no update function is called, and
+    // each update is a failure. ReinstallDependents also writes the provider order, so it is called even if
+    // there are no dependents.
     if (UpdateFunctions().update64 != nullptr) {
-        UpdateDependents(catalog, snapshot.map, *target);
-    } else if (!ReinstallDependents(catalog, &snapshot, *target)) {
+        UpdateDependents(catalog, snapshot.Records(), *target);
+    } else if (!ReinstallDependents(catalog, snapshot, *target)) {
         return SOCKET_ERROR;
     }
     DeinstallTarget(catalog, *target);
@@ -113,10 +105,9 @@ int RemoveProvider(CatalogSelector catalog, const wchar_t* dllName, wchar_t* rem
     if (!TakeCatalogSnapshot(catalog, &snapshot)) {
         return SOCKET_ERROR;
     }
-    for (int i = 0; i < snapshot.lspCount; ++i) {
-        const LspEntry& record = snapshot.map[i];
-        if (std::wcscmp(FileNameOf(record.dllPath), dllName) == 0) {
-            // The form by id reads the catalog again.
+    for (const LspEntry& record : snapshot.Records()) {
+        if (FileNameOf(std::wstring_view(record.dllPath)) == dllName) {
+            // The form by id enumerates the catalog again.
             const int result = RemoveProvider(catalog, record.hiddenEntry.dwCatalogEntryId);
             wcscpy_s(removedPath, kDllPathSize, record.dllPath);
             return result;

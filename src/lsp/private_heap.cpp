@@ -10,11 +10,12 @@ HANDLE privateHeap = nullptr;
 } // namespace
 
 int LspCreateHeap(int* error) {
-    privateHeap = HeapCreate(0, kInitialHeapBytes, 0);
-    if (privateHeap == nullptr) {
-        *error = WSASYSCALLFAILURE;
+    const HANDLE heap = HeapCreate(0, kInitialHeapBytes, 0);
+    if (heap == nullptr) {
+        *error = kHeapCreationFailed;
         return SOCKET_ERROR;
     }
+    privateHeap = heap;
     return 0;
 }
 

@@ -1,39 +1,37 @@
-// The private heap that every catalog array, map record and id list of the removal comes from.
+// The private heap from which every catalog array, map record and id list of the removal is allocated.
 #pragma once
 
 #include <cstddef>
 
+#include "common/owned.h"
+
+// The error of LspCreateHeap. It is not the SDK's WSASYSCALLFAILURE, which is 10107.
+constexpr int kHeapCreationFailed = 10106;
+
 // Creates the heap.
-//   error  receives WSASYSCALLFAILURE on failure
-// Returns 0, or SOCKET_ERROR.
+//   error  receives kHeapCreationFailed on failure
+// Returns 0, or SOCKET_ERROR. A heap that exists remains in use after a failure.
 int LspCreateHeap(int* error);
 
-// Destroys the heap, and with it everything that was allocated from it. Does nothing when there is none.
+// Destroys the heap, and with it everything that was allocated from it. Does nothing when there is no heap.
 void LspReleaseHeap();
 
-// Allocates a zeroed block, which the caller gives back with LspFree.
-//   error  receives WSAENOBUFS on failure and is left alone otherwise
+// Allocates a zeroed block, which the caller frees with LspFree.
+//   error  receives WSAENOBUFS on failure, and remains unchanged otherwise
 // Returns null on failure.
 void* LspAlloc(size_t bytes, int* error);
 
 // Allocates a zeroed array of count elements; see LspAlloc.
-template <class T> T* LspAllocArray(size_t count, int* error) {
-    return static_cast<T*>(LspAlloc(count * sizeof(T), error));
+template <class T> T* LspAllocArray(int count, int* error) {
+    return static_cast<T*>(LspAlloc(static_cast<size_t>(count) * sizeof(T), error));
 }
 
-// Gives a block back.
+// Frees a block.
 //   block  from LspAlloc, not null
 void LspFree(void* block);
 
-// Gives a block back unless it is null.
+// Frees a block unless it is null.
 void LspFreeIfAny(void* block);
 
-// Gives its array back when it goes out of scope.
-template <class T> struct LspBlock {
-    T* data = nullptr;
-
-    LspBlock() = default;
-    LspBlock(const LspBlock&) = delete;
-    LspBlock& operator=(const LspBlock&) = delete;
-    ~LspBlock() { LspFreeIfAny(data); }
-};
+// Owns an array that was allocated from the heap.
+template <class T> using LspArray = Owned<T*, LspFree>;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "common/module_function.h"
 #include "lsp/private_heap.h"
 #include "lsp/provider_entries.h"
 #include "lsp/update_functions.h"
@@ -14,68 +15,64 @@ namespace {
 
 using EnumFunction = decltype(&WSCEnumProtocols);
 
-// Makes a fetched array safe to read: no more entries than the buffer holds, every name terminated. A failure
-// (SOCKET_ERROR) passes through.
+// Makes an array that was read safe to use: limits the number of entries to the capacity of the buffer and
+// terminates every name. Returns the number, or SOCKET_ERROR when that is the value of fetched.
 int BoundFetched(WSAPROTOCOL_INFOW* buffer, int fetched, DWORD bufferBytes) {
-    const int capacity = static_cast<int>(bufferBytes / sizeof(WSAPROTOCOL_INFOW));
-    const int count = std::min(fetched, capacity);
-    for (int i = 0; i < count; ++i) {
-        buffer[i].szProtocol[WSAPROTOCOL_LEN] = L'\0';
+    const int count = std::min(fetched, static_cast<int>(bufferBytes / sizeof(WSAPROTOCOL_INFOW)));
+    for (WSAPROTOCOL_INFOW& entry : SpanOf(buffer, count)) {
+        entry.szProtocol[WSAPROTOCOL_LEN] = L'\0';
     }
     return count;
 }
 
-// Sizes and fetches a catalog. An empty catalog gives an empty array, and so does a fetch that fails without
-// an error.
-//   count    0 on entry; receives the number of entries
-//   fetched  receives whether the fetch itself succeeded
-// Returns null on failure.
-WSAPROTOCOL_INFOW* FetchCatalog(EnumFunction enumerate, int* count, bool* fetched) {
+// The result of reading a catalog.
+struct FetchedCatalog {
+    WSAPROTOCOL_INFOW* providers = nullptr; // null on failure
+    int count = SOCKET_ERROR;               // SOCKET_ERROR when the second call failed or was not made
+};
+
+// Reads a catalog. An empty catalog gives an empty array. A second call that fails without an error code gives
+// an array without a count.
+FetchedCatalog FetchCatalog(EnumFunction enumerate) {
     int error = 0;
     DWORD length = 0;
     if (enumerate(nullptr, nullptr, &length, &error) == SOCKET_ERROR) {
         if (error != WSAENOBUFS) {
-            return nullptr;
+            return {};
         }
         error = 0;
     }
     const DWORD allocated = length;
     auto* providers = static_cast<WSAPROTOCOL_INFOW*>(LspAlloc(allocated, &error));
     if (providers == nullptr) {
-        return nullptr;
+        return {};
     }
-    const int result = enumerate(nullptr, providers, &length, &error);
-    *fetched = result != SOCKET_ERROR;
+    const int fetched = enumerate(nullptr, providers, &length, &error);
     if (error != 0) {
         LspFree(providers);
-        return nullptr;
+        return {nullptr, fetched};
     }
-    if (*fetched) {
-        *count = BoundFetched(providers, result, allocated);
-    }
-    return providers;
+    return {providers, BoundFetched(providers, fetched, allocated)};
 }
 
-// Looks the function up at run time, although EnumerateProvidersExisting imports it. When the lookup fails,
-// the catalog counts as unreadable, without a message.
-WSAPROTOCOL_INFOW* Fetch32BitCatalog(int* count) {
+// Looks the function up at run time, although EnumerateProvidersExisting imports it. When the lookup fails, the
+// catalog cannot be read; no message is written.
+FetchedCatalog Fetch32BitCatalog() {
     const HMODULE module = LoadLibraryA("ws2_32.dll");
     if (module == nullptr) {
-        return nullptr;
+        return {};
     }
-    const FARPROC function = GetProcAddress(module, "WSCEnumProtocols32");
-    if (function == nullptr) {
-        return nullptr;
+    const auto enumerate = FindFunction<EnumFunction>(module, "WSCEnumProtocols32");
+    if (enumerate == nullptr) {
+        return {};
     }
-    bool fetched = false;
-    WSAPROTOCOL_INFOW* providers =
-        FetchCatalog(reinterpret_cast<EnumFunction>(reinterpret_cast<void*>(function)), count, &fetched);
-    if (fetched) {
-        // The library is released only after a success. After a failure it stays loaded. Kept, see
+    const FetchedCatalog fetched = FetchCatalog(enumerate);
+    if (fetched.count != SOCKET_ERROR) {
+        // The library is released after a success only; after a failure it remains loaded. Kept, see
         // docs/kept-behaviour.md.
         FreeLibrary(module);
     }
-    return providers;
+    return fetched;
 }
 
 } // namespace
@@ -84,9 +81,10 @@ WSAPROTOCOL_INFOW* EnumerateProviders(CatalogSelector catalog, int* count) {
     if (count == nullptr) {
         return nullptr;
     }
-    *count = 0;
-    bool fetched = false;
-    return catalog == Catalog32 ? Fetch32BitCatalog(count) : FetchCatalog(&WSCEnumProtocols, count, &fetched);
+    const FetchedCatalog fetched =
+        catalog == Catalog32 ? Fetch32BitCatalog() : FetchCatalog(&WSCEnumProtocols);
+    *count = fetched.providers == nullptr ? 0 : std::max(fetched.count, 0);
+    return fetched.providers;
 }
 
 int EnumerateProvidersExisting(CatalogSelector catalog, WSAPROTOCOL_INFOW* buffer, DWORD* bufferLength) {
@@ -117,16 +115,15 @@ int InstallProvider(CatalogSelector catalog, GUID* providerId, const wchar_t* dl
     }
 
     int count = 0;
-    WSAPROTOCOL_INFOW* providers = EnumerateProviders(catalog, &count);
-    if (providers == nullptr) {
+    const LspArray<WSAPROTOCOL_INFOW> providers(EnumerateProviders(catalog, &count));
+    if (providers.Get() == nullptr) {
         Trace("InstallProvider: EnumerateProviders failed!\n");
         return result;
     }
-    const WSAPROTOCOL_INFOW* installed = ProviderByGuid(providerId, providers, count);
+    const WSAPROTOCOL_INFOW* installed = ProviderByGuid(providerId, providers.Get(), count);
     if (installed != nullptr) {
         Trace("Installed: [%4d] %ls\n", installed->dwCatalogEntryId, installed->szProtocol);
     }
-    LspFree(providers);
     return result;
 }
 
@@ -164,7 +161,7 @@ int UpdateProvider(CatalogSelector catalog, GUID* providerId, const wchar_t* dll
 }
 
 int WriteProviderOrder(CatalogSelector catalog, DWORD* catalogIds, DWORD idCount, int* error) {
-    int code = 0; // these functions return the error code itself
+    int code = 0; // these functions return the error code
     if (catalog == Catalog32) {
         code = WSCWriteProviderOrder32(catalogIds, idCount);
     } else if (catalog == Catalog64) {

@@ -21,17 +21,14 @@ bool IsLayerOf(const WSAPROTOCOL_INFOW& entry, DWORD hiddenId) {
 }
 
 int GetProviderCount(const WSAPROTOCOL_INFOW* providers, int count, int kind) {
-    int found = 0;
-    for (int i = 0; i < count; ++i) {
-        found += IsKind(providers[i], kind) ? 1 : 0;
-    }
-    return found;
+    const auto isKind = [kind](const WSAPROTOCOL_INFOW& entry) { return IsKind(entry, kind); };
+    return static_cast<int>(std::ranges::count_if(SpanOf(providers, count), isKind));
 }
 
 WSAPROTOCOL_INFOW* ProviderByGuid(const GUID* id, const WSAPROTOCOL_INFOW* providers, int count) {
-    for (int i = 0; i < count; ++i) {
-        if (SameGuid(providers[i].ProviderId, *id)) {
-            return const_cast<WSAPROTOCOL_INFOW*>(&providers[i]);
+    for (const WSAPROTOCOL_INFOW& provider : SpanOf(providers, count)) {
+        if (SameGuid(provider.ProviderId, *id)) {
+            return const_cast<WSAPROTOCOL_INFOW*>(&provider);
         }
     }
     return nullptr;
@@ -69,15 +66,18 @@ bool SameProviderEntry(const WSAPROTOCOL_INFOW* a, const WSAPROTOCOL_INFOW* b) {
 
 int CollectLayersOfGuid(WSAPROTOCOL_INFOW* out, int* outCount, WSAPROTOCOL_INFOW* entries, int entryCount,
                         GUID* guid) {
+    if (entryCount < 1) {
+        *outCount = 0;
+        return 0;
+    }
     const auto matches = [guid](const WSAPROTOCOL_INFOW& entry) { return SameGuid(entry.ProviderId, *guid); };
-    const WSAPROTOCOL_INFOW* end = entries + std::max(entryCount, 0);
-    const int found =
-        static_cast<int>(std::count_if(static_cast<const WSAPROTOCOL_INFOW*>(entries), end, matches));
-    if (found > *outCount) {
-        *outCount = found;
+    const std::span<const WSAPROTOCOL_INFOW> all = SpanOf(entries, entryCount);
+    const int found = static_cast<int>(std::ranges::count_if(all, matches));
+    const bool fits = found <= *outCount;
+    *outCount = found;
+    if (!fits) {
         return SOCKET_ERROR;
     }
-    std::copy_if(static_cast<const WSAPROTOCOL_INFOW*>(entries), end, out, matches);
-    *outCount = found;
+    std::ranges::copy_if(all, out, matches);
     return 0;
 }

@@ -1,4 +1,4 @@
-// Set-up and tear-down around the removal.
+// The removal, between the start and the cleanup of Winsock and the private heap.
 #include "lsp/remove_lsp_command.h"
 
 #include <winsock2.h>
@@ -14,11 +14,12 @@
 
 namespace {
 
-// Never freed: the update functions point into it.
+// Never freed, because the update functions are in it.
 HMODULE winsockModule = nullptr;
 
-// The DLL is removed under the path as the catalog has it: environment references are not expanded. When no
-// LSP is found, the path stays empty, and RemoveFile traces that the file does not exist.
+// The file is removed with the path as in the catalog; environment references are not expanded. When no LSP is
+// found, the path remains empty, and RemoveFile reports that the file does not exist. Kept, see
+// docs/kept-behaviour.md.
 void RemoveFromCatalogAndDisk(CatalogSelector catalog, const std::string& dllName) {
     const std::wstring wideName = conv_to_wchar(dllName.c_str());
     wchar_t removedPath[kDllPathSize] = {};
@@ -40,7 +41,8 @@ void RemoveLsp(bool bothCatalogs, const std::string& dllName) {
     int error = 0;
     const int created = LspCreateHeap(&error);
     if (created != 0) {
-        // Traces the result and not the error code: support staff know the line. Kept, see docs/kept-behaviour.md.
+        // The line shows the result instead of the error code, as support staff know it. Kept, see
+        // docs/kept-behaviour.md.
         Trace("LspCreateHeap failed: error = %d", created);
         WSACleanup();
         return;

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 
+#include "common/module_function.h"
 #include "lsp/update_functions.h"
 #include "trace/trace_log.h"
 
@@ -12,12 +13,8 @@ namespace {
 
 constexpr UINT kPathSize = MAX_PATH + 1;
 
-UpdateProviderFunction FindUpdateFunction(HMODULE module, const char* name) {
-    return reinterpret_cast<UpdateProviderFunction>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-}
-
-// Called when Windows does not tell its system directory. It has no effect on the path, which stays empty:
-// the expansion reads from path and writes to expanded. Kept, see docs/kept-behaviour.md.
+// Called when the system directory cannot be determined. It does not change the path, which remains empty: the
+// expansion reads from path and writes to expanded. Kept, see docs/kept-behaviour.md.
 // Returns false after a message when a step fails.
 bool ExpandFallback(const char* path) {
     char expanded[kPathSize] = {};
@@ -52,7 +49,7 @@ HMODULE LoadUpdateProviderFunctions() {
                 static_cast<int>(GetLastError()));
         return nullptr;
     }
-    SetUpdateFunctions(
-        {FindUpdateFunction(module, "WSCUpdateProvider"), FindUpdateFunction(module, "WSCUpdateProvider32")});
+    SetUpdateFunctions({FindFunction<UpdateProviderFunction>(module, "WSCUpdateProvider"),
+                        FindFunction<UpdateProviderFunction>(module, "WSCUpdateProvider32")});
     return module;
 }

@@ -8,11 +8,11 @@ using UpdateProviderFunction = int(WSAAPI*)(GUID* providerId, const WCHAR* dllPa
                                             WSAPROTOCOL_INFOW* entries, DWORD entryCount, int* error);
 
 struct ProviderUpdateFunctions {
-    UpdateProviderFunction update64; // null where Windows does not have it
+    UpdateProviderFunction update64; // null when Windows does not export it
     UpdateProviderFunction update32;
 };
 
-// The functions in use; both null before LoadUpdateProviderFunctions.
+// Returns the functions in use; both are null before LoadUpdateProviderFunctions.
 const ProviderUpdateFunctions& UpdateFunctions();
 
 // Sets the functions in use.
