@@ -4,9 +4,9 @@
 // are accepted, so that no text from the machine is ever used as a format.
 #pragma once
 
-#include <array>
 #include <concepts>
 #include <cstddef>
+#include <limits>
 #include <type_traits>
 
 namespace trace_detail {
@@ -31,12 +31,24 @@ template <class T> consteval Kind KindOf() {
     }
 }
 
-constexpr unsigned short kNoPrecision = 0xFFFF;
+constexpr bool IsText(Kind kind) {
+    return kind == Kind::kNarrowText || kind == Kind::kWideText;
+}
 
-// What the wide functions need to know of one conversion.
-struct Conversion {
-    unsigned short precision = kNoPrecision;
-    unsigned short upperS = 0; // the index of the S of a %S in the format; 0 for every other conversion
+// What the wide functions need to know of the conversion of one text, or 0. For a narrow text it is the
+// precision plus one, for a wide text the index of the S of a %S in the format.
+using Note = unsigned short;
+
+// The notes of the texts among the arguments. Without a text it is empty, and a checked format fits a
+// register.
+template <size_t count> struct Notes {
+    Note values[count] = {};
+
+    constexpr Note* Get() { return values; }
+};
+
+template <> struct Notes<0> {
+    constexpr Note* Get() { return nullptr; }
 };
 
 // Not constexpr: a check at compile time that reaches a call to it is an error, and the compiler then shows
@@ -52,7 +64,7 @@ consteval bool IsOneOf(char c, const char* set) {
     return false;
 }
 
-// Moves text behind prefix if it begins with it, and returns whether it does.
+// Returns whether text begins with prefix, and moves text after it in that case.
 consteval bool Skip(const char*& text, const char* prefix) {
     const char* place = text;
     for (; *prefix != '\0'; ++prefix, ++place) {
@@ -64,16 +76,16 @@ consteval bool Skip(const char*& text, const char* prefix) {
     return true;
 }
 
-// Reads the digits that text begins with, and moves it behind them.
-consteval unsigned short ReadNumber(const char*& text) {
+// Reads the digits at the beginning of text, and moves text after them.
+consteval unsigned ReadNumber(const char*& text) {
     unsigned number = 0;
     for (; IsOneOf(*text, "0123456789"); ++text) {
         number = number * 10 + static_cast<unsigned>(*text - '0');
-        if (number >= kNoPrecision) {
+        if (number >= std::numeric_limits<Note>::max()) {
             FormatMismatch("number too large");
         }
     }
-    return static_cast<unsigned short>(number);
+    return number;
 }
 
 // Reads the size and the letter of a conversion, and leaves text at the letter. Returns the kind of argument
@@ -102,23 +114,20 @@ consteval Kind ReadType(const char*& text) {
     return *text == 'c' ? Kind::kCharacter : Kind::kPointer;
 }
 
-// Reads the flags, the width and the precision of a conversion, and moves text behind them.
-consteval Conversion ReadLayout(const char*& text) {
-    Conversion found;
+// Reads the flags, the width and the precision of a conversion, and moves text after them. Returns the
+// precision plus one; 0 when there is none.
+consteval unsigned ReadLayout(const char*& text) {
     while (IsOneOf(*text, "-+ #0")) {
         ++text;
     }
     ReadNumber(text);
-    if (Skip(text, ".")) {
-        found.precision = ReadNumber(text);
-    }
-    return found;
+    return Skip(text, ".") ? ReadNumber(text) + 1 : 0;
 }
 
 // Reads all conversions of a format.
 //   kinds  those of the count arguments
-//   found  receives what there is to know of each conversion
-consteval void CheckFormat(const char* format, const Kind* kinds, size_t count, Conversion* found) {
+//   notes  receives a note for each text
+consteval void CheckFormat(const char* format, const Kind* kinds, size_t count, Note* notes) {
     size_t used = 0;
     const char* text = format;
     while (*text != '\0') {
@@ -129,29 +138,35 @@ consteval void CheckFormat(const char* format, const Kind* kinds, size_t count, 
             ++text;
             continue;
         }
-        Conversion conversion = ReadLayout(text);
+        const unsigned precision = ReadLayout(text);
         const Kind wanted = ReadType(text);
-        if (*text == 'S') {
-            conversion.upperS = static_cast<unsigned short>(text - format);
-        }
-        ++text;
         if (used == count || kinds[used] != wanted) {
             FormatMismatch("argument missing or of another kind");
         }
-        found[used] = conversion;
+        if (wanted == Kind::kNarrowText) {
+            *notes++ = static_cast<Note>(precision);
+        } else if (wanted == Kind::kWideText) {
+            *notes++ = *text == 'S' ? static_cast<Note>(text - format) : Note(0);
+        }
         ++used;
+        ++text;
     }
     if (used != count) {
         FormatMismatch("argument without a conversion");
+    }
+    if (text - format > std::numeric_limits<Note>::max()) {
+        FormatMismatch("format too long");
     }
 }
 
 } // namespace trace_detail
 
-// A constant format text whose conversions match Args; built only at compile time.
+// A constant format text whose conversions match Args; made only at compile time.
 template <class... Args> struct CheckedFormat {
+    static constexpr size_t kTexts = (trace_detail::IsText(trace_detail::KindOf<Args>()) + ... + size_t(0));
+
     const char* text;
-    std::array<trace_detail::Conversion, sizeof...(Args)> conversions = {};
+    [[no_unique_address]] trace_detail::Notes<kTexts> notes = {};
 
     // Releases of clang-format differ over a requires clause.
     // clang-format off
@@ -161,6 +176,6 @@ template <class... Args> struct CheckedFormat {
     consteval CheckedFormat(const T& format) : text(format) {
         constexpr trace_detail::Kind kinds[] = {trace_detail::KindOf<Args>()...,
                                                 trace_detail::Kind::kInteger};
-        trace_detail::CheckFormat(format, kinds, sizeof...(Args), conversions.data());
+        trace_detail::CheckFormat(format, kinds, sizeof...(Args), notes.Get());
     }
 };

@@ -1,4 +1,4 @@
-// The lock of the trace log, held for a scope.
+// Holds the lock of the trace log for a scope.
 #pragma once
 
 #include <windows.h>

@@ -15,8 +15,8 @@ namespace {
 
 constexpr size_t kPrefixRoom = 42; // the stamp, the line feed and a terminator
 
-// The key stays open for the life of the process. The value's type does not matter: a value of at most four
-// bytes that are not all zero counts as enabled.
+// The key remains open for the life of the process. The type of the value does not matter: a value of at most
+// four bytes that are not all zero counts as enabled.
 bool ReadTraceEnable() {
     HKEY key = nullptr;
     if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Wow6432Node\\Brennick\\Norvane", 0, KEY_READ, &key) !=
@@ -128,6 +128,9 @@ void TraceLog::AddSink(const TraceSink& sink) {
 }
 
 void TraceLog::Write(unsigned level, const trace_detail::TypedFormat& format, ...) {
+    if (IsOff()) {
+        return;
+    }
     const LockGuard guard(lock_);
     if (IsOff()) {
         return;

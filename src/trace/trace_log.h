@@ -45,7 +45,7 @@ class TraceLog {
   public:
     // Composes the name of the log file from the local time and the process id, and reads "TraceEnable" once.
     // When it is set, the path of the log file is composed, but the path is not kept and no file is opened.
-    //   directory  not expanded; "." stands for the default directory
+    //   directory  not expanded; "." means the default directory
     //   prefix     the first word of the file name
     TraceLog(const std::string& directory, const std::string& prefix);
 
@@ -81,10 +81,8 @@ class TraceLog {
     // Failed writes are ignored. Throws std::runtime_error when a text cannot be converted.
     template <class... Args>
     void TraceAtLevel(unsigned level, CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
-        if (!IsOff()) {
-            using Types = trace_detail::TypesOf<trace_detail::KindOf<Args>()...>;
-            Write(level, {format.text, format.conversions.data(), &Types::kTypes}, args...);
-        }
+        using Types = trace_detail::TypesOf<trace_detail::KindOf<Args>()...>;
+        Write(level, {format.text, format.notes.Get(), &Types::kTypes}, args...);
     }
 
     // Writes one line at the default level.

@@ -11,32 +11,40 @@ namespace trace_detail {
 
 namespace {
 
-WideArgument TakeArgument(Kind kind, va_list& args) {
-    switch (kind) {
-    case Kind::kNarrowText:
-    case Kind::kWideText:
-    case Kind::kPointer:
-        return {0, va_arg(args, const void*)};
-    case Kind::kLongInteger:
-        return {va_arg(args, long long), nullptr};
-    default:
-        return {va_arg(args, int), nullptr};
-    }
+// A text need not have a terminator when the precision of its conversion bounds it.
+std::wstring ConvertText(const char* text, Note note) {
+    const size_t longest = note == 0 ? SIZE_MAX : note - 1u;
+    return conv_to_wchar(std::string(text, strnlen(text, longest)).c_str());
 }
 
-// A text need not have a terminator when the precision of its conversion bounds it.
-std::wstring ConvertText(const char* text, unsigned short precision) {
-    const size_t most = precision == kNoPrecision ? SIZE_MAX : precision;
-    return conv_to_wchar(std::string(text, strnlen(text, most)).c_str());
+// Takes the next argument, and converts it when it is narrow.
+void TakeArgument(Kind kind, const Note* note, va_list& args, WideArgument& argument) {
+    if (kind == Kind::kInteger) {
+        argument.number = va_arg(args, int);
+    } else if (kind == Kind::kLongInteger) {
+        argument.number = va_arg(args, long long);
+    } else if (kind == Kind::kCharacter) {
+        const char character[] = {static_cast<char>(va_arg(args, int)), '\0'};
+        argument.number = conv_to_wchar(character)[0];
+    } else {
+        argument.address = va_arg(args, const void*);
+    }
+    if (kind == Kind::kNarrowText && argument.address != nullptr) {
+        argument.converted = ConvertText(static_cast<const char*>(argument.address), *note);
+        argument.address = argument.converted.c_str();
+    }
 }
 
 // In the wide functions %s, %ws and %ls take a wide text, but %S takes a narrow one.
 std::wstring ConvertFormat(const TypedFormat& format) {
     std::string text = format.text;
+    const Note* note = format.notes;
     for (size_t i = 0; i < format.types->count; ++i) {
-        if (format.conversions[i].upperS != 0) {
-            text[format.conversions[i].upperS] = 's';
+        const Kind kind = format.types->kinds[i];
+        if (kind == Kind::kWideText && *note != 0) {
+            text[*note] = 's';
         }
+        note += IsText(kind) ? 1 : 0;
     }
     return conv_utf8_to_wchar(text.c_str());
 }
@@ -56,19 +64,12 @@ std::wstring FormatWide(const wchar_t* format, ...) {
 }
 
 std::wstring WideMessage(const TypedFormat& format, va_list args) {
-    const size_t count = format.types->count;
-    std::vector<WideArgument> arguments(count);
-    std::vector<std::wstring> converted(count);
-    for (size_t i = 0; i < count; ++i) {
-        arguments[i] = TakeArgument(format.types->kinds[i], args);
-        const auto* text = static_cast<const char*>(arguments[i].address);
-        if (format.types->kinds[i] == Kind::kNarrowText && text != nullptr) {
-            converted[i] = ConvertText(text, format.conversions[i].precision);
-            arguments[i].address = converted[i].c_str();
-        } else if (format.types->kinds[i] == Kind::kCharacter) {
-            const char character[] = {static_cast<char>(arguments[i].number), '\0'};
-            arguments[i].number = conv_to_wchar(character)[0];
-        }
+    std::vector<WideArgument> arguments(format.types->count);
+    const Note* note = format.notes;
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        const Kind kind = format.types->kinds[i];
+        TakeArgument(kind, note, args, arguments[i]);
+        note += IsText(kind) ? 1 : 0;
     }
     return format.types->format(ConvertFormat(format).c_str(), arguments.data());
 }

@@ -14,6 +14,7 @@ namespace trace_detail {
 struct WideArgument {
     long long number = 0;
     const void* address = nullptr;
+    std::wstring converted = {}; // of a narrow text; address points into it
 };
 
 // Returns the value with the type that the wide functions take for an argument of this kind.
@@ -56,7 +57,7 @@ template <Kind... kinds> struct TypesOf {
 // A format that was checked, and the types of its arguments.
 struct TypedFormat {
     const char* text; // in UTF-8
-    const Conversion* conversions;
+    const Note* notes;
     const ArgumentTypes* types;
 };
 
