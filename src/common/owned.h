@@ -1,12 +1,11 @@
-// The owner of a handle, or of anything else that a function gives back.
+// The owner of a handle, or of another value that a function must release.
 #pragma once
 
 #include <windows.h>
 
 #include <utility>
 
-// Calls close with its value when it is destroyed, unless it is empty (the default value of T). It leaves the
-// last error as it is.
+// Calls close with its value when it is destroyed, unless it is empty (the default value of T).
 template <class T, auto close> class Owned {
   public:
     Owned() = default;
@@ -18,9 +17,7 @@ template <class T, auto close> class Owned {
     }
     ~Owned() {
         if (value_ != T()) {
-            const DWORD error = GetLastError();
             close(value_);
-            SetLastError(error);
         }
     }
 
@@ -33,7 +30,7 @@ template <class T, auto close> class Owned {
     T value_ = T();
 };
 
-// The Windows functions are imported, so that their addresses are not constants.
+// The Windows functions themselves cannot be template arguments, because they are imported.
 inline void CloseKernelHandle(HANDLE handle) {
     CloseHandle(handle);
 }

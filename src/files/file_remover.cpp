@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "common/owned.h"
@@ -40,8 +41,8 @@ DWORD ReadSharedCount(const char* path, bool use64BitView) {
     return key.Get() == nullptr ? 1 : ReadCount(key.Get(), path);
 }
 
-// Returns the lowered count; 1 when the key cannot be opened. A stored 0 wraps to the largest number, so that a
-// file with a wrong count is not reported as deleted. Kept, see docs/kept-behaviour.md.
+// Returns the lowered count; 1 when the key cannot be opened. A stored 0 wraps to the largest number, so that
+// a file with a wrong count is not reported as deleted. Kept, see docs/kept-behaviour.md.
 DWORD LowerSharedCount(const char* path, bool use64BitView) {
     const RegistryKey key = OpenSharedDlls(KEY_READ | KEY_WRITE, use64BitView);
     if (key.Get() == nullptr) {
@@ -56,32 +57,28 @@ DWORD LowerSharedCount(const char* path, bool use64BitView) {
     return count;
 }
 
-struct PathParts {
+// Where a file is.
+struct Location {
     std::string drive;
     std::string directory;
-    std::string name;
-    std::string extension;
 };
 
 // Splits a path of any length. The runtime knows the double-byte characters of the code page, whose second
-// byte can be that of a backslash.
-PathParts SplitPath(const char* path) {
+// byte can be that of a backslash. Returns nothing when drive and directory, or name and extension, do not
+// fit a path of kPathSize: the runtime ends the process when it makes one of parts that do not fit.
+std::optional<Location> FindLocation(const char* path) {
     const size_t size = std::strlen(path) + 1; // no part is longer than the path
-    const std::string buffer(size, '\0');
-    PathParts parts = {buffer, buffer, buffer, buffer};
-    _splitpath_s(path, parts.drive.data(), size, parts.directory.data(), size, parts.name.data(), size,
-                 parts.extension.data(), size);
-    for (std::string* part : {&parts.drive, &parts.directory, &parts.name, &parts.extension}) {
-        part->resize(std::strlen(part->c_str()));
+    std::string buffer(4 * size, '\0');
+    char* const drive = buffer.data();
+    char* const directory = drive + size;
+    char* const name = directory + size;
+    char* const extension = name + size;
+    _splitpath_s(path, drive, size, directory, size, name, size, extension, size);
+    if (std::strlen(drive) + std::strlen(directory) >= kPathSize ||
+        std::strlen(name) + std::strlen(extension) >= kPathSize) {
+        return std::nullopt;
     }
-    return parts;
-}
-
-// Returns whether the paths that are made of the parts fit their buffers. The runtime ends the process when a
-// path does not fit.
-bool PartsFit(const PathParts& parts) {
-    return parts.drive.size() + parts.directory.size() < kPathSize &&
-           parts.name.size() + parts.extension.size() < kPathSize;
+    return Location{drive, directory};
 }
 
 std::string MakePath(const char* drive, const char* directory, const char* name, const char* extension) {
@@ -110,7 +107,8 @@ std::string MakeTempFileName(const std::string& directory, const char* prefix, U
     return name;
 }
 
-// Schedules a file for deletion at the next reboot under its present path, and reports it under its first path.
+// Schedules a file for deletion at the next reboot under its present path, and reports it under its first
+// path.
 void Schedule(const char* nameNow, const char* path) {
     if (MoveFileExA(nameNow, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)) {
         TraceAtLevel(kExtraFileLevel, "File will be deleted on reboot: %s", path);
@@ -118,18 +116,19 @@ void Schedule(const char* nameNow, const char* path) {
 }
 
 void DeleteAtReboot(const char* path) {
-    const PathParts parts = SplitPath(path);
-    if (!PartsFit(parts)) {
+    const std::optional<Location> location = FindLocation(path);
+    if (!location) {
         Schedule(path, path);
         return;
     }
-    const std::string folder = MakePath(parts.drive.c_str(), "\\", "norvane", "tmp");
+    const char* const drive = location->drive.c_str();
+    const std::string folder = MakePath(drive, "\\", "norvane", "tmp");
     const bool usable = PrepareFolder(folder.c_str());
-    const char* const directory = usable ? "\\norvane.tmp\\" : parts.directory.c_str();
-    const std::string target = MakePath(parts.drive.c_str(), directory, nullptr, nullptr);
+    const char* const directory = usable ? "\\norvane.tmp\\" : location->directory.c_str();
+    const std::string target = MakePath(drive, directory, nullptr, nullptr);
     const std::string tempName = MakeTempFileName(target, "vorn", 0);
-    // MoveFile does not replace a file, and the temporary file already has the new name. So the move fails, and
-    // the file is scheduled under its own path, unless no temporary file could be created. Kept, see
+    // MoveFile does not replace a file, and the temporary file already has the new name. So the move fails,
+    // and the file is scheduled under its own path, unless no temporary file could be created. Kept, see
     // docs/kept-behaviour.md.
     const bool moved = MoveFileA(path, tempName.c_str()) != 0;
     Schedule(moved ? tempName.c_str() : path, path);

@@ -9,8 +9,11 @@ namespace {
 
 constexpr DWORD kPrivateTokenAccess = TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY | TOKEN_IMPERSONATE;
 
+// Does not change the last error, because the callers of this file report it.
 void FreeLocal(PSECURITY_DESCRIPTOR descriptor) {
+    const DWORD error = GetLastError();
     LocalFree(descriptor);
+    SetLastError(error);
 }
 
 // A token of its own, with the privilege that is needed to read a system ACL, which the thread impersonates.
