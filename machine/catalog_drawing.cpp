@@ -32,20 +32,27 @@ std::string DrawOwnPath(const SimulatedEntry& entry, const SimulatedCatalog& cat
     return asItsLsp || entry.path.empty() ? "" : "   " + Shown(entry.path);
 }
 
+const char* KindName(int chainLength) {
+    switch (chainLength) {
+    case LAYERED_PROTOCOL:
+        return "LSP";
+    case BASE_PROTOCOL:
+        return "base";
+    default:
+        return "  chain";
+    }
+}
+
 std::string DrawEntry(const SimulatedEntry& entry, const SimulatedCatalog& catalog, const Names& names) {
     const int length = entry.info.ProtocolChain.ChainLen;
-    const bool isChain = length != LAYERED_PROTOCOL && length != BASE_PROTOCOL;
     const std::string name = NameOf(entry.info);
     char start[32];
-    _snprintf(start, sizeof(start), "    %-6lu %-8s ", entry.info.dwCatalogEntryId,
-              isChain                   ? "  chain"
-              : length == BASE_PROTOCOL ? "base"
-                                        : "LSP");
-    return start + name +
-           (isChain ? "   [" + DrawChain(entry.info, names) + "]" + DrawOwnPath(entry, catalog)
-                    : std::string(std::max<size_t>(kNameColumn, name.size() + 1) - name.size(), ' ') +
-                          Shown(entry.path)) +
-           "\n";
+    _snprintf(start, sizeof(start), "    %-6lu %-8s ", entry.info.dwCatalogEntryId, KindName(length));
+    if (length == LAYERED_PROTOCOL || length == BASE_PROTOCOL) {
+        const size_t blanks = std::max(kNameColumn, name.size() + 1) - name.size();
+        return start + name + std::string(blanks, ' ') + Shown(entry.path) + "\n";
+    }
+    return start + name + "   [" + DrawChain(entry.info, names) + "]" + DrawOwnPath(entry, catalog) + "\n";
 }
 
 std::string DrawCatalog(const char* bits, const SimulatedCatalog& catalog) {

@@ -3,11 +3,10 @@
 
 #include <string>
 
-#include "machine/winsock_state.h"
+#include "machine/machine.h"
 
 // The exported key.
-inline const std::string kParameters =
-    "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters";
+inline const std::string kParameters = std::string("HKEY_LOCAL_MACHINE\\") + kWinsockParametersKey;
 
 // The text of the export, in UTF-8, with a namespace provider whose DLL is C:\p\a.dll.
 std::string ExportOf(const WinsockState& state);

@@ -1,9 +1,8 @@
 #include "machine/live_registry.h"
 
-#include <memory>
 #include <stdexcept>
-#include <type_traits>
 
+#include "common/owned.h"
 #include "machine/utf8_text.h"
 
 namespace {
@@ -47,18 +46,17 @@ LONG AddLiveKeys(HKEY key, const std::string& path, Registry& registry) {
 
 void AddLiveRegistry(const std::string& path, Registry& registry) {
     const std::string fullPath = FromAnsi("HKEY_LOCAL_MACHINE\\" + path);
-    HKEY opened = nullptr;
-    LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened);
+    RegistryKey key;
+    LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.Receive());
     if (error == ERROR_FILE_NOT_FOUND) {
         return;
     }
-    const std::unique_ptr<std::remove_pointer_t<HKEY>, decltype(&RegCloseKey)> key(opened, &RegCloseKey);
     if (error == ERROR_SUCCESS) {
         AddKey(fullPath, registry);
-        error = AddLiveValues(opened, fullPath, registry);
+        error = AddLiveValues(key.Get(), fullPath, registry);
     }
     if (error == ERROR_SUCCESS) {
-        error = AddLiveKeys(opened, path, registry);
+        error = AddLiveKeys(key.Get(), path, registry);
     }
     if (error != ERROR_SUCCESS) {
         throw std::runtime_error(fullPath + ": error " + std::to_string(error));

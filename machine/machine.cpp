@@ -6,6 +6,9 @@
 #include <stdexcept>
 
 #include "common/text_conversion.h"
+#include "files/file_remover.h"
+#include "machine/utf8_text.h"
+#include "machine/registry_export.h"
 #include "machine/file_reading.h"
 #include "machine/live_registry.h"
 #include "machine/registry_export.h"
@@ -13,8 +16,6 @@
 
 namespace {
 
-constexpr char kParameters[] = "SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters";
-constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";
 constexpr size_t kPathBytes = MAX_PATH; // the path of a packed item, in front of the protocol's information
 
 const RegistryValue* Find(const Registry& registry, const std::string& key, const std::string& name) {
@@ -139,7 +140,7 @@ void ReadNamespaces(const Registry& registry, const std::string& parameters, Mac
 
 // The key of the catalogs: that of the control set in use, or of the first one; empty when there is none.
 std::string FindParameters(const Registry& registry) {
-    const std::string end = LowerCase("\\Services\\WinSock2\\Parameters");
+    const std::string end = LowerCase(kWinsockParametersKey + std::strlen("SYSTEM\\CurrentControlSet"));
     std::string found;
     for (const std::string& key : registry.keys) {
         const std::string path = LowerCase(key);
@@ -152,7 +153,7 @@ std::string FindParameters(const Registry& registry) {
 
 // Returns whether their key is there.
 bool ReadSharedCounts(const Registry& registry, Machine& machine) {
-    const std::string counts = LowerCase(std::string("HKEY_LOCAL_MACHINE\\") + kSharedDlls);
+    const std::string counts = LowerCase(std::string("HKEY_LOCAL_MACHINE\\") + kSharedDllsKey);
     for (const auto& [place, value] : registry.values) {
         if (place.first == counts && Number(&value) >= 0) {
             machine.sharedCounts[place.second] = static_cast<DWORD>(Number(&value));
@@ -212,8 +213,8 @@ void ReadThisMachine(Machine& machine) {
     machine.live = true;
     machine.name = computer != nullptr ? FromAnsi(computer) : "this machine";
     Registry registry;
-    AddLiveRegistry(kParameters, registry);
-    AddLiveRegistry(kSharedDlls, registry);
+    AddLiveRegistry(kWinsockParametersKey, registry);
+    AddLiveRegistry(kSharedDllsKey, registry);
     ReadPicture(registry, machine);
 }
 
@@ -236,7 +237,7 @@ Machine ReadMachine(const std::vector<std::string>& pictures) {
     }
     if (!machine.hasCatalogs) {
         throw std::runtime_error(machine.name + ": no catalogs; they are in HKEY_LOCAL_MACHINE\\" +
-                                 kParameters);
+                                 kWinsockParametersKey);
     }
     return machine;
 }

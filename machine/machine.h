@@ -8,6 +8,9 @@
 
 #include "machine/winsock_state.h"
 
+// The key of the Winsock catalogs, below HKEY_LOCAL_MACHINE.
+inline constexpr char kWinsockParametersKey[] = "SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters";
+
 struct Machine {
     std::string name;         // of the computer, or of the pictures
     bool live = false;        // whether it is this one, whose disk can be looked at

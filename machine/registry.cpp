@@ -18,8 +18,9 @@ void AddKey(const std::string& path, Registry& registry) {
 
 void AddValue(const std::string& key, const std::string& name, DWORD type, const std::string& bytes,
               bool wide, Registry& registry) {
-    const bool isText = type == REG_SZ || type == REG_EXPAND_SZ;
-    registry.values[{LowerCase(key), LowerCase(name)}] = {type, !isText ? bytes
-                                                                : wide  ? ToUtf8(WideOf(bytes))
-                                                                        : FromAnsi(bytes)};
+    std::string content = bytes;
+    if (type == REG_SZ || type == REG_EXPAND_SZ) {
+        content = wide ? ToUtf8(WideOf(bytes)) : FromAnsi(bytes);
+    }
+    registry.values[{LowerCase(key), LowerCase(name)}] = {type, content};
 }

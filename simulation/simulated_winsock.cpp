@@ -118,7 +118,7 @@ int WriteOrder(const char* function, SimulatedCatalog& catalog, const DWORD* ids
         }
         SimulatedCatalog ordered = catalog;
         auto place = ordered.begin();
-        for (DWORD i = 0; i < count; ++i, ++place) {
+        for (DWORD i = 0; i < count; ++i) {
             const auto found = std::find_if(place, ordered.end(), [&](const SimulatedEntry& entry) {
                 return entry.info.dwCatalogEntryId == ids[i];
             });
@@ -126,6 +126,7 @@ int WriteOrder(const char* function, SimulatedCatalog& catalog, const DWORD* ids
                 return WSAEINVAL;
             }
             std::rotate(place, found, found + 1);
+            ++place;
         }
         catalog = ordered;
         return 0;

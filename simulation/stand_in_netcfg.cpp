@@ -84,7 +84,10 @@ template <class F> HRESULT Call(const std::string& method, const std::string& ar
 }
 
 HRESULT Set(const std::string& method, bool& flag, bool value) {
-    return Call(method, "", [&] { return flag = value, S_OK; });
+    return Call(method, "", [&] {
+        flag = value;
+        return S_OK;
+    });
 }
 
 std::string Utf8(const wchar_t* text) {
@@ -141,7 +144,8 @@ class Component : public Counted<INetCfgComponent> {
     HRESULT STDMETHODCALLTYPE GetClassGuid(GUID* guid) override {
         return Call("GetClassGuid", id, [&] {
             const NetworkComponent* installed = FindInstalled(id);
-            return *guid = ClassGuid(installed == nullptr ? "" : installed->componentClass), S_OK;
+            *guid = ClassGuid(installed == nullptr ? "" : installed->componentClass);
+            return S_OK;
         });
     }
     // clang-format off
@@ -230,10 +234,13 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
     HRESULT STDMETHODCALLTYPE FindComponent(LPCWSTR id, INetCfgComponent** component) override {
         const std::string name = Utf8(id);
         return Call("FindComponent", name, [&] {
-            return !configuration.initialized ? NETCFG_E_NOT_INITIALIZED
-                   : FindInstalled(name) == nullptr
-                       ? S_FALSE
-                       : GiveOut<INetCfgComponent>(new Component(name), reinterpret_cast<void**>(component));
+            if (!configuration.initialized) {
+                return NETCFG_E_NOT_INITIALIZED;
+            }
+            if (FindInstalled(name) == nullptr) {
+                return S_FALSE;
+            }
+            return GiveOut<INetCfgComponent>(new Component(name), reinterpret_cast<void**>(component));
         });
     }
     HRESULT STDMETHODCALLTYPE QueryNetCfgClass(const GUID* guid, REFIID id, void** out) override {
@@ -261,7 +268,10 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
 
 class Factory : public Counted<IClassFactory> {
   public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override { return *out = this, S_OK; }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override {
+        *out = this;
+        return S_OK;
+    }
     ULONG STDMETHODCALLTYPE AddRef() override { return 2; } // there is one for the life of the DLL
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** out) override {

@@ -196,7 +196,7 @@ void PrepareMachine(const std::string& executable) {
     RemoveDirectoryA("C:\\norvane.tmp");
     TakePending();
     HKEY left = nullptr;
-    RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDlls);
+    RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDllsKey);
     for (const std::string key : {"HKCR\\CLSID\\{T}", "HKCR\\CLSID\\{T}\\InprocServer32"}) {
         if (RegOpenKeyExA(HKEY_CLASSES_ROOT, key.c_str() + 5, 0, WRITE_DAC, &left) == ERROR_SUCCESS) {
             RegCloseKey(left);
@@ -207,7 +207,7 @@ void PrepareMachine(const std::string& executable) {
         RegDeleteTreeA(HKEY_CLASSES_ROOT, (std::string("CLSID\\") + key).c_str());
     }
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, "Software\\Wow6432Node\\Brennick");
-    WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDlls, "", REG_SZ, "");
+    WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDllsKey, "", REG_SZ, "");
 }
 
 void UseSystemLibrary(const std::string& kind) {

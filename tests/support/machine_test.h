@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "files/file_remover.h"
 #include "support/platform_hooks.h"
-
-constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";
 
 // Resets hooks and Winsock, with the private heap there, and captures what is traced in process.
 class MachineTest : public testing::Test {
