@@ -1,4 +1,4 @@
-// Joins, logs and matches the words of the command line.
+// Joins, traces and compares the arguments of the command line.
 #include "app/command_line.h"
 
 #include <windows.h>
@@ -22,10 +22,10 @@ const std::string kLspName = "lsp";
 const std::string kVbsName = "vbs";
 const std::string kRestoreDllName = "restore-dll";
 
-constexpr int kFirstArgumentWord = 3;
-constexpr int kRejected = 1; // the exit code of a command line that names no command
+constexpr int kFirstArgumentWord = 3; // after the command type and the command name
+constexpr int kRejected = 1;          // the exit code when the arguments name no command
 
-// Joins the words from argv[first] on with one blank between two of them.
+// Joins the arguments from argv[first] on, with one blank between two of them.
 std::string JoinWords(int argc, char** argv, int first) {
     std::string joined;
     for (int i = first; i < argc; ++i) {
@@ -37,9 +37,9 @@ std::string JoinWords(int argc, char** argv, int first) {
     return joined;
 }
 
-// Whether two words are equal but for the case of their ASCII letters. Other letters are compared as they
-// are, because a word must match the same way under every code page. _stricmp does so as long as nobody calls
-// setlocale.
+// Returns whether two words are equal, except for the case of ASCII letters. The case of other letters
+// matters, so that the result does not depend on the code page. _stricmp works this way unless setlocale is
+// called.
 bool SameWord(const std::string& a, const std::string& b) {
     return _stricmp(a.c_str(), b.c_str()) == 0;
 }
@@ -49,8 +49,8 @@ int Finish(int returnCode) {
     return returnCode;
 }
 
-// Traces the same lines for too few words and for words that name no command, so that readers of the trace
-// find every rejected command line in the same way.
+// Traces the same lines for too few arguments and for an unknown command, so that every rejected command line
+// is found in the same way in a trace. Kept, see docs/kept-behaviour.md.
 int RejectCommandLine(int argc) {
     Trace("Bad command line, argc = %d", argc);
     Trace("Command line = '%s'", GetCommandLineA());
@@ -61,7 +61,7 @@ int RemoveNetworkComponent(const std::string& componentId) {
     Trace("Command detected: remove network component '%s'", componentId.c_str());
     Trace("removing network component '%s'...", componentId.c_str());
     const HRESULT hr = HrUninstallNetComponent(conv_to_wchar(componentId.c_str()).c_str());
-    // A positive code (not installed, restart due) counts as a success.
+    // A positive code (not installed, restart due) is a success.
     if (FAILED(hr)) {
         Trace("UninstallNetComponent failed: %08X", hr);
         return 1;
@@ -70,7 +70,7 @@ int RemoveNetworkComponent(const std::string& componentId) {
     return 0;
 }
 
-// The caller reads the outcome from the trace: this command has no failing exit code.
+// This command has no exit code for a failure: its outcome is in the trace. Kept, see docs/kept-behaviour.md.
 int RemoveLayeredProvider(const std::string& dllName) {
     Trace("Command detected: remove lsp '%s'", dllName.c_str());
     Trace("removing LSP '%s'...", dllName.c_str());
@@ -78,9 +78,9 @@ int RemoveLayeredProvider(const std::string& dllName) {
     return 0;
 }
 
-// Restores the classes of the engine's script languages, then unregisters and registers its DLL. The exit
-// code is the result of the last class, as support staff know it; the results of the others are in the trace
-// only. Kept, see docs/kept-behaviour.md.
+// Restores the three classes of the script engine, then unregisters and registers its DLL. The exit code is
+// the result of the third class, as support staff know it; the other results are in the trace only. Kept, see
+// docs/kept-behaviour.md.
 int RestoreVbs() {
     Trace("Command detected: restore original DLLs for VBS");
     RestoreOriginalDll("{B54F3741-5B07-11cf-A4B0-00AA004A55E8}");
@@ -96,7 +96,7 @@ int RestoreDll(const std::string& classId) {
     return RestoreClassOriginalDll(classId.c_str());
 }
 
-// Runs the command that name stands for. Returns its exit code, or nothing when there is no such command.
+// Runs the command with this name. Returns its exit code, or nothing when there is no such command.
 std::optional<int> RunNamedCommand(const std::string& name, const std::string& argument) {
     if (SameWord(name, kNetworkComponentName)) {
         return RemoveNetworkComponent(argument);

@@ -1,9 +1,9 @@
-// The entry routine of norvane64.exe: one command per run, its outcome as the exit code.
+// The entry routine of norvane64.exe, which runs one command and returns its exit code.
 #include "app/command_line.h"
 #include "trace/trace_log.h"
 
-// The runtime of mingw-w64 would expand * and ? in the words of the command line; a component id or a file
-// name has to arrive as it was typed.
+// Turns off the expansion of * and ? in the arguments by the runtime of mingw-w64, so that component ids and
+// file names are received as they were typed.
 extern "C" {
 int _dowildcard = 0;
 }

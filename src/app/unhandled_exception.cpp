@@ -1,7 +1,8 @@
-// What ends a run that an exception leaves: its text on standard error, and the runtime's exit code 3.
+// Ends the process after an exception that nothing caught: writes the text of the exception to standard error
+// and ends with exit code 3 of the runtime.
 //
-// It stands in the place of the C++ library's own handler. That one takes the names of exception classes apart, with code
-// that makes a quarter of the program.
+// It replaces the handler of the C++ library, which demangles the name of the exception class. The code for
+// that would be a quarter of the program.
 #include <cstdio>
 #include <cstdlib>
 #include <exception>

@@ -6,8 +6,8 @@
 
 namespace {
 
-// The system ends its messages with a line break, and most of them with a full stop. Both are taken off: the
-// caller adds a full stop of its own.
+// A message of the system ends with a line break, and in most cases with a full stop. Removes both, because
+// the caller adds a full stop.
 std::string TrimSystemText(std::string text) {
     if (text.size() >= 2 && text.ends_with("\r\n")) {
         text.resize(text.size() - 2);

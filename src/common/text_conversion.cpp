@@ -16,9 +16,8 @@ std::wstring ToWide(UINT codePage, const char* text, size_t capacity, const char
     return buffer.data();
 }
 
-// A failure has the same text for both code pages, although it names neither the UTF-8 function nor the call
-// that is really made: support staff search for these words. Kept, see
-// docs/kept-behaviour.md.
+// The exception has the same text for both code pages, although it names neither the UTF-8 function nor the
+// Windows call, because support staff search for it. Kept, see docs/kept-behaviour.md.
 std::string ToNarrow(UINT codePage, const wchar_t* text) {
     const int size = WideCharToMultiByte(codePage, 0, text, -1, nullptr, 0, nullptr, nullptr);
     std::vector<char> buffer(static_cast<size_t>(size) + 1);

@@ -13,8 +13,8 @@ namespace {
 
 constexpr DWORD kPathSize = 260;
 
-// The contents of "OriginalDll". The value can lack its terminator, so the text has one character more than is
-// read, and that character remains zero.
+// The contents of "OriginalDll". The value can lack its terminator, so the text has one character more than
+// is read, and that character remains zero.
 struct KeptPath {
     char text[kPathSize + 1] = {};
     DWORD size = kPathSize;
@@ -75,9 +75,9 @@ void FinishRestore(HKEY key, const std::string& keyPath, const char* dll, LONG w
     }
 }
 
-// Sets the default value of the key at keyPath. The length is twice that of the text, as if the text were wide.
-// Windows ignores it and reads up to the terminator. The buffer is padded, so that an implementation that uses
-// the length remains within the buffer. Kept, see docs/kept-behaviour.md.
+// Sets the default value of the key at keyPath. The length is twice that of the text, as if the text were
+// wide. Windows ignores it and reads up to the terminator. The buffer is padded, so that an implementation
+// that uses the length remains within the buffer. Kept, see docs/kept-behaviour.md.
 LONG SetDefaultValueByPath(const std::string& keyPath, const std::string& dll) {
     const DWORD length = static_cast<DWORD>(2 * dll.size());
     std::string padded = dll;
@@ -146,7 +146,8 @@ LONG RestoreClassOriginalDll(const char* classId) {
             return ERROR_SUCCESS;
         }
     }
-    // Writes the stored text with the size that was read, so that the default value has exactly the same bytes.
+    // Writes the stored text with the size that was read, so that the default value has exactly the same
+    // bytes.
     result = RegSetValueExA(key.Get(), nullptr, 0, expandNeeded ? REG_EXPAND_SZ : REG_SZ,
                             reinterpret_cast<const BYTE*>(kept.text), kept.size);
     FinishRestore(key.Get(), keyPath, kept.text, result);

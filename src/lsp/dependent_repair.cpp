@@ -13,9 +13,9 @@ LspEntry& At(std::span<LspEntry> map, int index) {
     return map[static_cast<size_t>(index)];
 }
 
-// Removes id from the chains of the dependent. The message has the hidden id of the target even if id is one of
-// its layered ids, because readers of a trace search for the one id of the LSP that they removed. Kept, see
-// docs/kept-behaviour.md.
+// Removes id from the chains of the dependent. The message has the hidden id of the target even if id is one
+// of its layered ids, because readers of a trace search for the one id of the LSP that they removed. Kept,
+// see docs/kept-behaviour.md.
 void DropFromLayers(LspEntry& dependent, DWORD id, DWORD targetHiddenId) {
     for (int k = 0; k < dependent.layerCount; ++k) {
         WSAPROTOCOL_INFOW& layer = dependent.layers[k];
@@ -49,8 +49,9 @@ void InstallDependent(CatalogSelector catalog, const LspEntry& dependent, WSAPRO
     }
 }
 
-// Finds the new catalog ids of the dependent. The buffer is that of the first enumeration, and its full length
-// is searched. When the call fails, or reads nothing for this selector, the buffer still has the older entries.
+// Finds the new catalog ids of the dependent. The buffer is that of the first enumeration, and its full
+// length is searched. When the call fails, or reads nothing for this selector, the buffer still has the older
+// entries.
 void RereadAndRelink(CatalogSelector catalog, CatalogSnapshot& snapshot, LspEntry& dependent) {
     WSAPROTOCOL_INFOW* providers = snapshot.providers.Get();
     DWORD length = static_cast<DWORD>(snapshot.Providers().size_bytes());

@@ -3,8 +3,8 @@
 
 #include "lsp/lsp_map.h"
 
-// Finds each layered entry of the record among providers (see SameProviderEntry) and stores its catalog id there
-// in the dwProviderReserved of the entry. The dwProviderReserved of an entry that is not found remains
+// Finds each layered entry of the record among providers (see SameProviderEntry) and stores its catalog id
+// there in the dwProviderReserved of the entry. The dwProviderReserved of an entry that is not found remains
 // unchanged, usually 0, and later steps use it as the new id. Kept, see docs/kept-behaviour.md.
 void RelinkLayerIds(LspEntry* entry, const WSAPROTOCOL_INFOW* providers, int count);
 

@@ -172,8 +172,8 @@ int DepthOf(const LspEntry& record, std::span<const DWORD> baseIds) {
     return depth;
 }
 
-// This exchange sort and the next one are not stable. The order that they leave decides which of two LSPs with
-// the same DLL name is removed; a sort of the library could leave another order. Kept, see
+// This exchange sort and the next one are not stable. The order that they leave decides which of two LSPs
+// with the same DLL name is removed; a sort of the library could leave another order. Kept, see
 // docs/kept-behaviour.md.
 void SortByDepth(std::span<LspEntry> lsps) {
     for (size_t i = 0; i < lsps.size(); ++i) {

@@ -1,7 +1,8 @@
 // The map of the installed layered service providers (LSPs), built from one enumerated catalog.
 //
 // A hidden entry represents a whole LSP. The first id in the chain of a layered entry is that of the hidden
-// entry of its LSP. Layered entries whose LSP is missing are orphans and share one record, the last of the map.
+// entry of its LSP. Layered entries whose LSP is missing are orphans and share one record, the last of the
+// map.
 #pragma once
 
 #include <winsock2.h>
@@ -35,8 +36,8 @@ struct LspEntry {
 // LSPs are sorted by depth, and within a depth partly by chain length.
 //   lspCount  receives the length of the map; may be null
 // Returns the map, which the caller frees with ReleaseLspMap. Returns null when there is nothing to map, and
-// when there is no memory for the map itself or for the dependents. Every other failure is traced and ends the
-// build; the map is then returned with its full planned length, although it is only partly filled.
+// when there is no memory for the map itself or for the dependents. Every other failure is traced and ends
+// the build; the map is then returned with its full planned length, although it is only partly filled.
 LspEntry* BuildLspMap(WSAPROTOCOL_INFOW* providers, int providerCount, int* lspCount);
 
 // Frees the arrays of the records and the map.

@@ -64,8 +64,8 @@ void ReportTarget(const LspEntry& target) {
     }
 }
 
-// The orphans have no hidden entry, so the call for their zero GUID fails. The failure in the trace distinguishes
-// the removal of orphans from that of an LSP. Kept, see docs/kept-behaviour.md.
+// The orphans have no hidden entry, so the call for their zero GUID fails. The failure in the trace
+// distinguishes the removal of orphans from that of an LSP. Kept, see docs/kept-behaviour.md.
 void DeinstallTarget(CatalogSelector catalog, const LspEntry& target) {
     for (GUID& guid : target.LayerGuids()) {
         DeinstallProvider(catalog, &guid);
@@ -88,9 +88,9 @@ int RemoveProvider(CatalogSelector catalog, DWORD catalogId) {
     ReportTarget(*target);
     FixDependentChains(snapshot.Records(), *target);
 
-    // The 64-bit update function decides for both catalogs. With CatalogBoth no update function is called, and
-    // each update is a failure. ReinstallDependents also writes the provider order, so it is called even if
-    // there are no dependents.
+    // The 64-bit update function decides for both catalogs. With CatalogBoth no update function is called,
+    // and each update is a failure. ReinstallDependents also writes the provider order, so it is called even
+    // if there are no dependents.
     if (UpdateFunctions().update64 != nullptr) {
         UpdateDependents(catalog, snapshot.Records(), *target);
     } else if (!ReinstallDependents(catalog, snapshot, *target)) {

@@ -31,8 +31,8 @@ struct FetchedCatalog {
     int count = SOCKET_ERROR;               // SOCKET_ERROR when the second call failed or was not made
 };
 
-// Reads a catalog. An empty catalog gives an empty array. A second call that fails without an error code gives
-// an array without a count.
+// Reads a catalog. An empty catalog gives an empty array. A second call that fails without an error code
+// gives an array without a count.
 FetchedCatalog FetchCatalog(EnumFunction enumerate) {
     int error = 0;
     DWORD length = 0;
@@ -55,8 +55,8 @@ FetchedCatalog FetchCatalog(EnumFunction enumerate) {
     return {providers, BoundFetched(providers, fetched, allocated)};
 }
 
-// Looks the function up at run time, although EnumerateProvidersExisting imports it. When the lookup fails, the
-// catalog cannot be read; no message is written.
+// Looks the function up at run time, although EnumerateProvidersExisting imports it. When the lookup fails,
+// the catalog cannot be read; no message is written.
 FetchedCatalog Fetch32BitCatalog() {
     const HMODULE module = LoadLibraryA("ws2_32.dll");
     if (module == nullptr) {

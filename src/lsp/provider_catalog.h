@@ -20,8 +20,8 @@ constexpr CatalogSelector CatalogBoth = 0;
 constexpr CatalogSelector Catalog32 = 1;
 constexpr CatalogSelector Catalog64 = 2;
 
-// Reads a catalog with two calls, one for its size and one for its entries; fails when the catalog grows between
-// them. Writes no trace line.
+// Reads a catalog with two calls, one for its size and one for its entries; fails when the catalog grows
+// between them. Writes no trace line.
 //   count  receives the number of entries, 0 on failure; null is a failure
 // Returns an array from the private heap, which the caller frees with LspFree; every szProtocol in it is
 // terminated. Returns null on failure.
@@ -37,13 +37,12 @@ int EnumerateProvidersExisting(CatalogSelector catalog, WSAPROTOCOL_INFOW* buffe
 int InstallProvider(CatalogSelector catalog, GUID* providerId, const wchar_t* dllPath,
                     WSAPROTOCOL_INFOW* entries, DWORD entryCount);
 
-// Deinstalls every entry of a provider id. The call for the second catalog does not depend on the result of the
-// first.
-// Returns SOCKET_ERROR when a call failed.
+// Deinstalls every entry of a provider id. The call for the second catalog does not depend on the result of
+// the first. Returns SOCKET_ERROR when a call failed.
 int DeinstallProvider(CatalogSelector catalog, GUID* providerId);
 
-// Updates one entry in place. A missing update function is a failure, and so is a selector with "fails" in the
-// table.
+// Updates one entry in place. A missing update function is a failure, and so is a selector with "fails" in
+// the table.
 //   error  in/out: receives the Winsock error of a failed call; the failure message shows its value
 int UpdateProvider(CatalogSelector catalog, GUID* providerId, const wchar_t* dllPath,
                    WSAPROTOCOL_INFOW* entry, int* error);

@@ -8,8 +8,8 @@
 #include <span>
 
 // The kinds of entries, by ChainLen. The SDK has names for two: LAYERED_PROTOCOL (0), the hidden entry that
-// represents a whole LSP, and BASE_PROTOCOL (1). This is the third: a layered entry, whose first chain element
-// is the hidden id of its LSP.
+// represents a whole LSP, and BASE_PROTOCOL (1). This is the third: a layered entry, whose first chain
+// element is the hidden id of its LSP.
 constexpr int PROTOCOL_CHAIN = 2; // or more
 
 // An array with its number of elements; empty when count is below 1.
@@ -23,8 +23,8 @@ bool SameGuid(const GUID& a, const GUID& b);
 // Returns whether the entry is of the given kind.
 bool IsKind(const WSAPROTOCOL_INFOW& entry, int kind);
 
-// The number of chain elements that can be read: ChainLen limited to 0 to MAX_PROTOCOL_CHAIN, because a catalog
-// can contain any number there.
+// The number of chain elements that can be read: ChainLen limited to 0 to MAX_PROTOCOL_CHAIN, because a
+// catalog can contain any number there.
 int ChainLength(const WSAPROTOCOL_INFOW& entry);
 
 // Returns whether the entry is a layered entry of the LSP whose hidden entry has hiddenId.

@@ -17,8 +17,8 @@ namespace {
 // Never freed, because the update functions are in it.
 HMODULE winsockModule = nullptr;
 
-// The file is removed with the path as in the catalog; environment references are not expanded. When no LSP is
-// found, the path remains empty, and RemoveFile reports that the file does not exist. Kept, see
+// The file is removed with the path as in the catalog; environment references are not expanded. When no LSP
+// is found, the path remains empty, and RemoveFile reports that the file does not exist. Kept, see
 // docs/kept-behaviour.md.
 void RemoveFromCatalogAndDisk(CatalogSelector catalog, const std::string& dllName) {
     const std::wstring wideName = conv_to_wchar(dllName.c_str());

@@ -13,9 +13,9 @@ namespace {
 
 constexpr UINT kPathSize = MAX_PATH + 1;
 
-// Called when the system directory cannot be determined. It does not change the path, which remains empty: the
-// expansion reads from path and writes to expanded. Kept, see docs/kept-behaviour.md.
-// Returns false after a message when a step fails.
+// Called when the system directory cannot be determined. It does not change the path, which remains empty:
+// the expansion reads from path and writes to expanded. Kept, see docs/kept-behaviour.md. Returns false after
+// a message when a step fails.
 bool ExpandFallback(const char* path) {
     char expanded[kPathSize] = {};
     const HRESULT copied = StringCchCopyA(expanded, kPathSize, "%SYSTEMROOT%\\system32");

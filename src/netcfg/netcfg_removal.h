@@ -16,6 +16,6 @@ HRESULT HrUninstallNetComponent(const wchar_t* componentId);
 // Deinstalls a network component through its class, without applying the change. Each step is traced.
 //   netCfg       initialized and locked; the caller keeps its reference
 //   componentId  the id of the component, NUL-terminated
-// Returns the result of DeInstall, S_FALSE when the component is not installed, otherwise the code of the step
-// that failed.
+// Returns the result of DeInstall, S_FALSE when the component is not installed, otherwise the code of the
+// step that failed.
 HRESULT HrUninstallNetComponentHelper(INetCfg* netCfg, const wchar_t* componentId);

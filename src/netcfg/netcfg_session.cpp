@@ -15,8 +15,8 @@ constexpr DWORD kLockTimeoutMilliseconds = 15000;
 // The name under which the lock is taken, which support staff know.
 constexpr wchar_t kLockClient[] = L"Sample Netcfg Application (netcfg.exe)";
 
-// Tries the multithreaded mode first, then the apartment mode, because CoInitializeEx refuses the first mode for
-// a thread that is already in the second.
+// Tries the multithreaded mode first, then the apartment mode, because CoInitializeEx refuses the first mode
+// for a thread that is already in the second.
 HRESULT StartCom() {
     Trace("HrGetINetCfg: try CoInitializeEx");
     HRESULT hr = CoInitializeEx(nullptr, COINIT_MULTITHREADED);

@@ -18,7 +18,7 @@ std::unique_ptr<GUID> CopyGuid(const GUID* guid) {
     return copy;
 }
 
-// Returns the place behind what was written.
+// Returns the place after the bytes that were written.
 BYTE* Append(BYTE* place, const void* bytes, size_t size) {
     std::memcpy(place, bytes, size);
     return place + size;
@@ -27,7 +27,7 @@ BYTE* Append(BYTE* place, const void* bytes, size_t size) {
 } // namespace
 
 void CAccessAce::BuildHead(void* buffer) const {
-    // All access entries begin like this one.
+    // All access entries have the same header and mask.
     auto* ace = static_cast<ACCESS_ALLOWED_ACE*>(buffer);
     ace->Header.AceType = GetType();
     ace->Header.AceFlags = flags_;

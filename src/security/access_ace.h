@@ -1,4 +1,4 @@
-// Entries that allow or deny access, to a whole object or to the part of it that a GUID names.
+// Entries that allow or deny access to a whole object, or to the part of it that a GUID names.
 #pragma once
 
 #include "security/acl.h"
@@ -13,7 +13,7 @@ class CAccessAce : public CAcl::CAce {
     BYTE GetType() const override { return allow_ ? ACCESS_ALLOWED_ACE_TYPE : ACCESS_DENIED_ACE_TYPE; }
 
   protected:
-    // Writes the header and the mask that every entry begins with.
+    // Writes the header and the mask, which are the same in every entry.
     void BuildHead(void* buffer) const;
 
     bool allow_;
@@ -21,7 +21,7 @@ class CAccessAce : public CAcl::CAce {
 
 class CAccessObjectAce : public CAccessAce {
   public:
-    // The GUIDs are copied; null for one that is absent. Throws E_OUTOFMEMORY.
+    // Copies the GUIDs; null means that there is none. Throws E_OUTOFMEMORY.
     CAccessObjectAce(const CSid& sid, ACCESS_MASK mask, BYTE flags, bool allow, const GUID* objectType,
                      const GUID* inheritedObjectType);
 

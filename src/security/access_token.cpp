@@ -24,8 +24,8 @@ class TokenBuffer {
     std::unique_ptr<BYTE[]> heap_;
 };
 
-// Opens the token of the thread and closes it again. Returns false when the token cannot be opened, unless the
-// cause is that the thread has none.
+// Opens the token of the thread and closes it again. Returns false when the token cannot be opened, unless
+// the cause is that the thread has none.
 bool ProbeThreadToken() {
     HANDLE token = nullptr;
     if (OpenThreadToken(GetCurrentThread(), 0, FALSE, &token)) {

@@ -35,7 +35,7 @@ const ACL* CAcl::BuildAcl() {
     SortAces();
     for (UINT i = 0; i < GetAceCount(); ++i) {
         const CAce* ace = GetAce(i);
-        // AddAce does not change the entry that it takes as not const.
+        // AddAce does not change the entry, although its parameter is not const.
         if (!AddAce(acl, revision_, MAXDWORD, const_cast<ACE_HEADER*>(ace->GetBinary()), ace->GetLength())) {
             ThrowLastError();
         }

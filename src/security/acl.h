@@ -1,5 +1,4 @@
-// An access control list (ACL) of entries (ACEs) that each are an object, and the Win32 ACL that stands for
-// them.
+// An access control list (ACL) whose entries (ACEs) are objects, and the Win32 ACL that is built from them.
 #pragma once
 
 #include <windows.h>
@@ -28,8 +27,8 @@ class CAcl {
 
         BYTE GetFlags() const { return flags_; }
 
-        // The Win32 entry, built on the first call; owned by this object. Throws as Build does, or
-        // E_OUTOFMEMORY.
+        // Returns the Win32 entry, which the first call builds; owned by this object. Throws as Build does,
+        // or E_OUTOFMEMORY.
         const ACE_HEADER* GetBinary() const;
 
       protected:
@@ -51,17 +50,17 @@ class CAcl {
     // Both throw E_INVALIDARG for an index out of range.
     virtual void RemoveAce(UINT index) = 0;
     virtual const CAce* GetAce(UINT index) const = 0;
-    // Puts the entries into the canonical order.
+    // Sorts the entries into the canonical order.
     virtual void SortAces() = 0;
 
-    // Sorts the entries and returns the Win32 ACL, built anew after each change of them; owned by this
-    // object. Null when this stands for no ACL at all. Throws E_OUTOFMEMORY or the error of the Windows call
-    // that failed.
+    // Sorts the entries and returns the Win32 ACL, which is built again after each change of the entries;
+    // owned by this object. Returns null for a null ACL. Throws E_OUTOFMEMORY, or the error of the Windows
+    // call that failed.
     const ACL* BuildAcl();
 
-    // Makes it stand for no ACL at all, which grants everyone everything.
+    // Makes this a null ACL, which grants full access to everyone.
     void SetNull();
-    // Makes it an ACL without entries, which grants nobody anything.
+    // Makes this an ACL without entries, which grants no access.
     void SetEmpty();
 
   protected:

@@ -1,4 +1,4 @@
-// The one exception of the security classes.
+// The exception of the security classes.
 #pragma once
 
 #include <windows.h>
@@ -14,12 +14,12 @@ class CAtlException {
     HRESULT hr_;
 };
 
-// Throws the thread's last error as an HRESULT.
+// Throws the last error of the thread as an HRESULT.
 [[noreturn]] inline void ThrowLastError() {
     throw CAtlException(HRESULT_FROM_WIN32(GetLastError()));
 }
 
-// Runs an action; memory that it cannot get becomes E_OUTOFMEMORY.
+// Runs an action. When memory runs out in it, throws E_OUTOFMEMORY.
 template <class F> auto OrOutOfMemory(F action) {
     try {
         return action();

@@ -11,15 +11,15 @@
 
 namespace {
 
-// Copies the header, because an entry of a damaged ACL can stand at an unaligned address.
+// Copies the header, because an entry of a damaged ACL can have an unaligned address.
 ACE_HEADER ReadHeader(const void* ace) {
     ACE_HEADER header;
     std::memcpy(&header, ace, sizeof(header));
     return header;
 }
 
-// How many entries, from the first on, lie within the AclSize of the ACL. Windows follows the sizes of the
-// entries without checking them, so it must not be asked for the rest.
+// Counts the entries, from the first one, that lie within the AclSize of the ACL. GetAce adds up the sizes of
+// the entries without a check, so it must not be called for the other entries.
 DWORD CountReadableAces(const ACL* acl) {
     const BYTE* const end = reinterpret_cast<const BYTE*>(acl) + acl->AclSize;
     const BYTE* place = reinterpret_cast<const BYTE*>(acl + 1);
@@ -36,7 +36,7 @@ DWORD CountReadableAces(const ACL* acl) {
     return acl->AceCount;
 }
 
-// Reads the fields of one entry in turn, never beyond its end.
+// Reads the fields of one entry in order, never beyond its end.
 class AceReader {
   public:
     explicit AceReader(const void* ace)
@@ -64,7 +64,7 @@ class AceReader {
         return guid;
     }
 
-    // Takes a SID, whose length follows from its own SubAuthorityCount.
+    // Takes a SID, whose length depends on its SubAuthorityCount.
     PSID TakeSid() {
         const BYTE* sid = Take(offsetof(SID, SubAuthority));
         Take(sid[offsetof(SID, SubAuthorityCount)] * sizeof(DWORD));
@@ -76,7 +76,7 @@ class AceReader {
     const BYTE* end_;
 };
 
-// Direct before inherited, then denied before allowed, then whole objects before parts of them.
+// Direct entries before inherited ones, then denied before allowed, then whole objects before parts of them.
 std::tuple<bool, bool, bool> CanonicalKey(const CAcl::CAce& ace) {
     const bool allowed =
         ace.GetType() == ACCESS_ALLOWED_ACE_TYPE || ace.GetType() == ACCESS_ALLOWED_OBJECT_ACE_TYPE;
@@ -158,8 +158,8 @@ const CAcl::CAce* CDacl::GetAce(UINT index) const {
     return aces_[index].get();
 }
 
-// A Shell sort with the gaps 1, 4, 13, 40 ... It is not stable: another sort could write equal entries to the
-// key in another order. Kept, see docs/kept-behaviour.md.
+// A Shell sort with the gaps 1, 4, 13, 40 ... It is not stable: with another sort, entries with equal keys
+// could have another order. Kept, see docs/kept-behaviour.md.
 void CDacl::SortAces() {
     const size_t count = aces_.size();
     size_t gap = 1;

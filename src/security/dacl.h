@@ -1,4 +1,4 @@
-// A discretionary ACL: who may do what to an object.
+// A discretionary ACL: which access to an object is allowed or denied to whom.
 #pragma once
 
 #include <vector>
@@ -7,13 +7,13 @@
 
 class CDacl : public CAcl {
   public:
-    // Empty: grants nobody anything.
+    // Makes an empty ACL, which grants no access.
     CDacl() = default;
 
-    // Takes over the access entries of a Win32 ACL, which may be damaged; null makes this stand for no ACL at
-    // all. Entries of other types (audit, callback, label) are dropped: this program neither needs nor
-    // understands them; so are entries that cannot be read. Throws E_INVALIDARG for an entry whose SID is not
-    // valid, E_OUTOFMEMORY, and the error of a Windows call that failed.
+    // Copies the access entries of a Win32 ACL, which can be damaged; null makes this a null ACL. Entries of
+    // other types (audit, callback, label) and entries that cannot be read are not copied. Throws
+    // E_INVALIDARG for an entry whose SID is not valid, E_OUTOFMEMORY, and the error of a Windows call that
+    // failed.
     CDacl& operator=(const ACL* acl);
 
     UINT GetAceCount() const override { return static_cast<UINT>(aces_.size()); }
@@ -22,9 +22,8 @@ class CDacl : public CAcl {
     const CAce* GetAce(UINT index) const override;
     void SortAces() override;
 
-    // Appends an entry that allows mask to sid; one more when there is such an entry already. When this
-    // stood for no ACL at all, it becomes an ACL with the new entry alone.
-    // Returns false for a SID that is empty or not valid. Throws E_OUTOFMEMORY.
+    // Appends an entry that allows mask to sid, even if there is an equal entry. A null ACL becomes an ACL
+    // with only the new entry. Returns false for a SID that is empty or not valid. Throws E_OUTOFMEMORY.
     bool AddAllowedAce(const CSid& sid, ACCESS_MASK mask, BYTE flags);
 
   private:

@@ -1,4 +1,4 @@
-// Reading the security descriptor of an object.
+// Reads the security descriptor of an object.
 #pragma once
 
 #include <windows.h>
@@ -6,12 +6,11 @@
 
 #include "security/security_desc.h"
 
-// Read an object's descriptor, by its handle or by its name.
-//   descriptor         receives a copy; null makes the call fail
-//   information        the parts wanted, such as DACL_SECURITY_INFORMATION
-//   requestPrivileges  whether the privilege that a system ACL needs is enabled for the time of the call, in
-//                      a token of its own that the thread impersonates meanwhile; an impersonation before it
-//                      is not restored
+// Read the descriptor of an object, by its handle or by its name.
+//   descriptor         receives a copy; null is a failure
+//   information        the parts to read, such as DACL_SECURITY_INFORMATION
+//   requestPrivileges  whether the privilege that a system ACL needs is enabled during the call, in a
+//                      separate token that the thread impersonates; an earlier impersonation is not restored
 // Return false with the cause as the last error. Throw as CSecurityDesc does.
 bool GetObjectSecurityDescriptor(HANDLE handle, SE_OBJECT_TYPE type, CSecurityDesc* descriptor,
                                  SECURITY_INFORMATION information, bool requestPrivileges);

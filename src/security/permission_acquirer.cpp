@@ -16,10 +16,10 @@ constexpr DWORD kThreadTokenAccess = TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY | TOK
 constexpr SECURITY_INFORMATION kWholeDescriptor = OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION |
                                                   DACL_SECURITY_INFORMATION | SACL_SECURITY_INFORMATION;
 
-// Returns a registry path in the form that the security functions take. The root's name is looked for
-// anywhere in the path, with its letter case, but its length is always cut off the front. So only a path that
-// begins with the root's name gives a sensible result. A path without one gives an empty name, which Windows
-// refuses.
+// Returns a registry path in the form that the security functions take. The search for the name of the root
+// is case-sensitive and covers the whole path, but the characters are always removed from the beginning of
+// the path. So only a path that begins with the name of a root gives a useful result. A path without one
+// gives an empty name, which Windows rejects. Kept, see docs/kept-behaviour.md.
 std::string TranslateKeyPath(const char* keyPath) {
     static const struct {
         const char* root;
@@ -36,13 +36,13 @@ std::string TranslateKeyPath(const char* keyPath) {
     return {};
 }
 
-// The steps in which the two forms of SetPermissions differ.
+// The steps that differ between the two forms of SetPermissions.
 struct KeyByHandle {
     HKEY key;
 
     static constexpr DWORD kTokenAccess = kThreadTokenAccess;
-    // The caller tries to write all the same: this process owns the key by then, so the write may succeed.
-    // Kept, see docs/kept-behaviour.md.
+    // The caller writes to the key in any case. The write can succeed, because this process owns the key
+    // then. Kept, see docs/kept-behaviour.md.
     static constexpr bool kSucceedsWithoutDacl = true;
 
     bool Read(CSecurityDesc* descriptor) const {
@@ -66,24 +66,24 @@ struct KeyByName {
     bool Read(CSecurityDesc* descriptor) const {
         return GetNamedObjectSecurityDescriptor(name.c_str(), type, descriptor, kWholeDescriptor, true);
     }
-    bool IsGiven() const { return name.c_str() != nullptr; } // always: an empty name counts as given
+    bool IsGiven() const { return name.c_str() != nullptr; } // always true, also for an empty name
     DWORD Write(SECURITY_INFORMATION information, PSID owner, ACL* dacl) const {
-        std::string copy = name; // the call takes it as not const
+        std::string copy = name; // the parameter of the call is not const
         return SetNamedSecurityInfoA(copy.data(), type, information, owner, nullptr, dacl, nullptr);
     }
     static void TraceUnread() { Trace("Failure retrieving SecurityDescruiptor , err %d", GetLastError()); }
     static void TraceNoToken() { Trace("Requesting privileges:  failed, res %d", GetLastError()); }
 };
 
-// The code of a security call becomes the last error, for the messages to show. Returns whether it is
-// success.
+// Sets the last error, which the messages show, to the result of a security call. Returns whether the call
+// succeeded.
 bool Succeeded(DWORD error) {
     SetLastError(error);
     return error == ERROR_SUCCESS;
 }
 
-// Adds two entries: one with the generic rights and one with the rights special to keys, because an access
-// check on a key looks only at the latter.
+// Adds two entries: one with the generic rights, and one with the specific rights of keys, because the access
+// check of a key uses only the specific rights.
 void AddFullAccess(CDacl* dacl, const CSid& sid, BYTE aceFlags, const char* whose) {
     if (!dacl->AddAllowedAce(sid, GENERIC_ALL | STANDARD_RIGHTS_ALL, aceFlags)) {
         Trace("SetPermissions(): Fail AddAllowedAce for %s with (GENERIC_ALL | STANDARD_RIGHTS_ALL), err %d",
@@ -95,7 +95,7 @@ void AddFullAccess(CDacl* dacl, const CSid& sid, BYTE aceFlags, const char* whos
     }
 }
 
-// Runs the body of an operation whose exceptions are reported as a plain failure.
+// Runs an operation, and reports an exception of it as a failure.
 template <class F> bool ReportExceptions(F operation) {
     try {
         return OrOutOfMemory(operation);
@@ -136,9 +136,9 @@ bool PermissionAcquirer::CheckInited() const {
     return inited_;
 }
 
-// A failure here is only traced: the work on the key goes on with the rights that there are. The thread
-// impersonates the token from here on, for the caller's registry work. The privileges are enabled in that
-// token alone, and end with it.
+// A failure is traced, and the work continues with the rights that the thread has. From here on the thread
+// impersonates the token, also for the registry calls of the caller. The privileges are enabled in this token
+// only.
 void PermissionAcquirer::TakePrivileges() {
     CTokenPrivileges previous;
     if (!token_.EnablePrivilege("SeSecurityPrivilege", &previous)) {
@@ -156,8 +156,8 @@ bool PermissionAcquirer::HasOwner() const {
     return ownerSid_.IsValid() && IsValidSid(ownerSid_.Get());
 }
 
-// The key's access list with four more entries. Owner and user can be the same; their entries then stand
-// twice.
+// Copies the access list of the descriptor and adds four entries. When the owner and the user are the same,
+// there are two pairs of equal entries. Kept, see docs/kept-behaviour.md.
 bool PermissionAcquirer::ExtendDacl(const CSecurityDesc& descriptor, BYTE aceFlags, CDacl* dacl) const {
     if (!descriptor.GetDacl(*dacl)) {
         Trace("GetDacl failed, err %d", GetLastError());
@@ -188,7 +188,7 @@ template <class Key> bool PermissionAcquirer::TakeOver(const Key& key, BYTE aceF
     if (!ExtendDacl(descriptor, aceFlags, &dacl)) {
         return false;
     }
-    // The security calls take the list as not const, and only read it.
+    // The security calls do not change the list, although their parameter is not const.
     if (!Succeeded(key.Write(DACL_SECURITY_INFORMATION, nullptr, const_cast<ACL*>(dacl.BuildAcl())))) {
         Trace("AtlSetDacl failed, err %d", GetLastError());
         return Key::kSucceedsWithoutDacl;

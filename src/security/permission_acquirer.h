@@ -9,27 +9,26 @@
 #include "security/security_desc.h"
 #include "security/sid.h"
 
-// Construct it, call SetPermissions once, do the registry work on the same thread, and destroy it there.
-// Unless SetPermissions fails before that step, it makes the thread impersonate a token with the privileges
-// that it could enable. This lasts until the object is destroyed, whatever SetPermissions returned. The
-// changes to keys are permanent. Failures are traced; nothing is thrown.
+// To use it, construct it, call SetPermissions once, make the registry calls on the same thread, and destroy
+// it on that thread. SetPermissions makes the thread impersonate a token with the privileges that could be
+// enabled, unless it fails before that step. The impersonation ends when the object is destroyed, whatever
+// SetPermissions returned. The changes to keys are permanent. Failures are traced; nothing is thrown.
 class PermissionAcquirer {
   public:
-    // Reads the user and the owner of the process; SetPermissions refuses to work without them.
+    // Reads the user and the owner of the process. Without them SetPermissions fails.
     PermissionAcquirer();
     PermissionAcquirer(const PermissionAcquirer&) = delete;
     PermissionAcquirer& operator=(const PermissionAcquirer&) = delete;
 
-    // Takes the ownership of an open key and gives the process's owner and user full access to it. Returns
-    // false when the work ended before the new access list was written, for example when the key's security
-    // could not be read or its owner could not be changed. True does not mean that Windows accepted the new
-    // list.
+    // Takes ownership of an open key, and grants the owner and the user of the process full access to it.
+    // Returns false when a step before the write of the new access list failed, for example the read of the
+    // security of the key or the change of its owner. Returns true even if the write of the list failed.
     bool SetPermissions(HKEY key);
 
-    // Does so for a key by its path, which begins with the name of a predefined root key.
-    //   aceFlags  of the added entries, such as CONTAINER_INHERIT_ACE
-    //   view32    whether the path is meant in the 32-bit view
-    // Returns false, after a trace line, also when the new access list was refused.
+    // Does the same for a key by its path, which begins with the name of a predefined root key.
+    //   aceFlags  the flags of the added entries, such as CONTAINER_INHERIT_ACE
+    //   view32    whether the path is in the 32-bit view
+    // Returns false, after a trace line, also when the write of the new access list failed.
     bool SetPermissions(const char* keyPath, BYTE aceFlags, bool view32);
 
   private:
@@ -45,7 +44,7 @@ class PermissionAcquirer {
     template <class Key> bool TakeOver(const Key& key, BYTE aceFlags);
     bool ExtendDacl(const CSecurityDesc& descriptor, BYTE aceFlags, CDacl* dacl) const;
 
-    // The order matters: members are destroyed in the reverse order, and the token must outlive the guard.
+    // Members are destroyed in the reverse order of their declaration, and the token must outlive the guard.
     bool inited_;
     CAccessToken token_;
     RevertGuard revertGuard_;

@@ -21,8 +21,8 @@ class CSecurityDesc {
     // failed.
     CSecurityDesc& operator=(PSECURITY_DESCRIPTOR source);
 
-    // Copies the discretionary ACL to dacl. A null ACL becomes a null ACL, a missing one becomes an empty ACL.
-    // Returns false when there is no descriptor, or when its ACL cannot be read. Throws as CDacl does.
+    // Copies the discretionary ACL to dacl. A null ACL becomes a null ACL, a missing one becomes an empty
+    // ACL. Returns false when there is no descriptor, or when its ACL cannot be read. Throws as CDacl does.
     bool GetDacl(CDacl& dacl) const;
 
   private:

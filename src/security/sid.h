@@ -8,36 +8,35 @@
 
 class CSid {
   public:
-    // Empty, holding no SID.
+    // Makes an empty object without a SID.
     CSid() = default;
 
-    // Copies the SID and shares the cached strings. Throws E_INVALIDARG for a damaged source.
+    // Copies the SID and shares the cached texts. Throws E_INVALIDARG for a damaged source.
     CSid(const CSid& source);
 
     virtual ~CSid() = default;
 
-    // Takes over a copy of a binary SID. Throws E_INVALIDARG, and is empty then, for one that is not valid or
-    // too long.
+    // Copies a binary SID. Throws E_INVALIDARG for one that is not valid or too long; this is empty then.
     CSid& operator=(PSID sid);
 
     CSid& operator=(const CSid&) = delete;
 
-    // Whether it holds a SID.
+    // Returns whether this holds a SID.
     bool IsValid() const { return valid_; }
 
-    // The binary SID; owned by this object.
+    // Returns the binary SID; owned by this object.
     PSID Get() const { return sid_; }
 
-    // The length of the binary SID in bytes. Throws E_FAIL when there is none.
+    // Returns the length of the binary SID in bytes. Throws E_FAIL when there is none.
     DWORD GetLength() const;
 
   private:
-    using CachedText = std::shared_ptr<const std::string>; // null while nobody looked the text up
+    using CachedText = std::shared_ptr<const std::string>; // null until the text is looked up
 
     void CopyFrom(PSID sid);
 
-    mutable BYTE sid_[SECURITY_MAX_SID_SIZE] =
-        {}; // the Windows calls take it as not const, and do not change it
+    // Mutable because the parameters of the Windows calls are not const; they do not change it.
+    alignas(SID) mutable BYTE sid_[SECURITY_MAX_SID_SIZE] = {};
     bool valid_ = false;
     SID_NAME_USE use_ = SidTypeUnknown;
     CachedText accountName_;

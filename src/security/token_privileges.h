@@ -1,4 +1,4 @@
-// A set of privileges with their attributes, and the Win32 structure that the set is handed over in.
+// A set of privileges with their attributes, and the Win32 structure for the set.
 #pragma once
 
 #include <windows.h>
@@ -13,20 +13,20 @@ class CTokenPrivileges {
     CTokenPrivileges& operator=(const CTokenPrivileges&) = delete;
     virtual ~CTokenPrivileges() = default;
 
-    // Adds the privilege of that name. Returns false, and adds nothing, when the system does not know it.
+    // Adds the privilege with this name. Returns false and adds nothing when the system does not know it.
     // Throws E_OUTOFMEMORY.
     bool Add(const char* name, DWORD attributes);
 
-    // Adds all of a Win32 set. Throws E_OUTOFMEMORY.
-    //   size  of the set's buffer, in bytes: a count that goes beyond it is not trusted
+    // Adds all privileges of a Win32 set. Throws E_OUTOFMEMORY.
+    //   size  the size of the buffer in bytes, which limits the number of privileges that are read
     void Add(const TOKEN_PRIVILEGES* privileges, DWORD size);
 
     bool IsEmpty() const { return attributes_.empty(); }
 
-    // The size of the Win32 set, in bytes.
+    // Returns the size of the Win32 set in bytes.
     DWORD GetLength() const;
 
-    // The Win32 set; owned by this object, and valid until it is changed. Throws E_OUTOFMEMORY.
+    // Returns the Win32 set; owned by this object, and valid until the set changes. Throws E_OUTOFMEMORY.
     const TOKEN_PRIVILEGES* GetBinary();
 
   private:
