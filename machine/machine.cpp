@@ -7,8 +7,6 @@
 
 #include "common/text_conversion.h"
 #include "files/file_remover.h"
-#include "machine/utf8_text.h"
-#include "machine/registry_export.h"
 #include "machine/file_reading.h"
 #include "machine/live_registry.h"
 #include "machine/registry_export.h"

@@ -7,7 +7,6 @@
 #include "lsp/lsp_map.h"
 #include "lsp/private_heap.h"
 #include "lsp/provider_entries.h"
-#include "support/machine_test.h"
 #include "simulation/simulated_winsock.h"
 #include "support/machine_test.h"
 

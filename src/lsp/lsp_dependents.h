@@ -1,7 +1,7 @@
 // Finds out which layered service providers are layered over which others.
 #pragma once
 
-#include "lsp/lsp_map.h"
+#include "lsp/lsp_entry.h"
 
 // Fills dependentCount and dependents of every record. An LSP is in the list of another one once for each of
 // its layered entries whose chain names the hidden id of the other. If there is none, it is in the list once
