@@ -5,5 +5,5 @@
 
 #include "support/case_file.h"
 
-// All of them. They throw std::runtime_error for words that they do not know.
+// All actions. They throw std::exception for arguments that they do not know.
 const std::vector<Step>& Actions();

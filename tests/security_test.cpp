@@ -2,6 +2,7 @@
 #include "security/access_token.h"
 #include "security/atl_exception.h"
 #include "security/object_security.h"
+#include "support/guarded_memory.h"
 #include "support/machine_test.h"
 
 namespace {
@@ -22,21 +23,19 @@ Bytes Object(BYTE present) {
     return Bytes(4 + (present & 1u) * sizeof(GUID) + present / 2 * sizeof(GUID), present);
 }
 
-// An access list of the entries that ends where memory ends that may be touched.
+// An access list of the entries, in guarded memory that the test does not release.
 const ACL* List(std::initializer_list<Bytes> aces, int sizeError = 0) {
     Bytes list = {ACL_REVISION_DS, 0, 0, 0, static_cast<BYTE>(aces.size()), 0, 0, 0};
     for (const Bytes& ace : aces) {
         list.insert(list.end(), ace.begin(), ace.end());
     }
     list[2] = static_cast<BYTE>(static_cast<int>(list.size()) + sizeError);
-    auto* pages = static_cast<BYTE*>(VirtualAlloc(nullptr, 8192, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
-    DWORD before = 0;
-    VirtualProtect(pages + 4096, 4096, PAGE_NOACCESS, &before);
-    return reinterpret_cast<ACL*>(std::copy(list.begin(), list.end(), pages + 4096 - list.size()) -
-                                  list.size());
+    auto* copy = static_cast<BYTE*>(AllocateGuarded(list.size()));
+    std::copy(list.begin(), list.end(), copy);
+    return reinterpret_cast<ACL*>(copy);
 }
 
-// The types of the entries as they are copied, with the GUIDs that they have; or what is thrown.
+// The types of the entries after the copy, with the GUIDs that they have; or what the copy throws.
 std::string TypesOf(const ACL* acl) {
     CDacl dacl;
     std::string types;
@@ -53,20 +52,21 @@ std::string TypesOf(const ACL* acl) {
     return types;
 }
 
-TEST_F(SecurityTest, CopiesAccessEntriesAndReadsHostileOnesNoFurtherThanTheyGo) {
+TEST_F(SecurityTest, AccessEntriesAreCopiedAndHostileOnesReadWithinTheirSize) {
     // Neither audit (2) nor callback (9) entries.
     EXPECT_EQ(TypesOf(List({Ace(0), Ace(1), Ace(2), Ace(9), Ace(5, 0, Object(0)), Ace(6, 0, Object(1))})),
               "0 1 5 6o ");
     EXPECT_EQ(TypesOf(List({Ace(5, 0, Object(2)), Ace(5, 0, Object(3))})), "5i 5oi ");
     EXPECT_EQ(TypesOf(List({Ace(0), Ace(0, 0, {}, 1, 9)})), "0 ") << "an entry larger than the list";
     EXPECT_EQ(TypesOf(List({Ace(0, 0, {}, 1, 237), Ace(0)})), "") << "an entry smaller than its header";
-    EXPECT_EQ(TypesOf(List({Ace(0, 0, {}, 1, 249), Ace(0)})), "invalid") << "an entry that cuts its SID off";
+    EXPECT_EQ(TypesOf(List({Ace(0, 0, {}, 1, 249), Ace(0)})), "invalid")
+        << "an entry that ends before its SID";
     EXPECT_EQ(TypesOf(List({Ace(0, 0, {}, 200)})), "invalid") << "a SID beyond its entry";
-    EXPECT_EQ(TypesOf(List({Ace(5, 0, {1, 0, 0, 0})})), "invalid") << "a GUID that is not there";
+    EXPECT_EQ(TypesOf(List({Ace(5, 0, {1, 0, 0, 0})})), "invalid") << "a missing GUID";
     EXPECT_EQ(TypesOf(List({Ace(0)}, -8)), "") << "a list that is cut off";
 }
 
-TEST_F(SecurityTest, BuildsInCanonicalOrderAndAnewAfterEachChange) {
+TEST_F(SecurityTest, AListIsBuiltInCanonicalOrderAndAgainAfterEachChange) {
     CDacl dacl;
     dacl = List({Ace(5, INHERITED_ACE, Object(1)), Ace(0, INHERITED_ACE), Ace(6, INHERITED_ACE, Object(3)),
                  Ace(1, INHERITED_ACE), Ace(5, 0, Object(2)), Ace(0), Ace(6, 0, Object(0)), Ace(1)});
@@ -87,12 +87,12 @@ TEST_F(SecurityTest, BuildsInCanonicalOrderAndAnewAfterEachChange) {
     dacl = nullptr;
     EXPECT_EQ(dacl.BuildAcl(), nullptr);
     EXPECT_TRUE(dacl.AddAllowedAce(sid, 1, 0));
-    EXPECT_EQ(TypesOf(dacl.BuildAcl()), "0 ") << "no list at all became one with the new entry alone";
+    EXPECT_EQ(TypesOf(dacl.BuildAcl()), "0 ") << "a null list becomes one with only the new entry";
     dacl.SetEmpty();
     EXPECT_EQ(dacl.BuildAcl()->AclSize, sizeof(ACL));
 }
 
-// The size of the list that is built from a descriptor's: 0 for none at all, -1 where it cannot be read.
+// The size of the list that is built from a descriptor: 0 for a null list, -1 if it cannot be read.
 int ListSizeOf(PSECURITY_DESCRIPTOR source) {
     CSecurityDesc descriptor;
     CDacl dacl;
@@ -100,7 +100,7 @@ int ListSizeOf(PSECURITY_DESCRIPTOR source) {
     return !descriptor.GetDacl(dacl) ? -1 : dacl.BuildAcl() == nullptr ? 0 : dacl.BuildAcl()->AclSize;
 }
 
-TEST_F(SecurityTest, DescriptorsTellAbsentNullAndBrokenLists) {
+TEST_F(SecurityTest, DescriptorsDistinguishAbsentNullAndBrokenLists) {
     ACL list;
     InitializeAcl(&list, sizeof(list), ACL_REVISION);
     SECURITY_DESCRIPTOR absolute;
@@ -115,14 +115,14 @@ TEST_F(SecurityTest, DescriptorsTellAbsentNullAndBrokenLists) {
     SECURITY_DESCRIPTOR_RELATIVE relative[16] = {};
     DWORD size = sizeof(relative);
     ASSERT_TRUE(MakeSelfRelativeSD(&absolute, relative, &size));
-    relative[0].Dacl = 200; // beyond the copy that is made
+    relative[0].Dacl = 200; // beyond the copy
     EXPECT_EQ(ListSizeOf(relative), -1);
     CDacl dacl;
     EXPECT_FALSE(CSecurityDesc().GetDacl(dacl));
     EXPECT_FALSE(GetObjectSecurityDescriptor(nullptr, SE_REGISTRY_KEY, nullptr, 0xF, true));
 }
 
-TEST_F(SecurityTest, ASetOfPrivilegesIsReadNoFurtherThanItsBufferGoes) {
+TEST_F(SecurityTest, ASetOfPrivilegesIsReadWithinItsBuffer) {
     struct {
         DWORD count = 3;
         LUID_AND_ATTRIBUTES privileges[3] = {{{1, 0}, 2}, {{2, 0}, 2}, {{3, 0}, 2}};
@@ -150,12 +150,12 @@ TEST_F(SecurityTest, TokensKeepTheirImpersonationsApart) {
     EXPECT_FALSE(token.Impersonate()) << "no token yet";
     ASSERT_TRUE(
         token.OpenImpersonationToken(TOKEN_QUERY | TOKEN_IMPERSONATE, false, false, SecurityImpersonation));
-    // The thread's own token cannot be looked at: the level of the one held before is put back.
+    // The thread's own token cannot be opened: the level of the token held before is restored.
     on::OpenThreadToken.Fail(1, ERROR_ACCESS_DENIED);
     ASSERT_TRUE(token.OpenImpersonationToken(TOKEN_QUERY, false, false, SecurityIdentification));
     on::OpenThreadToken.Fail(1, ERROR_ACCESS_DENIED);
     EXPECT_TRUE(token.OpenImpersonationToken(TOKEN_QUERY, true, false, SecurityImpersonation));
-    EXPECT_EQ(calls, "2122") << "none is put back under an impersonation that stays";
+    EXPECT_EQ(calls, "2122") << "none is restored under an impersonation that remains";
     EXPECT_TRUE(token.Revert()) << "with its revert object";
     EXPECT_TRUE(token.Revert()) << "and without";
     EXPECT_TRUE(token.EnablePrivilege("SeNoSuchPrivilege", nullptr));

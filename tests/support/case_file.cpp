@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
-#include <set>
 #include <stdexcept>
 
 #include "machine/file_reading.h"
@@ -15,93 +13,86 @@
 
 namespace {
 
-const std::string kWholeOutput = " => ";
+const std::string kBefore = "before_the_first_case";
 
-// Whether the line says something about the output, and checks it.
-bool CheckOutput(const std::string& word, const std::string& rest, const std::string& output) {
-    if (word == "has" || word == "lacks") {
-        for (const std::string& text : SplitAt(rest, " && ")) {
-            EXPECT_NE(text, "") << "nothing to look for";
-            EXPECT_EQ(output.find(text) != std::string::npos, word == "has") << text << "\nin:\n"
-                                                                             << output.substr(0, 4000);
-        }
-    } else if (word == "exit") {
-        std::string more = rest;
-        EXPECT_EQ(lastExitCode, ParseNumber32(TakeWord(more))) << "after:\n" << output.substr(0, 4000);
-        const std::string other = TakeWord(more);
-        if (!other.empty() && (other != "has" || !CheckOutput(other, more, output))) {
-            throw std::runtime_error("not a check behind an exit code: " + other);
-        }
-    } else if (word == "there" || word == "gone") {
-        EXPECT_TRUE(!rest.empty() && FileExists(rest) == (word == "there"));
-    } else {
-        return false;
-    }
-    return true;
-}
-
-// That something is not there is true of a misspelt text, too: a case needs another check besides.
-bool SaysSomething(const std::string& check) {
-    return check != "lacks" && check != "gone";
+// The lines of an output from their notation, with a bar between them.
+std::string Lines(std::string notation) {
+    ReplaceAll(notation, " | ", "\n");
+    return notation + "\n";
 }
 
 class CaseRun {
   public:
     explicit CaseRun(const std::vector<Step>& steps) : steps_(steps) {}
 
-    void Line(std::string line) {
+    void Line(const std::string& line) {
         if (line == "|" || line.starts_with("| ")) {
-            checked_ = true;
-            expected_ += line.substr(std::min<size_t>(line.size(), 2)) + "\n";
+            expected_ += Lines(line.substr(std::min<size_t>(line.size(), 2)));
             return;
         }
         CompareWhole();
-        const std::string word = TakeWord(line);
-        if (CheckOutput(word, line, output_)) {
-            checked_ = checked_ || SaysSomething(word);
+        if (Check(line)) {
             return;
         }
-        // A step without words can have the arrow right behind it.
-        const std::string words = " " + line;
-        const size_t arrow = std::min(words.find(kWholeOutput), words.size());
-        const Step* step = FindStep(steps_, word);
-        if (step == nullptr) {
-            throw std::runtime_error("unknown step: " + word);
-        }
-        output_ = step->run(SplitWords(*step, Unescaped(arrow == 0 ? "" : words.substr(1, arrow - 1))));
-        checked_ = checked_ || word == "fails" || word == "sweep";
-        if (arrow != words.size()) {
-            CheckArrow(words.substr(arrow + kWholeOutput.size()));
+        const std::vector<std::string> parts = SplitAt(line, " => ");
+        std::string step = parts[0];
+        output_ = RunStep(steps_, step);
+        for (size_t i = 1; i < parts.size(); ++i) {
+            // "EXPECTED ; WORD" before another arrow: runs the step again with another last word.
+            const bool again = i + 1 < parts.size();
+            const size_t end = again ? parts[i].rfind(" ; ") : parts[i].size();
+            CheckWholeOrPart(parts[i].substr(0, end));
+            if (again) {
+                step = step.substr(0, step.rfind(' ') + 1) + parts[i].substr(end + 3);
+                output_ = RunStep(steps_, step);
+            }
         }
     }
 
-    // Compares the output with what stands behind an arrow: a check of parts of it, or its lines. The last line can be a
-    // result without the sign before it.
-    void CheckArrow(std::string lines) {
-        std::string rest = lines;
-        const std::string word = TakeWord(rest);
-        checked_ = checked_ || SaysSomething(word);
-        if (CheckOutput(word, rest, output_)) {
-            return;
-        }
-        ReplaceAll(lines, " | ", "\n");
-        const size_t last = lines.rfind('\n') + 1;
-        const std::string result = lines.substr(0, last) + "= " + lines.substr(last) + "\n";
-        EXPECT_EQ(output_, output_ == result ? result : lines + "\n");
-    }
-
-    // Compares the output with the lines that it is to be, once they are all there.
+    // Compares the output with the expected lines, once they are complete.
     void CompareWhole() {
         if (!expected_.empty()) {
             EXPECT_EQ(output_, expected_) << "before this line";
             expected_.clear();
+            checked_ = true;
         }
     }
 
-    // Whether anything was checked.
+    // Whether the case checks anything that a misspelt text would not pass.
     bool Checked() const { return checked_; }
 
   private:
+    // A result is a whole line.
+    bool OutputHas(const std::string& text) const {
+        return text.starts_with("= ") ? ("\n" + output_).ends_with("\n" + text + "\n")
+                                      : !text.empty() && output_.find(text) != std::string::npos;
+    }
+
+    // Returns whether the line is a check; carries it out.
+    bool Check(std::string line) {
+        const std::string word = TakeWord(line);
+        if (word == "has" || word == "lacks") {
+            for (const std::string& text : SplitAt(line, " && ")) {
+                EXPECT_EQ(OutputHas(text), word == "has") << text << "\nin:\n" << output_.substr(0, 4000);
+            }
+        } else if (word == "exit") {
+            EXPECT_EQ(lastExitCode, ParseNumber32(TakeWord(line))) << "after:\n" << output_.substr(0, 4000);
+        } else if (word == "exists" || word == "missing") {
+            EXPECT_EQ(!line.empty() && FileExists(line), word == "exists") << line;
+        } else {
+            return false;
+        }
+        checked_ = checked_ || (word != "lacks" && word != "missing");
+        return word != "exit" || line.empty() || Check(line);
+    }
+
+    void CheckWholeOrPart(const std::string& text) {
+        if (!Check(text)) {
+            EXPECT_EQ(output_, Lines(text));
+            checked_ = true;
+        }
+    }
+
     const std::vector<Step>& steps_;
     bool checked_ = false;
     std::string output_;
@@ -110,73 +101,55 @@ class CaseRun {
 
 } // namespace
 
-Words SplitWords(const Step& step, std::string text) {
-    std::string usage = step.usage;
+std::string RunStep(const std::vector<Step>& steps, std::string line) {
+    const std::string name = TakeWord(line);
+    const auto step = std::find_if(steps.begin(), steps.end(), [&](const Step& each) {
+        return each.usage == name || each.usage.starts_with(name + " ");
+    });
+    if (step == steps.end()) {
+        throw std::runtime_error("unknown step: " + name);
+    }
+    std::string usage = step->usage;
     Words words;
     for (TakeWord(usage); !usage.empty();) {
-        const std::string wanted = TakeWord(usage);
-        if (wanted.ends_with("...")) {
-            words.push_back(text);
-            return words;
+        const bool rest = TakeWord(usage).ends_with("...");
+        if (line.empty() && !rest) {
+            throw std::runtime_error("arguments are missing: " + step->usage);
         }
-        if (text.empty()) {
-            if (wanted.starts_with("[")) {
-                return words;
-            }
-            throw std::runtime_error("words are missing: " + step.usage);
-        }
-        const std::string word = TakeWord(text);
-        words.push_back(word == "\"\"" ? "" : word);
+        const std::string word = rest ? std::exchange(line, "") : TakeWord(line);
+        words.push_back(word == "\"\"" && !rest ? "" : Unescaped(word));
     }
-    if (!text.empty()) {
-        throw std::runtime_error("words too many: " + text);
+    if (!line.empty()) {
+        throw std::runtime_error("too many arguments: " + line);
     }
-    return words;
+    return step->run(words);
 }
 
-const Step* FindStep(const std::vector<Step>& steps, const std::string& name) {
-    const auto found = std::find_if(steps.begin(), steps.end(), [&](const Step& step) {
-        return step.usage == name || step.usage.starts_with(name + " ");
-    });
-    return found == steps.end() ? nullptr : &*found;
-}
-
-std::vector<TextCase> ReadCases(std::vector<std::string>& errors) {
-    static const std::regex sound("[a-z0-9_]+");
+std::vector<TextCase> ReadCases() {
     std::vector<TextCase> cases;
-    std::set<std::string> names;
     for (const std::string& name : NamesIn("C:\\sandbox\\cases\\*")) {
         const std::string file = name.substr(0, name.rfind('.'));
-        if (!std::regex_match(file, sound) || name != file + ".txt") {
-            errors.push_back(name + ": not the name of a file of cases");
-        }
         const auto take = [&](const std::string& line, int number) {
-            const CaseLine read = {name + ":" + std::to_string(number), line};
             if (line.starts_with("case ")) {
-                cases.push_back({file, line.substr(5), read, {}});
-            } else if (cases.empty() || cases.back().file != file) {
-                errors.push_back(read.place + ": before the first case");
-            } else {
-                cases.back().lines.push_back(read);
+                cases.push_back({file, line.substr(5), {}});
+                return;
             }
+            if (cases.empty() || cases.back().file != file) {
+                cases.push_back({file, kBefore, {}});
+            }
+            cases.back().lines.push_back({name + ":" + std::to_string(number), line});
         };
         try {
             ReadLines(ReadWholeFile("C:\\sandbox\\cases\\" + name), take);
         } catch (const std::runtime_error& error) {
-            errors.push_back(name + ":" + error.what());
-        }
-    }
-    for (const TextCase& each : cases) {
-        if (!std::regex_match(each.name, std::regex("[A-Za-z0-9_]+")) ||
-            !names.insert(each.file + "." + each.name).second || each.lines.empty()) {
-            errors.push_back(each.start.place +
-                             ": a case that is empty, or whose name is odd or there already");
+            cases.push_back({file, "is_readable", {{name, error.what()}}});
         }
     }
     return cases;
 }
 
 void RunCase(const TextCase& textCase, const std::vector<Step>& steps) {
+    EXPECT_NE(textCase.name, kBefore);
     CaseRun run(steps);
     for (const CaseLine& line : textCase.lines) {
         SCOPED_TRACE(line.place + ": " + line.text.substr(0, 200));

@@ -1,4 +1,5 @@
-// Tests as text: files of named cases, each a list of steps with what is expected of them. tests/README.md is the reference.
+// Tests as text: files of named cases, each a list of steps and of checks of what they output.
+// tests/README.md describes the language.
 #pragma once
 
 #include <functional>
@@ -13,33 +14,33 @@ struct CaseLine {
 };
 
 struct TextCase {
-    std::string file; // without its ending
+    std::string file; // without its extension
     std::string name;
-    CaseLine start;
     std::vector<CaseLine> lines;
 };
 
-// Where a step has an effect.
-enum class StepPlace { kAnywhere, kInProcess, kProgram };
-
-// A step of the language. Its usage is its name and its words: "[WORD]" may be missing, "TEXT..." is all that is left of
-// the line. It gets its words and returns its output.
+// A step of the language. The usage is its name and its arguments; an argument "TEXT..." is the rest of the
+// line. The step receives its arguments and returns its output.
 struct Step {
     std::string usage;
     std::function<std::string(const Words&)> run;
-    StepPlace place = StepPlace::kAnywhere;
 };
 
-// Reads the files of C:\sandbox\cases. Adds a text to errors for each file that is none of cases, each line that belongs to
-// no case, and each case that is empty or whose name is odd or there twice.
-std::vector<TextCase> ReadCases(std::vector<std::string>& errors);
+// A step without output.
+template <class F> Step Silent(const char* usage, F run) {
+    return {usage, [=](const Words& words) {
+                run(words);
+                return std::string();
+            }};
+}
 
-// Runs the steps of a case and checks what they output. Fails the running test, with file and line, for what differs and
-// for what the language does not know.
+// Reads the files of C:\sandbox\cases. What cannot be read becomes a case that fails.
+std::vector<TextCase> ReadCases();
+
+// Runs the steps of a case and checks what they output. A difference, and a line that is not of the language,
+// fails the running test with file and line.
 void RunCase(const TextCase& textCase, const std::vector<Step>& steps);
 
-// Splits the words of a step as its usage has them. Throws std::runtime_error when they do not fit.
-Words SplitWords(const Step& step, std::string text);
-
-// The step of that name, or null.
-const Step* FindStep(const std::vector<Step>& steps, const std::string& name);
+// Runs the step that a line names. Throws std::runtime_error for an unknown name and for arguments that do
+// not fit.
+std::string RunStep(const std::vector<Step>& steps, std::string line);

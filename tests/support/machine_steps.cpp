@@ -4,18 +4,12 @@
 
 #include <algorithm>
 #include <regex>
-#include <stdexcept>
-#include <tuple>
 
 #include "machine/file_reading.h"
 #include "machine/file_writing.h"
-#include "machine/netcfg_state.h"
-#include "machine/text_parsing.h"
-#include "machine/winsock_state.h"
 #include "support/machine_test.h"
 #include "support/registry_steps.h"
 #include "support/text.h"
-#include "trace/trace_log.h"
 
 namespace {
 
@@ -38,13 +32,13 @@ std::string TakePending() {
     return pending;
 }
 
-// One file at a time is held open.
-void HoldOpen(const std::string& path, bool hold) {
+// Creates a file that is not read-only, and keeps it open on demand. One file at a time is kept open.
+void WriteFileAnew(const std::string& path, bool keepOpen) {
     static HANDLE held = INVALID_HANDLE_VALUE;
     CloseHandle(std::exchange(held, INVALID_HANDLE_VALUE));
     SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     WriteWholeFile(path, "x");
-    if (hold) {
+    if (keepOpen) {
         held = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
         EXPECT_NE(held, INVALID_HANDLE_VALUE) << path;
     }
@@ -52,26 +46,23 @@ void HoldOpen(const std::string& path, bool hold) {
 
 std::string program; // the executable under test, if the case has one
 
-// The messages of an output as lines, without their stamps. Where no message begins it, its lines as they are.
+// The messages of an output as lines, without their stamps. An output that does not begin with a message is
+// returned with its own lines.
 std::string Lines(const std::string& output) {
-    static const std::regex stamp("(^|\\n)\\d{3,}:[0-9a-f]{4,} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ");
     static const std::regex process("h=0x[0-9A-F]{8} pid=\\d+");
-    std::string marked = std::regex_replace(output, stamp, "$1\x01");
+    std::string marked = ReplaceStamps(output, "\x01");
     const bool stamped = marked.starts_with('\x01');
-    std::string lines;
-    if (marked.empty()) {
-        return lines;
-    }
     if (!stamped) {
         ReplaceAll(marked, "\r\n", "\n");
     }
     marked.erase(0, stamped);
     marked.resize(marked.size() - marked.ends_with('\n'));
+    std::string lines;
     for (const std::string& line : SplitAt(marked, stamped ? "\n\x01" : "\n")) {
         lines += Escaped(std::regex_replace(line, process, "h=<handle> pid=<id>")) + "\n";
     }
     ReplaceAll(lines, program.empty() ? "<program>" : program, "<program>");
-    return lines;
+    return output.empty() ? "" : lines;
 }
 
 std::string Run(const std::string& words, ChildOutput to) {
@@ -79,13 +70,11 @@ std::string Run(const std::string& words, ChildOutput to) {
 }
 
 std::string ShowFile(const std::string& name) {
-    if (!FileExists(kSandbox + name)) {
-        throw std::runtime_error("there is no such file: " + name);
-    }
+    EXPECT_TRUE(FileExists(kSandbox + name));
     return ReadWholeFile(kSandbox + name);
 }
 
-// Puts the sample machine's files, values and classes there that the commands look at.
+// Creates the sample machine's files, values and classes that the commands look at.
 void PrepareSample() {
     for (const char* name : {"examplelsp", "filterlsp", "guardlsp", "original"}) {
         WriteWholeFile("C:\\windows\\system32\\" + std::string(name) + ".dll", "stands for a DLL");
@@ -93,12 +82,8 @@ void PrepareSample() {
     RunChild("reg import C:\\sandbox\\sample_registry.reg");
 }
 
-std::string StateFile(const std::string& simulation) {
-    return kSandbox + simulation + ".txt";
-}
-
-// Runs the program with a pipe of messages for its output, which shows the single writes; returns their number and that
-// of the lines that they end.
+// Runs the program with a pipe of messages as its output, which shows the single writes. Returns their number
+// and the number of those that are one whole line.
 std::string CountWrites(const std::string& words) {
     const char* const name = "\\\\.\\pipe\\norvane";
     const HANDLE pipe = CreateNamedPipeA(name, PIPE_ACCESS_INBOUND, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE,
@@ -107,70 +92,33 @@ std::string CountWrites(const std::string& words) {
     const HANDLE end = CreateFileA(name, GENERIC_WRITE, 0, &inherited, OPEN_EXISTING, 0, nullptr);
     RunProgram(program + " " + words, end);
     CloseHandle(end);
-    std::vector<char> message(1 << 16);
+    std::string message(1 << 16, '\0');
     DWORD length = 0;
     int writes = 0;
     int lines = 0;
     for (; ReadFile(pipe, message.data(), 1 << 16, &length, nullptr); ++writes) {
-        lines +=
-            std::count(message.data(), message.data() + length, '\n') == 1 && message[length - 1] == '\n';
+        lines += message.find('\n') == length - 1;
     }
     CloseHandle(pipe);
     return std::to_string(writes) + " writes, " + std::to_string(lines) + " lines\n";
 }
 
-void ShowNames() {
-    on::GetNamedSecurityInfoA.Replace([](LPCSTR name, SE_OBJECT_TYPE type, auto...) {
-        Trace("%s %d", name, static_cast<int>(type));
-        return static_cast<DWORD>(ERROR_FILE_NOT_FOUND);
-    });
-}
-
-void PretendFiles() {
-    on::GetFileAttributesExA.Replace([](LPCSTR, GET_FILEEX_INFO_LEVELS, LPVOID) { return TRUE; });
-    on::MoveFileExA.Replace([](LPCSTR, LPCSTR, DWORD) { return TRUE; });
-}
-
-void FakeProcess() {
-    on::CreateProcessW.Replace([](auto... arguments) {
-        *std::get<9>(std::tuple(arguments...)) = {reinterpret_cast<HANDLE>(0x7FFF0001),
-                                                  reinterpret_cast<HANDLE>(0x7FFF0002), 7, 8};
-        return TRUE;
-    });
-    on::CloseHandle.Replace([](HANDLE handle) {
-        Trace("closed %x", static_cast<unsigned>(reinterpret_cast<ULONG_PTR>(handle)));
-        return TRUE;
-    });
-}
-
-void FakeMessage(const std::string& message) {
-    on::FormatMessageA.Replace([=](DWORD flags, LPCVOID, DWORD, DWORD language, LPSTR buffer, auto...) {
-        EXPECT_EQ(flags, DWORD{FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM});
-        EXPECT_EQ(language, DWORD{MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT)});
-        char* text = static_cast<char*>(LocalAlloc(LPTR, message.size() + 1));
-        *reinterpret_cast<char**>(buffer) = std::copy(message.begin(), message.end(), text) - message.size();
-        return static_cast<DWORD>(message.size());
-    });
-}
-
-void FakeSystemDirectory(const std::string& length, const std::string& text) {
-    const UINT result = ParseNumber32(length);
-    on::GetSystemDirectoryA.Replace([=](LPSTR buffer, UINT size) {
-        EXPECT_EQ(size, MAX_PATH + 1u);
-        text.copy(buffer, size);
-        return result;
-    });
-}
-
-void AddToState(const std::string& simulation, std::string lines) {
+void AddToState(const std::string& file, std::string lines) {
     ReplaceAll(lines, " ; ", "\n");
-    AppendToFile(StateFile(simulation), lines + "\n");
-    const std::string state = ReadWholeFile(StateFile(simulation));
-    if (simulation == "netcfg") {
-        ParseNetcfgState(state);
-    } else {
-        ParseWinsockState(state);
+    AppendToFile(kSandbox + file, lines + "\n");
+}
+
+// Lets everybody change a key, if it exists, and deletes it with its subkeys.
+void DeleteClass(const std::string& key) {
+    const auto keys = {key, key + "\\InprocServer32"};
+    for (const std::string& each : keys) {
+        HKEY opened = nullptr;
+        if (RegOpenKeyExA(HKEY_CLASSES_ROOT, each.c_str(), 0, WRITE_DAC, &opened) == ERROR_SUCCESS) {
+            RegCloseKey(opened);
+            WriteSecurity("HKCR\\" + each, "D:(A;;KA;;;WD)");
+        }
     }
+    RegDeleteTreeA(HKEY_CLASSES_ROOT, key.c_str());
 }
 
 } // namespace
@@ -180,83 +128,67 @@ void PrepareMachine(const std::string& executable) {
     lastExitCode = MAXDWORD;
     MakeReadable();
     for (const std::string simulation : {"winsock", "netcfg"}) {
-        WriteWholeFile(StateFile(simulation), ReadWholeFile(kSandbox + "sample_" + simulation + ".txt"));
+        WriteWholeFile(kSandbox + simulation + ".txt",
+                       ReadWholeFile(kSandbox + "sample_" + simulation + ".txt"));
         WriteWholeFile(kSandbox + simulation + ".calls.txt", "");
     }
-    WriteWholeFile(StateFile("state"), "");
+    WriteWholeFile(kSandbox + "state.txt", "");
     UseSystemLibrary("update");
-    HoldOpen("C:\\windows\\system32\\examplelsp.dll", false);
-    HoldOpen("C:\\sandbox\\f.dll", false);
-    DeleteFileA("C:\\sandbox\\f.dll");
-    for (const std::string pattern : {"C:\\norvane.tmp\\", "C:\\sandbox\\"}) {
-        for (const std::string& name : NamesIn(pattern + "vor*")) {
-            DeleteFileA((pattern + name).c_str());
+    WriteFileAnew("C:\\windows\\system32\\examplelsp.dll", false);
+    WriteFileAnew("C:\\sandbox\\f.dll", false);
+    for (const std::string folder : {"C:\\norvane.tmp\\", "C:\\sandbox\\"}) {
+        for (const std::string& name : NamesIn(folder + "vor*")) {
+            DeleteFileA((folder + name).c_str());
         }
     }
     RemoveDirectoryA("C:\\norvane.tmp");
     TakePending();
-    HKEY left = nullptr;
-    RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDllsKey);
-    for (const std::string key : {"HKCR\\CLSID\\{T}", "HKCR\\CLSID\\{T}\\InprocServer32"}) {
-        if (RegOpenKeyExA(HKEY_CLASSES_ROOT, key.c_str() + 5, 0, WRITE_DAC, &left) == ERROR_SUCCESS) {
-            RegCloseKey(left);
-            WriteSecurity(key, "D:(A;;KA;;;WD)");
-        }
-    }
-    for (const char* key : {"{T}", "{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}"}) {
-        RegDeleteTreeA(HKEY_CLASSES_ROOT, (std::string("CLSID\\") + key).c_str());
-    }
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, "Software\\Wow6432Node\\Brennick");
-    WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDllsKey, "", REG_SZ, "");
+    RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDlls);
+    WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDlls, "", REG_SZ, "");
+    DeleteClass("CLSID\\{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}");
+    DeleteClass("CLSID\\{T}");
+    WriteValue("CLASS", "@", "sz", std::string("C:\\evil.dll", 12));
+    WriteValue("CLASS", "OriginalDll", "sz", std::string("C:\\sandbox\\f.dll", 17));
 }
 
 void UseSystemLibrary(const std::string& kind) {
     static std::string present;
     if (kind != present) {
         const std::string library = kSandbox + "ws2_32_" + kind + ".dll";
-        const BOOL copied = CopyFileA(library.c_str(), "C:\\windows\\system32\\ws2_32.dll", FALSE);
-        EXPECT_TRUE(copied);
-        present = copied ? kind : "";
+        EXPECT_TRUE(CopyFileA(library.c_str(), "C:\\windows\\system32\\ws2_32.dll", FALSE)) << kind;
+        present = kind;
     }
 }
 
 std::vector<Step> MachineSteps() {
-    using enum StepPlace;
-    const auto make = [](const char* usage, auto action, StepPlace place = kAnywhere) {
-        return Step{usage, [=](const Words& w) { return action(w), std::string(); }, place};
-    };
     return {
-        make("file PATH", [](const Words& w) { HoldOpen(w[0], false); }),
-        make("held-file PATH", [](const Words& w) { HoldOpen(w[0], true); }),
-        make("reg KEY NAME TYPE TEXT...", [](const Words& w) { WriteValue(w[0], w[1], w[2], w[3]); }),
+        Silent("file PATH", [](const Words& w) { WriteFileAnew(w[0], false); }),
+        Silent("file-in-use PATH", [](const Words& w) { WriteFileAnew(w[0], true); }),
+        Silent("reg KEY NAME TYPE TEXT...", [](const Words& w) { WriteValue(w[0], w[1], w[2], w[3]); }),
         {"show-reg KEY NAME", [](const Words& w) { return ShowValue(w[0], w[1]); }},
-        make("security KEY SDDL", [](const Words& w) { WriteSecurity(w[0], w[1]); }),
+        Silent("security KEY SDDL", [](const Words& w) { WriteSecurity(w[0], w[1]); }),
         {"show-security KEY", [](const Words& w) { return ShowSecurity(w[0]); }},
         {"pending", [](const Words&) { return TakePending(); }},
-        {"cmd WORDS...", [](const Words& w) { return Lines(RunChild(w[0])); }},
+        {"cmd COMMAND...", [](const Words& w) { return Lines(RunChild(w[0])); }},
         {"show FILE", [](const Words& w) { return ShowFile(w[0]); }},
-        make("sample", [](const Words&) { PrepareSample(); }),
-        make(
-            "winsock LINES...", [](const Words& w) { AddToState("winsock", w[0]); }, kProgram),
-        make("netcfg LINES...", [](const Words& w) { AddToState("netcfg", w[0]); }),
-        make("state LINES...", [](const Words& w) { AddToState("state", w[0]); }),
-        {"rehearse WORDS...",
+        Silent("sample", [](const Words&) { PrepareSample(); }),
+        Silent("netcfg LINES...", [](const Words& w) { AddToState("netcfg.txt", w[0]); }),
+        Silent("state LINES...", [](const Words& w) { AddToState("state.txt", w[0]); }),
+        {"rehearse ARGUMENTS...",
          [](const Words& w) { return Lines(RunChild(kSandbox + "norvane64-rehearse.exe " + w[0])); }},
-        {"run WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kFile); }, kProgram},
-        {"run-silent WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kNone); }, kProgram},
-        {"run-unwritable WORDS...", [](const Words& w) { return Run(w[0], ChildOutput::kUnwritable); },
-         kProgram},
-        {"run-piped WORDS...", [](const Words& w) { return CountWrites(w[0]); }, kProgram},
-        make(
-            "named", [](const Words&) { ShowNames(); }, kInProcess),
-        make(
-            "pretend-files", [](const Words&) { PretendFiles(); }, kInProcess),
-        make(
-            "fake-process", [](const Words&) { FakeProcess(); }, kInProcess),
-        make(
-            "message TEXT...", [](const Words& w) { FakeMessage(w[0]); }, kInProcess),
-        make(
-            "system-directory LENGTH TEXT...", [](const Words& w) { FakeSystemDirectory(w[0], w[1]); },
-            kInProcess),
     };
+}
+
+std::vector<Step> ProgramSteps() {
+    std::vector<Step> steps = {
+        Silent("winsock LINES...", [](const Words& w) { AddToState("winsock.txt", w[0]); }),
+        {"run ARGUMENTS...", [](const Words& w) { return Run(w[0], ChildOutput::kFile); }},
+        {"run-silent ARGUMENTS...", [](const Words& w) { return Run(w[0], ChildOutput::kNone); }},
+        {"run-unwritable ARGUMENTS...", [](const Words& w) { return Run(w[0], ChildOutput::kUnwritable); }},
+        {"run-piped ARGUMENTS...", [](const Words& w) { return CountWrites(w[0]); }},
+    };
+    const std::vector<Step> others = MachineSteps();
+    steps.insert(steps.end(), others.begin(), others.end());
+    return steps;
 }

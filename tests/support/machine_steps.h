@@ -1,4 +1,4 @@
-// The steps of the cases that look at or change the machine, run the executable, or say what Windows answers.
+// The steps of the cases that look at or change the machine, or run the executable.
 #pragma once
 
 #include <string>
@@ -6,13 +6,16 @@
 
 #include "support/case_file.h"
 
-// Makes a fresh machine: with the update functions, the simulations as the samples have them, no counts, no deletions that
-// wait, no class {T}.
+// Makes a fresh machine: with the update functions, the simulations as in the samples, no shared counts, no
+// deletions that wait for a restart, the file C:\sandbox\f.dll, and a class {T} whose DLL it was.
 //   executable  the program under test, for the steps that run it; empty for a case in process
 void PrepareMachine(const std::string& executable);
 
-// Puts a stand-in ws2_32.dll in the system's place: "update" or "plain".
+// Replaces the system's ws2_32.dll by a stand-in: "update" or "plain".
 void UseSystemLibrary(const std::string& kind);
 
-// The steps that they all have, and those for the program.
+// The steps of the cases in process.
 std::vector<Step> MachineSteps();
+
+// The same steps, and those that run the executable.
+std::vector<Step> ProgramSteps();

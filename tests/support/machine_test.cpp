@@ -4,6 +4,7 @@
 #include "lsp/update_function_loading.h"
 #include "machine/file_reading.h"
 #include "simulation/simulated_winsock.h"
+#include "support/guarded_memory.h"
 #include "support/text.h"
 #include "trace/trace_log.h"
 
@@ -15,22 +16,6 @@ std::vector<std::string> traced;
 
 void Capture(const char* text, size_t length, void*, unsigned level) {
     traced.push_back((level == kExtraFileLevel ? "* " : "") + std::string(text, length));
-}
-
-// A zeroed block that ends where memory ends that may be touched, so that reading one byte too far ends the run.
-void* AllocateGuarded(size_t size) {
-    const size_t pages = (size + 4095) / 4096 * 4096;
-    auto* block =
-        static_cast<BYTE*>(VirtualAlloc(nullptr, pages + 4096, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
-    DWORD before = 0;
-    VirtualProtect(block + pages, 4096, PAGE_NOACCESS, &before);
-    return block + pages - size;
-}
-
-void FreeGuarded(void* block) {
-    MEMORY_BASIC_INFORMATION memory = {};
-    VirtualQuery(block, &memory, sizeof(memory));
-    VirtualFree(memory.AllocationBase, 0, MEM_RELEASE);
 }
 
 } // namespace
@@ -82,6 +67,14 @@ std::string Traced() {
     return lines;
 }
 
+std::string Changes() {
+    std::string changes;
+    for (const std::string& call : Winsock().calls) {
+        changes += call.starts_with("WSCEnum") || call.starts_with("WSCGet") ? "" : call + "\n";
+    }
+    return changes;
+}
+
 DWORD RunProgram(std::string commandLine, HANDLE output) {
     STARTUPINFOA startup = {};
     startup.cb = sizeof(startup);
@@ -120,10 +113,7 @@ std::string RunChild(const std::string& commandLine, ChildOutput to) {
 }
 
 bool FileExists(const std::string& pathOrPattern) {
-    WIN32_FIND_DATAA found;
-    const HANDLE search = FindFirstFileA(pathOrPattern.c_str(), &found);
-    FindClose(search);
-    return search != INVALID_HANDLE_VALUE;
+    return !NamesIn(pathOrPattern).empty();
 }
 
 std::vector<std::string> NamesIn(const std::string& pattern) {

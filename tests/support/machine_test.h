@@ -1,5 +1,5 @@
-// What the tests share: a fixture that captures the trace and starts each test on a clean machine, child processes,
-// files and registry values.
+// What the tests share: a fixture that captures the trace and starts each test on a clean machine, child
+// processes, files and registry values.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,7 +10,10 @@
 #include "files/file_remover.h"
 #include "support/platform_hooks.h"
 
-// Resets hooks and Winsock, with the private heap there, and captures what is traced in process.
+constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";
+
+// Resets the hooks and the simulated Winsock, creates the private heap, and captures what is traced in
+// process.
 class MachineTest : public testing::Test {
   public:
     // The blocks of the private heap that are in use.
@@ -20,32 +23,37 @@ class MachineTest : public testing::Test {
     void SetUp() override;
     void TearDown() override;
 
-    // Makes the system's ws2_32.dll one that has the update functions, or not.
+    // Selects a system's ws2_32.dll with the update functions, or without.
     static void UseSystem(bool withUpdateFunctions);
 };
 
-// The captured texts, a line each as Escaped gives it, those of level 100 with a star before them. Forgets them.
+// Returns the captured messages and forgets them: a line each as Escaped gives it, a message of level 100
+// behind a star.
 std::string Traced();
 
-// Where a child program's output goes.
+// The calls of the simulated Winsock that can change a catalog, a line each, since the last ResetWinsock.
+std::string Changes();
+
+// Where the output of a child program is written.
 enum class ChildOutput { kFile, kNone, kUnwritable };
 
-// Runs a command line, with standard output and error to a file, without any, or with one that refuses every write.
-// Returns what it wrote. A program that has not ended after a minute is ended, and fails the test.
+// Runs a command line with standard output and error to a file, without any, or with one that refuses every
+// write. Returns what it wrote. A program that has not ended after a minute is terminated, and the test
+// fails.
 std::string RunChild(const std::string& commandLine, ChildOutput to = ChildOutput::kFile);
 
-// Runs a command line with the given handle for its output. Returns its exit code.
+// Runs a command line with the given handle as its output. Returns its exit code.
 DWORD RunProgram(std::string commandLine, HANDLE output);
 
 // The exit code of the last RunChild.
 extern DWORD lastExitCode;
 
-// Whether a file or folder is there, also by a pattern.
+// Whether a file or folder exists; a pattern is allowed.
 bool FileExists(const std::string& pathOrPattern);
 
-// The names of the files or folders that match.
+// The names of the files and folders that match.
 std::vector<std::string> NamesIn(const std::string& pattern);
 
-// Writes a value, and its key where there is none.
+// Writes a value; creates its key if necessary.
 void WriteRegistry(HKEY root, const std::string& key, const std::string& name, DWORD type,
                    const std::string& bytes);

@@ -10,9 +10,9 @@ template <class R, class... A, Hook<R(A...)>& hook> struct Stub<R(A...), hook> {
     static R WINAPI Call(A... arguments) { return hook.Call(arguments...); }
 };
 
-#define DEFINE_HOOK(library, function, failure, code)                                                        \
+#define DEFINE_HOOK(library, function, code)                                                                 \
     namespace on {                                                                                           \
-    constinit Hook<decltype(::function)> function{#function, #library, failure, code};                       \
+    constinit Hook<decltype(::function)> function{#function, #library, code};                                \
     }                                                                                                        \
     extern "C" decltype(&::function) __imp_##function;                                                       \
     decltype(&::function) __imp_##function = &Stub<decltype(::function), on::function>::Call;
@@ -46,8 +46,9 @@ void HookBase::Fail(int number, DWORD error) const {
 }
 
 std::optional<int> HookBase::Count() {
-    ++calls;
-    return failuresPlanned ? TakeFault(Plan(), name) : std::nullopt;
+    const std::optional<int> error = failuresPlanned ? TakeFault(Plan(), name) : std::nullopt;
+    calls += !error || *error >= 0;
+    return error;
 }
 
 const FaultPlan& PlatformFaults() {

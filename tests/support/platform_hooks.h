@@ -1,7 +1,7 @@
-// Windows calls of the program under test that a test can make fail, replace and count.
+// Calls of Windows that a test can make fail, replace and count.
 //
-// The test program defines the import pointers of these functions itself, so every call of the modules linked
-// into it passes here, and on to Windows unless a test says otherwise.
+// The test program defines the import pointers of these functions itself, so that each call of the linked
+// modules comes here first. It goes on to Windows unless a test plans something else.
 #pragma once
 
 #include <winsock2.h>
@@ -22,17 +22,17 @@
 struct HookBase {
     const char* name;
     const char* library;
-    LONG_PTR failure;  // what a failed call returns
-    bool returnsError; // whether it returns its error code instead
-    int calls = 0;
+    bool returnsError; // whether a failed call returns its error code, and not 0
+    int calls = 0;     // without those that failed with an HRESULT
 
-    constexpr HookBase(const char* hookName, const char* hookLibrary, LONG_PTR failureResult, bool code)
-        : name(hookName), library(hookLibrary), failure(failureResult), returnsError(code) {}
+    constexpr HookBase(const char* hookName, const char* hookLibrary, bool code)
+        : name(hookName), library(hookLibrary), returnsError(code) {}
 
-    // The number-th call from now on fails; or each, see kEachCall. Replaces what was planned for this function.
+    // Plans the failure of the call with that number from now on, or of each call, see kEachCall. Replaces
+    // the plan for this function.
     void Fail(int number, DWORD error) const;
 
-    // The error with which a call fails; counts the call.
+    // Counts a call. Returns the error with which it fails, or nothing.
     std::optional<int> Count();
 };
 
@@ -59,7 +59,7 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
         if (const std::optional<int> error = Count()) {
             SetLastError(static_cast<DWORD>(*error));
             // Wide enough for each of the results: pointers, handles, numbers.
-            const LONG_PTR result = returnsError ? *error : failure;
+            const LONG_PTR result = returnsError ? *error : 0;
             if constexpr (!std::is_void_v<R>) {
                 return (R)result;
             }
@@ -68,33 +68,28 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
     }
 };
 
-// library, function, result of a failed call, whether that is the error code instead
+// The library, the function, and whether it returns its error code. Any other function returns 0 when it
+// fails.
 // clang-format off
 #define PLATFORM_CALLS(X) \
-    X(kernel32, HeapCreate, 0, false) X(kernel32, HeapAlloc, 0, false) X(kernel32, HeapFree, 0, false) \
-    X(kernel32, HeapDestroy, 0, false) X(kernel32, LoadLibraryA, 0, false) \
-    X(kernel32, FreeLibrary, 0, false) X(kernel32, GetSystemDirectoryA, 0, false) \
-    X(kernel32, ExpandEnvironmentStringsA, 0, false) X(kernel32, MultiByteToWideChar, 0, false) \
-    X(kernel32, WideCharToMultiByte, 0, false) X(kernel32, FormatMessageA, 0, false) \
-    X(kernel32, GetFileAttributesExA, 0, false) X(kernel32, SetFileAttributesA, 0, false) \
-    X(kernel32, CreateFileA, -1, false) X(kernel32, CreateDirectoryA, 0, false) \
-    X(kernel32, GetTempFileNameA, 0, false) X(kernel32, MoveFileA, 0, false) \
-    X(kernel32, MoveFileExA, 0, false) X(kernel32, CreateProcessW, 0, false) \
-    X(kernel32, WaitForSingleObject, -1, false) X(kernel32, CloseHandle, 0, false) \
-    X(ole32, CoCreateInstance, 0, true) \
-    X(ole32, CoInitializeEx, 0, true) X(ole32, CoUninitialize, 0, false) X(ole32, CoTaskMemFree, 0, false) \
-    X(advapi32, RegOpenKeyA, 0, true) X(advapi32, RegOpenKeyExA, 0, true) \
-    X(advapi32, RegQueryValueExA, 0, true) X(advapi32, RegSetValueA, 0, true) \
-    X(advapi32, RegSetValueExA, 0, true) X(advapi32, RegDeleteValueA, 0, true) \
-    X(advapi32, OpenProcessToken, 0, false) X(advapi32, GetTokenInformation, 0, false) \
-    X(advapi32, ImpersonateSelf, 0, false) X(advapi32, OpenThreadToken, 0, false) \
-    X(advapi32, SetThreadToken, 0, false) X(advapi32, RevertToSelf, 0, false) \
-    X(advapi32, AdjustTokenPrivileges, 0, false) X(advapi32, GetSecurityInfo, 0, true) \
-    X(advapi32, SetSecurityInfo, 0, true) X(advapi32, GetNamedSecurityInfoA, 0, true) \
-    X(advapi32, SetNamedSecurityInfoA, 0, true) X(advapi32, GetSecurityDescriptorControl, 0, false) \
-    X(advapi32, MakeSelfRelativeSD, 0, false) X(advapi32, GetSecurityDescriptorDacl, 0, false) \
-    X(advapi32, GetAclInformation, 0, false) X(advapi32, InitializeAcl, 0, false) \
-    X(advapi32, AddAce, 0, false) X(advapi32, CopySid, 0, false)
+    X(kernel32, HeapCreate, false) X(kernel32, HeapAlloc, false) X(kernel32, HeapFree, false) \
+    X(kernel32, LoadLibraryA, false) X(kernel32, FreeLibrary, false) X(kernel32, GetSystemDirectoryA, false) \
+    X(kernel32, ExpandEnvironmentStringsA, false) X(kernel32, MultiByteToWideChar, false) \
+    X(kernel32, WideCharToMultiByte, false) X(kernel32, FormatMessageA, false) \
+    X(kernel32, GetFileAttributesExA, false) X(kernel32, SetFileAttributesA, false) \
+    X(kernel32, CreateDirectoryA, false) X(kernel32, GetTempFileNameA, false) \
+    X(kernel32, MoveFileExA, false) X(kernel32, CreateProcessW, false) X(kernel32, CloseHandle, false) \
+    X(ole32, CoUninitialize, false) X(ole32, CoTaskMemFree, false) X(ole32, CoCreateInstance, true) \
+    X(ole32, CoInitializeEx, true) X(advapi32, OpenProcessToken, false) \
+    X(advapi32, GetTokenInformation, false) X(advapi32, ImpersonateSelf, false) \
+    X(advapi32, OpenThreadToken, false) X(advapi32, SetThreadToken, false) X(advapi32, RevertToSelf, false) \
+    X(advapi32, AdjustTokenPrivileges, false) X(advapi32, GetSecurityDescriptorControl, false) \
+    X(advapi32, MakeSelfRelativeSD, false) X(advapi32, GetSecurityDescriptorDacl, false) \
+    X(advapi32, GetAclInformation, false) X(advapi32, InitializeAcl, false) X(advapi32, AddAce, false) \
+    X(advapi32, CopySid, false) X(advapi32, RegOpenKeyExA, true) X(advapi32, RegSetValueA, true) \
+    X(advapi32, RegSetValueExA, true) X(advapi32, RegDeleteValueA, true) X(advapi32, GetSecurityInfo, true) \
+    X(advapi32, SetSecurityInfo, true) X(advapi32, GetNamedSecurityInfoA, true) \
+    X(advapi32, SetNamedSecurityInfoA, true)
 // clang-format on
 
 namespace on {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <stdexcept>
 
 #include "machine/text_parsing.h"
@@ -13,12 +14,15 @@
 
 namespace {
 
-const std::pair<const char*, DWORD> kValueTypes[] = {
-    {"sz", REG_SZ},          {"expand", REG_EXPAND_SZ}, {"binary", REG_BINARY},    {"dword", REG_DWORD},
-    {"multi", REG_MULTI_SZ}, {"qword", REG_QWORD},      {"short-dword", REG_DWORD}};
+const std::map<std::string, DWORD> kTypes = {{"sz", REG_SZ},         {"expand", REG_EXPAND_SZ},
+                                             {"binary", REG_BINARY}, {"multi", REG_MULTI_SZ},
+                                             {"dword", REG_DWORD},   {"short-dword", REG_DWORD}};
 
-// The root's short name before the first backslash, and the path behind it.
-std::pair<HKEY, std::string> SplitKey(const std::string& key) {
+// The root and the path of a key.
+std::pair<HKEY, std::string> SplitKey(std::string key) {
+    static const std::map<std::string, std::string> names = {{"CLASS", "HKCR\\CLSID\\{T}\\InprocServer32"},
+                                                             {"COUNTS", std::string("HKLM\\") + kSharedDlls}};
+    key = names.contains(key) ? names.at(key) : key;
     if (!key.starts_with("HKCR\\") && !key.starts_with("HKLM\\")) {
         throw std::runtime_error("not a key: " + key);
     }
@@ -47,17 +51,12 @@ std::string OwnSid(bool owner) {
 void WriteValue(const std::string& key, const std::string& name, const std::string& type,
                 const std::string& text) {
     const auto [root, path] = SplitKey(key);
-    const auto known = std::find_if(std::begin(kValueTypes), std::end(kValueTypes),
-                                    [&](const auto& each) { return type == each.first; });
-    if (known == std::end(kValueTypes)) {
-        throw std::runtime_error("not a type: " + type);
-    }
     std::string bytes = text;
-    if (type == "dword" || type == "qword") {
-        const long long number = ParseNumber(text, 0, type == "dword" ? MAXDWORD : INT64_MAX);
-        bytes.assign(reinterpret_cast<const char*>(&number), known->second == REG_DWORD ? 4 : 8);
+    if (type == "dword") {
+        const DWORD number = ParseNumber32(text);
+        bytes.assign(reinterpret_cast<const char*>(&number), sizeof(number));
     }
-    WriteRegistry(root, path, ValueName(name), known->second, bytes);
+    WriteRegistry(root, path, ValueName(name), kTypes.at(type), bytes);
 }
 
 std::string ShowValue(const std::string& key, const std::string& name) {
@@ -70,12 +69,15 @@ std::string ShowValue(const std::string& key, const std::string& name) {
     if (error != ERROR_SUCCESS) {
         return "error " + std::to_string(error) + "\n";
     }
-    const auto known = std::find_if(std::begin(kValueTypes), std::end(kValueTypes),
-                                    [&](const auto& each) { return type == each.second; });
-    DWORD number = 0;
-    std::memcpy(&number, data, sizeof(number));
-    return std::string(known == std::end(kValueTypes) ? "another type" : known->first) + " " +
-           (type == REG_DWORD ? std::to_string(number) : Escaped(std::string(data, size))) + "\n";
+    if (type == REG_DWORD) {
+        DWORD number = 0;
+        std::memcpy(&number, data, sizeof(number));
+        return "dword " + std::to_string(number) + "\n";
+    }
+    const auto known =
+        std::find_if(kTypes.begin(), kTypes.end(), [&](const auto& each) { return type == each.second; });
+    return (known == kTypes.end() ? "another type" : known->first) + " " + Escaped(std::string(data, size)) +
+           "\n";
 }
 
 void WriteSecurity(const std::string& key, std::string sddl) {

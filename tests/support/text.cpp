@@ -2,48 +2,31 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <cstdio>
+#include <map>
 #include <regex>
-#include <stdexcept>
-
-#include "machine/text_parsing.h"
 
 namespace {
 
-const std::pair<const char*, char> kNamedEscapes[] = {{"lf", '\n'}, {"cr", '\r'}, {"nul", '\0'}};
-const std::string kManyXs(8000, 'x');
+const std::map<std::string, char> kNamedEscapes = {{"lf", '\n'}, {"cr", '\r'}, {"nul", '\0'}};
 
-// Adds what stands between the angle brackets of an escape.
-void AppendEscape(const std::string& name, std::string& text) {
-    for (const auto& [known, character] : kNamedEscapes) {
-        if (name == known) {
-            text += character;
-            return;
-        }
+// The text of an escape, given what is between its angle brackets.
+std::string TextOfEscape(const std::string& name) {
+    const size_t star = name.find('*');
+    if (star != std::string::npos) {
+        return std::string(std::stoul(name), name.at(star + 1));
     }
-    static const std::regex hexByte("[0-9a-f]{2}");
-    static const std::regex repeated("([0-9]+)\\*(.)");
-    std::smatch match;
-    if (std::regex_match(name, match, hexByte)) {
-        text += static_cast<char>(std::stoi(name, nullptr, 16));
-    } else if (std::regex_match(name, match, repeated)) {
-        text.append(static_cast<size_t>(ParseNumber(match[1], 1, 100000)), match.str(2)[0]);
-    } else {
-        throw std::runtime_error("unknown escape: <" + name + ">");
-    }
+    const auto named = kNamedEscapes.find(name);
+    const int byte = named != kNamedEscapes.end() ? named->second : std::stoi(name, nullptr, 16);
+    return std::string(1, static_cast<char>(byte));
+}
+
+bool IsUtf8(const std::string& text) {
+    return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), static_cast<int>(text.size()),
+                               nullptr, 0) != 0;
 }
 
 } // namespace
-
-std::vector<std::string> SplitAt(const std::string& text, const std::string& between) {
-    std::vector<std::string> parts;
-    for (size_t at = 0, end = 0; end != std::string::npos; at = end + between.size()) {
-        end = text.find(between, at);
-        parts.push_back(text.substr(at, end == std::string::npos ? end : end - at));
-    }
-    return parts;
-}
 
 std::string Unescaped(const std::string& text) {
     std::string plain;
@@ -53,36 +36,41 @@ std::string Unescaped(const std::string& text) {
             continue;
         }
         const size_t end = text.find('>', at);
-        if (end == std::string::npos) {
-            throw std::runtime_error("an escape without its end: " + text.substr(at));
-        }
-        AppendEscape(text.substr(at + 1, end - at - 1), plain);
-        at = end;
+        plain += TextOfEscape(text.substr(at + 1, end - at - 1));
+        at = std::min(end, text.size());
     }
     return plain;
 }
 
 std::string Escaped(const std::string& text) {
-    const bool utf8 = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
-                                          static_cast<int>(text.size()), nullptr, 0) != 0;
-    std::string escaped;
-    for (const char c : text) {
-        const auto named = std::find_if(std::begin(kNamedEscapes), std::end(kNamedEscapes),
-                                        [c](const auto& escape) { return escape.second == c; });
-        char shown[8] = {c};
-        if (named != std::end(kNamedEscapes)) {
-            std::snprintf(shown, sizeof(shown), "<%s>", named->first);
-        } else if (!utf8 && static_cast<unsigned char>(c) > 0x7F) {
-            std::snprintf(shown, sizeof(shown), "<%02x>", static_cast<unsigned char>(c));
-        }
-        escaped += shown;
+    std::string escaped = text;
+    for (const auto& [name, character] : kNamedEscapes) {
+        ReplaceAll(escaped, std::string(1, character), "<" + name + ">");
     }
-    ReplaceAll(escaped, kManyXs, "<8000*x>");
+    for (int byte = 0x80; byte <= 0xFF && !IsUtf8(text); ++byte) {
+        char escape[8];
+        std::snprintf(escape, sizeof(escape), "<%02x>", byte);
+        ReplaceAll(escaped, std::string(1, static_cast<char>(byte)), escape);
+    }
     return escaped;
+}
+
+std::vector<std::string> SplitAt(const std::string& text, const std::string& separator) {
+    std::vector<std::string> parts;
+    for (size_t at = 0, end = 0; end != std::string::npos; at = end + separator.size()) {
+        end = text.find(separator, at);
+        parts.push_back(text.substr(at, end == std::string::npos ? end : end - at));
+    }
+    return parts;
 }
 
 void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
     for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
         text.replace(at, from.size(), to);
     }
+}
+
+std::string ReplaceStamps(const std::string& trace, const std::string& to) {
+    static const std::regex stamp("(^|\\n)\\d{3,}:[0-9a-f]{4,} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ");
+    return std::regex_replace(trace, stamp, "$1" + to);
 }

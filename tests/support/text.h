@@ -1,17 +1,22 @@
-// The escapes of the cases, and the taking apart of texts.
+// The escapes of the cases, and helpers for texts.
 #pragma once
 
 #include <string>
 #include <vector>
 
-// Replaces the escapes of a step: <lf> and its like, <0a>, <300*x>. Throws std::runtime_error for others.
+// Replaces the escapes of a step: <lf>, <cr>, <nul>, a byte such as <e9>, a repetition such as <300*x>.
+// Throws std::logic_error for any other.
 std::string Unescaped(const std::string& text);
 
-// Makes a text one line: line feeds, NULs and, where it is not UTF-8, its bytes beyond ASCII become escapes.
+// Makes a text one line: line feeds, carriage returns and NULs become escapes, and in a text that is not
+// UTF-8 the bytes beyond ASCII, too.
 std::string Escaped(const std::string& text);
 
-// The parts of a text that has a separator between them; at least one.
-std::vector<std::string> SplitAt(const std::string& text, const std::string& between);
+// Splits a text at each separator. Returns at least one part.
+std::vector<std::string> SplitAt(const std::string& text, const std::string& separator);
 
-// Replaces every occurrence; what is put in is not looked through again.
+// Replaces every occurrence. The replacements themselves are not searched.
 void ReplaceAll(std::string& text, const std::string& from, const std::string& to);
+
+// Replaces the stamp at the start of each trace message: process, thread and time.
+std::string ReplaceStamps(const std::string& trace, const std::string& to);

@@ -1,0 +1,182 @@
+// Texts, keys and paths as the product passes them to Windows, and answers that Windows seldom gives.
+#include <stdexcept>
+#include <tuple>
+
+#include "common/registry_helpers.h"
+#include "common/text_conversion.h"
+#include "comrestore/registration_runner.h"
+#include "files/file_remover.h"
+#include "lsp/update_function_loading.h"
+#include "security/permission_acquirer.h"
+#include "support/machine_test.h"
+#include "trace/trace_log.h"
+
+namespace {
+
+using WindowsCallsTest = MachineTest;
+
+// What a conversion throws.
+template <class F> std::string Thrown(F convert) {
+    try {
+        convert();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "nothing";
+}
+
+TEST_F(WindowsCallsTest, TextsAreConvertedBetweenCodePages) {
+    EXPECT_EQ(conv_to_wchar(""), L"");
+    EXPECT_EQ(conv_to_wchar("caf\xE9"), L"caf\u00E9");
+    EXPECT_EQ(conv_to_char(L"caf\u00E9\u4E2D"), "caf\xE9?") << "with the code page's default character";
+    EXPECT_EQ(conv_wchar_to_utf8(L"caf\u00E9"), "caf\xC3\xA9");
+    EXPECT_EQ(conv_utf8_to_wchar("caf\xC3\xA9\xFF"), L"caf\u00E9\uFFFD");
+    const std::string narrow = "conv_to_char called wcstombs() and failed.";
+    EXPECT_EQ(Thrown([] { conv_wchar_to_utf8(nullptr); }), narrow);
+    on::MultiByteToWideChar.Fail(1, ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(Thrown([] { conv_to_wchar("a"); }), "conv_to_wchar called mbstowcs() failed.");
+    for (const int call : {1, 2}) {
+        on::WideCharToMultiByte.Fail(call, ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(Thrown([] { conv_to_char(L"a"); }), narrow);
+        on::MultiByteToWideChar.Fail(call, ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(Thrown([] { conv_utf8_to_wchar("a"); }), "conv_utf8_to_wchar called mbstowcs() failed.");
+    }
+}
+
+TEST_F(WindowsCallsTest, EnvironmentReferencesAreExpanded) {
+    const std::string longText(300, 'x');
+    EXPECT_EQ(ExpandEnvString((longText + "%SystemDrive%b").c_str()), longText + "C:b");
+    EXPECT_EQ(ExpandEnvString("%NORVANE_UNSET%"), "%NORVANE_UNSET%");
+    EXPECT_EQ(ExpandEnvString(nullptr), "");
+    on::ExpandEnvironmentStringsA.Fail(1, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(ExpandEnvString("a"), "");
+}
+
+// The line break and one full stop are removed from a message of the system.
+TEST_F(WindowsCallsTest, SystemMessagesEndWithOneFullStop) {
+    EXPECT_EQ(FormatSystemError(0xE1234567), "Error 3777185127: .");
+    std::string message;
+    on::FormatMessageA.Replace([&](DWORD flags, LPCVOID, DWORD, DWORD language, LPSTR buffer, auto...) {
+        EXPECT_EQ(flags, DWORD{FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM});
+        EXPECT_EQ(language, DWORD{MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT)});
+        char* text = static_cast<char*>(LocalAlloc(LPTR, message.size() + 1));
+        message.copy(text, message.size());
+        *reinterpret_cast<char**>(buffer) = text;
+        return static_cast<DWORD>(message.size());
+    });
+    const std::pair<const char*, const char*> rows[] = {{"Done.\r\n", "Done."}, {"Done.", "Done."},
+                                                        {"Why?\r\n", "Why?."},  {".", "."},
+                                                        {"..\r\n", ".."},       {"\r\n", "."}};
+    for (const auto& [text, shown] : rows) {
+        message = text;
+        EXPECT_EQ(FormatSystemError(5), std::string("Error 5: ") + shown);
+    }
+    on::FormatMessageA.Fail(1, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(FormatSystemError(5), "Error 5: .");
+}
+
+// In the 64-bit view, the node of the 32-bit view is removed from a path once, whatever its letter case.
+TEST_F(WindowsCallsTest, TheNodeOfThe32BitViewIsRemovedFromAPath) {
+    WriteRegistry(HKEY_LOCAL_MACHINE, "Software\\Norvane_test", "", REG_SZ, "x");
+    const std::tuple<BYTE, const char*, BYTE, const char*> rows[] = {
+        // the view, the path, the view that remains, and the path that the trace names when there is no key
+        {1, "Software\\Norvane_test", 1, ""},
+        {1, "Software\\Wow6432Node\\Norvane_test", 0, ""},
+        {0, "Software\\Wow6432Node\\Norvane_test", 0, "Software\\Wow6432Node\\Norvane_test"},
+        {1, "Software\\Norvane_test\\Wow6432Node", 1, "Software\\Norvane_test\\Wow6432Node"},
+        {1, "A\\WOW6432NODE\\Wow6432Node\\B", 0, "A\\Wow6432Node\\B"},
+        {1, "S\\Wow6432Node\\x%s", 0, "S\\x%s"}};
+    for (auto [use64, path, use64After, missing] : rows) {
+        HKEY key = nullptr;
+        const LONG error = RegOpenKeyLogged(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key, use64);
+        EXPECT_EQ(use64, use64After) << path;
+        EXPECT_EQ(Traced(), error == 0 ? missing
+                                       : "RegOpenKeyEx(80000002H\\" + std::string(missing) + ") failed. " +
+                                             FormatSystemError(ERROR_FILE_NOT_FOUND) + "\n");
+        RegCloseKey(key);
+    }
+}
+
+TEST_F(WindowsCallsTest, TheUpdateFunctionsAreLoadedFromTheSystemDirectory) {
+    const std::string failed = "LoadUpdateProviderFunctions: StringCchCatA failed: ";
+    const std::tuple<UINT, size_t, std::string> rows[] = {
+        // what GetSystemDirectoryA returns, the length of the directory, what is loaded or traced
+        {249, 249, std::string(249, 'x') + "\\ws2_32.dll"},
+        {250, 250, failed + "0x8007007a<lf>\n"},
+        {300, 261, failed + "0x80070057<lf>\n"},
+        {0, 0, "\\ws2_32.dll"}}; // the expanded path is not the one that is loaded
+    std::string loaded;
+    on::LoadLibraryA.Replace([&](LPCSTR path) { return loaded = path, GetModuleHandleA(nullptr); });
+    for (const auto& row : rows) {
+        on::GetSystemDirectoryA.Replace([&](LPSTR buffer, UINT size) {
+            EXPECT_EQ(size, MAX_PATH + 1u);
+            std::fill_n(buffer, std::get<1>(row), 'x');
+            return std::get<0>(row);
+        });
+        loaded.clear();
+        LoadUpdateProviderFunctions();
+        EXPECT_EQ(loaded + Traced(), std::get<2>(row));
+    }
+    testing::internal::CaptureStderr();
+    on::ExpandEnvironmentStringsA.Fail(1, ERROR_NOT_ENOUGH_MEMORY);
+    LoadUpdateProviderFunctions();
+    on::LoadLibraryA.Fail(1, ERROR_MOD_NOT_FOUND);
+    LoadUpdateProviderFunctions();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "LoadUpdateProviderFunctions: Unable to expand environment string: 8\n"
+              "LoadUpdateProviderFunctions: Unable to load \\ws2_32.dll: 126\n");
+}
+
+// The name of a root is found anywhere in a path, and a fixed number of characters is removed from its start.
+TEST_F(WindowsCallsTest, PathsOfKeysAreTranslated) {
+    std::string named;
+    on::GetNamedSecurityInfoA.Replace([&](LPCSTR name, SE_OBJECT_TYPE type, auto...) {
+        named = name + (" " + std::to_string(type));
+        return static_cast<DWORD>(ERROR_FILE_NOT_FOUND);
+    });
+    const std::tuple<const char*, bool, const char*> rows[] = {
+        {"HKEY_CLASSES_ROOT\\CLSID\\{x}", false, "CLASSES_ROOT\\CLSID\\{x} 4"},
+        {"HKEY_LOCAL_MACHINE", false, "MACHINE 4"},
+        {"HKEY_LOCAL_MACHINE\\S", true, "MACHINE\\S 12"},
+        {"HKEY_CURRENT_USER\\S", false, "CURRENT_USER\\S 4"},
+        {"XHKEY_USERS\\S-1-5-18", false, "USERSS\\S-1-5-18 4"},
+        {"hkey_local_machine\\S", false, " 4"}};
+    for (const auto& [path, view32, expected] : rows) {
+        EXPECT_FALSE(PermissionAcquirer().SetPermissions(path, 0, view32));
+        EXPECT_EQ(named, expected);
+        EXPECT_EQ(Traced(), "Failure retrieving SecurityDescruiptor , err 2\n");
+    }
+}
+
+// The runtime would end the process if a part of a path did not fit its buffers.
+TEST_F(WindowsCallsTest, AFileWithAnOverlongPartOfItsPathIsScheduledUnderItsPath) {
+    std::string scheduled;
+    on::GetFileAttributesExA.Replace([](auto...) { return TRUE; });
+    on::MoveFileExA.Replace([&](LPCSTR path, LPCSTR, DWORD) { return scheduled += path, TRUE; });
+    const std::string part(300, 'x');
+    RemoveFile(("\\\\?\\C:\\" + part + "\\f.dll").c_str(), false, true);
+    RemoveFile(("C:\\" + part).c_str(), false, true);
+    EXPECT_EQ(scheduled, "\\\\?\\C:\\" + part + "\\f.dllC:\\" + part);
+}
+
+// A program that does not start is not waited for. Of one that starts both handles are closed, the thread's
+// first.
+TEST_F(WindowsCallsTest, ARegistrationClosesItsHandles) {
+    EXPECT_EQ(RegSvr32Dll(L"no_such_program.exe"), 0);
+    EXPECT_EQ(Traced(), "RegSvr32Dll\nRegSvr32Dll CreateProcess ret=0 code=2\n");
+    on::CreateProcessW.Replace([](auto... arguments) {
+        *std::get<9>(std::tuple(arguments...)) = {reinterpret_cast<HANDLE>(0x7FFF0001),
+                                                  reinterpret_cast<HANDLE>(0x7FFF0002), 7, 8};
+        return TRUE;
+    });
+    on::CloseHandle.Replace([](HANDLE handle) {
+        Trace("closed %x", static_cast<unsigned>(reinterpret_cast<ULONG_PTR>(handle)));
+        return TRUE;
+    });
+    RegSvr32Dll(L"anything");
+    EXPECT_EQ(Traced(), "RegSvr32Dll\nRegSvr32Dll CreateProcess ret=1 code=0\n"
+                        "RegSvr32Dll WaitProcess h=0x7FFF0001 pid=7\n"
+                        "RegSvr32Dll WaitProcess ret=4294967295\nclosed 7fff0002\nclosed 7fff0001\n");
+}
+
+} // namespace
