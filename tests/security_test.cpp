@@ -90,6 +90,21 @@ TEST_F(SecurityTest, AListIsBuiltInCanonicalOrderAndAgainAfterEachChange) {
     EXPECT_EQ(TypesOf(dacl.BuildAcl()), "0 ") << "a null list becomes one with only the new entry";
     dacl.SetEmpty();
     EXPECT_EQ(dacl.BuildAcl()->AclSize, sizeof(ACL));
+    dacl = List({Ace(0), Ace(1)});
+    dacl = List({Ace(1)});
+    EXPECT_EQ(TypesOf(dacl.BuildAcl()), "1 ") << "a second list replaces the first";
+}
+
+// The sort begins with a gap of 4, which exchanges the first and the last of five entries, and is not stable.
+TEST_F(SecurityTest, FiveEntriesAreSortedWithAGapOfFour) {
+    CDacl dacl;
+    dacl = List({Ace(0, 1), Ace(0, 2), Ace(0, 3), Ace(0, 4), Ace(1)});
+    dacl.BuildAcl();
+    std::string flags;
+    for (UINT i = 0; i < dacl.GetAceCount(); ++i) {
+        flags += std::to_string(dacl.GetAce(i)->GetFlags());
+    }
+    EXPECT_EQ(flags, "02341");
 }
 
 // The size of the list that is built from a descriptor: 0 for a null list, -1 if it cannot be read.
