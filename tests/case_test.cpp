@@ -15,7 +15,6 @@
 #include "support/case_file.h"
 #include "support/machine_steps.h"
 #include "support/machine_test.h"
-#include "support/residue.h"
 #include "support/text.h"
 
 namespace {
@@ -120,9 +119,8 @@ class CaseTest : public MachineTest {
             Silent("action ACTION...", [this](const Words& w) { action_ = w[0]; }),
             {"fail CALL NUMBER CODE", [this](const Words& w) { return Fail(w); }},
             {"sweep CALL CODE TEXTS...", [this](const Words& w) { return Sweep(w); }},
-            Silent("catalog ENTRIES...", [this](const Words& w) { AddEntries(w[0]); }),
-            Silent("next-id ID", [this](const Words& w) { state_.nextId = ParseNumber32(w[0]); })};
-        steps_.insert(steps_.end(), more.begin(), executable_.empty() ? more.end() : more.end() - 2);
+            Silent("catalog ENTRIES...", [this](const Words& w) { AddEntries(w[0]); })};
+        steps_.insert(steps_.end(), more.begin(), executable_.empty() ? more.end() : more.end() - 1);
         if (executable_.empty()) {
             for (const Step& action : Actions()) {
                 steps_.push_back({action.usage, [&](const Words& w) { return RunAction(action, w); }});

@@ -135,6 +135,11 @@ TEST_F(SecurityTest, DescriptorsDistinguishAbsentNullAndBrokenLists) {
     CDacl dacl;
     EXPECT_FALSE(CSecurityDesc().GetDacl(dacl));
     EXPECT_FALSE(GetObjectSecurityDescriptor(nullptr, SE_REGISTRY_KEY, nullptr, 0xF, true));
+    on::OpenThreadToken.Fail(2, ERROR_ACCESS_DENIED);
+    on::RevertToSelf.Fail(1, ERROR_INVALID_HANDLE);
+    CSecurityDesc descriptor;
+    EXPECT_FALSE(GetObjectSecurityDescriptor(GetCurrentProcess(), SE_KERNEL_OBJECT, &descriptor, 0xF, true));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE}) << "the error of the failed revert";
 }
 
 TEST_F(SecurityTest, ASetOfPrivilegesIsReadWithinItsBuffer) {

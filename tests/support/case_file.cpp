@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <stdexcept>
 
 #include "machine/file_reading.h"
@@ -12,8 +13,6 @@
 #include "support/text.h"
 
 namespace {
-
-const std::string kBefore = "before_the_first_case";
 
 // The lines of an output from their notation, with a bar between them.
 std::string Lines(std::string notation) {
@@ -135,7 +134,7 @@ std::vector<TextCase> ReadCases() {
                 return;
             }
             if (cases.empty() || cases.back().file != file) {
-                cases.push_back({file, kBefore, {}});
+                cases.push_back({file, "before the first case", {}});
             }
             cases.back().lines.push_back({name + ":" + std::to_string(number), line});
         };
@@ -149,7 +148,8 @@ std::vector<TextCase> ReadCases() {
 }
 
 void RunCase(const TextCase& textCase, const std::vector<Step>& steps) {
-    EXPECT_NE(textCase.name, kBefore);
+    EXPECT_TRUE(std::all_of(textCase.name.begin(), textCase.name.end(),
+                            [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; }));
     CaseRun run(steps);
     for (const CaseLine& line : textCase.lines) {
         SCOPED_TRACE(line.place + ": " + line.text.substr(0, 200));

@@ -18,6 +18,22 @@ void Capture(const char* text, size_t length, void*, unsigned level) {
     traced.push_back((level == kExtraFileLevel ? "* " : "") + std::string(text, length));
 }
 
+// The open handles of the process. Wine's GetProcessHandleCount always returns 0.
+int CountHandles() {
+    constexpr int kSystemExtendedHandleInformation = 64;
+    static const auto query = reinterpret_cast<LONG(WINAPI*)(int, void*, ULONG, ULONG*)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("ntdll"), "NtQuerySystemInformation")));
+    // The number of all handles, a reserved field, and for each handle five fields of which the second is the
+    // process.
+    static ULONG_PTR handles[2 + 5 * 0x10000];
+    EXPECT_EQ(query(kSystemExtendedHandleInformation, handles, sizeof(handles), nullptr), 0);
+    int open = 0;
+    for (size_t i = 0; i < handles[0]; ++i) {
+        open += handles[2 + 5 * i + 1] == GetCurrentProcessId();
+    }
+    return open;
+}
+
 } // namespace
 
 DWORD lastExitCode = 0;
@@ -73,6 +89,30 @@ std::string Changes() {
         changes += call.starts_with("WSCEnum") || call.starts_with("WSCGet") ? "" : call + "\n";
     }
     return changes;
+}
+
+std::string ResidueOf(const std::function<void()>& action) {
+    const int handles = CountHandles();
+    const int blocks = MachineTest::liveBlocks;
+    on::CoInitializeEx.calls = on::CoUninitialize.calls = 0;
+    action();
+    const int com = on::CoInitializeEx.calls - on::CoUninitialize.calls;
+    const bool comUsed = on::CoInitializeEx.calls > 0; // it keeps handles of its own, once used
+    StopFailing();
+    std::string residue;
+    const auto add = [&](const char* what, int count) {
+        residue += count == 0 ? "" : what + (": " + std::to_string(count)) + "\n";
+    };
+    add("blocks of the private heap not freed", MachineTest::liveBlocks - blocks);
+    add("starts of COM not ended", com);
+    HANDLE token = nullptr;
+    if (OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &token)) {
+        add("impersonations not ended", 1);
+        CloseHandle(token);
+        RevertToSelf();
+    }
+    add("handles not closed", comUsed ? 0 : CountHandles() - handles);
+    return residue;
 }
 
 DWORD RunProgram(std::string commandLine, HANDLE output) {

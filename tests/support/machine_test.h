@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,11 @@ std::string Traced();
 
 // The calls of the simulated Winsock that can change a catalog, a line each, since the last ResetWinsock.
 std::string Changes();
+
+// Runs an action, then ends the planned failures and an impersonation that remains. Returns a line for each
+// kind of resource that the action did not release: blocks of the private heap, starts of COM, the
+// impersonation, handles. Handles are not counted when COM was used, because COM keeps some of its own.
+std::string ResidueOf(const std::function<void()>& action);
 
 // Where the output of a child program is written.
 enum class ChildOutput { kFile, kNone, kUnwritable };

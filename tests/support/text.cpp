@@ -21,11 +21,6 @@ std::string TextOfEscape(const std::string& name) {
     return std::string(1, static_cast<char>(byte));
 }
 
-bool IsUtf8(const std::string& text) {
-    return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), static_cast<int>(text.size()),
-                               nullptr, 0) != 0;
-}
-
 } // namespace
 
 std::string Unescaped(const std::string& text) {
@@ -43,11 +38,13 @@ std::string Unescaped(const std::string& text) {
 }
 
 std::string Escaped(const std::string& text) {
+    const bool utf8 = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
+                                          static_cast<int>(text.size()), nullptr, 0) != 0;
     std::string escaped = text;
     for (const auto& [name, character] : kNamedEscapes) {
         ReplaceAll(escaped, std::string(1, character), "<" + name + ">");
     }
-    for (int byte = 0x80; byte <= 0xFF && !IsUtf8(text); ++byte) {
+    for (int byte = 0x80; byte <= 0xFF && !utf8; ++byte) {
         char escape[8];
         std::snprintf(escape, sizeof(escape), "<%02x>", byte);
         ReplaceAll(escaped, std::string(1, static_cast<char>(byte)), escape);
