@@ -136,15 +136,6 @@ class CaseTest : public MachineTest {
     bool occurred_ = false;
 };
 
-// The builds of the executable in the sandbox, by the names of their folders.
-std::vector<std::string> Builds() {
-    std::vector<std::string> builds = NamesIn("C:\\sandbox\\*");
-    std::erase_if(builds, [](const std::string& build) {
-        return !FileExists("C:\\sandbox\\" + build + "\\norvane64.exe");
-    });
-    return builds;
-}
-
 void RegisterCase(const TextCase& textCase, const std::string& name, const std::string& executable) {
     testing::RegisterTest(
         textCase.file.c_str(), name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
@@ -171,8 +162,11 @@ int main(int argc, char** argv) {
             RegisterCase(textCase, textCase.name, "");
             continue;
         }
-        for (const std::string& build : Builds()) {
-            RegisterCase(textCase, textCase.name + "_" + build, "C:\\sandbox\\" + build + "\\norvane64.exe");
+        for (const std::string& build : NamesIn("C:\\sandbox\\*")) {
+            const std::string executable = "C:\\sandbox\\" + build + "\\norvane64.exe";
+            if (FileExists(executable)) {
+                RegisterCase(textCase, textCase.name + "_" + build, executable);
+            }
         }
     }
     return RUN_ALL_TESTS();

@@ -35,7 +35,7 @@ const ACL* List(std::initializer_list<Bytes> aces, int sizeError = 0) {
     return reinterpret_cast<ACL*>(copy);
 }
 
-// The types of the entries after the copy, with the GUIDs that they have; or what the copy throws.
+// The types of the entries after the copy, with their own flags and GUIDs; or what the copy throws.
 std::string TypesOf(const ACL* acl) {
     CDacl dacl;
     std::string types;
@@ -46,7 +46,9 @@ std::string TypesOf(const ACL* acl) {
     }
     for (UINT i = 0; i < dacl.GetAceCount(); ++i) {
         const CAcl::CAce* ace = dacl.GetAce(i);
-        types += std::to_string(ace->GetType()) + (ace->GetObjectType() != nullptr ? "o" : "") +
+        const int own = ace->GetFlags() & ~INHERITED_ACE;
+        types += std::to_string(ace->GetType()) + (own != 0 ? ":" + std::to_string(own) : "") +
+                 (ace->GetObjectType() != nullptr ? "o" : "") +
                  (ace->GetInheritedObjectType() != nullptr ? "i " : " ");
     }
     return types;
@@ -99,12 +101,7 @@ TEST_F(SecurityTest, AListIsBuiltInCanonicalOrderAndAgainAfterEachChange) {
 TEST_F(SecurityTest, FiveEntriesAreSortedWithAGapOfFour) {
     CDacl dacl;
     dacl = List({Ace(0, 1), Ace(0, 2), Ace(0, 3), Ace(0, 4), Ace(1)});
-    dacl.BuildAcl();
-    std::string flags;
-    for (UINT i = 0; i < dacl.GetAceCount(); ++i) {
-        flags += std::to_string(dacl.GetAce(i)->GetFlags());
-    }
-    EXPECT_EQ(flags, "02341");
+    EXPECT_EQ(TypesOf(dacl.BuildAcl()), "1 0:2 0:3 0:4 0:1 ");
 }
 
 // The size of the list that is built from a descriptor: 0 for a null list, -1 if it cannot be read.

@@ -69,11 +69,6 @@ std::string Run(const std::string& words, ChildOutput to) {
     return Lines(RunChild(program + " " + words, to));
 }
 
-std::string ShowFile(const std::string& name) {
-    EXPECT_TRUE(FileExists(kSandbox + name));
-    return ReadWholeFile(kSandbox + name);
-}
-
 // Creates the sample machine's files, values and classes that the commands look at.
 void PrepareSample() {
     for (const char* name : {"examplelsp", "filterlsp", "guardlsp", "original"}) {
@@ -108,17 +103,16 @@ void AddToState(const std::string& file, std::string lines) {
     AppendToFile(kSandbox + file, lines + "\n");
 }
 
-// Lets everybody change a key, if it exists, and deletes it with its subkeys.
-void DeleteClass(const std::string& key) {
-    const auto keys = {key, key + "\\InprocServer32"};
-    for (const std::string& each : keys) {
+// Deletes the class {T}, after everybody is granted full access to its keys.
+void DeleteClass() {
+    for (const std::string key : {"CLSID\\{T}", "CLSID\\{T}\\InprocServer32"}) {
         HKEY opened = nullptr;
-        if (RegOpenKeyExA(HKEY_CLASSES_ROOT, each.c_str(), 0, WRITE_DAC, &opened) == ERROR_SUCCESS) {
+        if (RegOpenKeyExA(HKEY_CLASSES_ROOT, key.c_str(), 0, WRITE_DAC, &opened) == ERROR_SUCCESS) {
             RegCloseKey(opened);
-            WriteSecurity("HKCR\\" + each, "D:(A;;KA;;;WD)");
+            WriteSecurity("HKCR\\" + key, "D:(A;;KA;;;WD)");
         }
     }
-    RegDeleteTreeA(HKEY_CLASSES_ROOT, key.c_str());
+    RegDeleteTreeA(HKEY_CLASSES_ROOT, "CLSID\\{T}");
 }
 
 } // namespace
@@ -146,8 +140,7 @@ void PrepareMachine(const std::string& executable) {
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, "Software\\Wow6432Node\\Brennick");
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDlls);
     WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDlls, "", REG_SZ, "");
-    DeleteClass("CLSID\\{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}");
-    DeleteClass("CLSID\\{T}");
+    DeleteClass();
     WriteValue("CLASS", "@", "sz", std::string("C:\\evil.dll", 12));
     WriteValue("CLASS", "OriginalDll", "sz", std::string("C:\\sandbox\\f.dll", 17));
 }
@@ -171,7 +164,7 @@ std::vector<Step> MachineSteps() {
         {"show-security KEY", [](const Words& w) { return ShowSecurity(w[0]); }},
         {"pending", [](const Words&) { return TakePending(); }},
         {"cmd COMMAND...", [](const Words& w) { return Lines(RunChild(w[0])); }},
-        {"show FILE", [](const Words& w) { return ShowFile(w[0]); }},
+        {"show FILE", [](const Words& w) { return ReadWholeFile(kSandbox + w[0]); }},
         Silent("sample", [](const Words&) { PrepareSample(); }),
         Silent("netcfg LINES...", [](const Words& w) { AddToState("netcfg.txt", w[0]); }),
         Silent("state LINES...", [](const Words& w) { AddToState("state.txt", w[0]); }),
