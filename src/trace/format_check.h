@@ -142,6 +142,7 @@ consteval void CheckFormat(const char* format, const Kind* kinds, size_t count, 
         const Kind wanted = ReadType(text);
         if (used == count || kinds[used] != wanted) {
             FormatMismatch("argument missing or of another kind");
+            return;
         }
         if (wanted == Kind::kNarrowText) {
             *notes++ = static_cast<Note>(precision);
