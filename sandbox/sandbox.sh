@@ -51,8 +51,12 @@ sandbox_enter() {
 # of their own. All of them have the sandbox in their environment.
 sandbox_leave() {
     set +eo pipefail
+    trap '' HUP INT TERM # a second Ctrl-C does not end the removal
     local processes tries=100
-    [ -z "${sandbox_process:-}" ] || kill "$sandbox_process" 2>/dev/null
+    if [ -n "${sandbox_process:-}" ]; then
+        disown "$sandbox_process" # bash would report how it ended
+        kill "$sandbox_process" 2>/dev/null
+    fi
     while ((tries-- > 0)) && processes=$(sandbox_processes) && [ -n "$processes" ]; do
         xargs kill -KILL <<<"$processes" 2>/dev/null || true
         sleep 0.05

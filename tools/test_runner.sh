@@ -8,13 +8,36 @@ test_files() {
     awk -v PAGE=trace -f tools/traces_to_cases.awk docs/trace.md >"$drive/sandbox/cases/run_traces.txt"
 }
 
-# What the terminal gets of a run: with BRIEF=1 in the environment, no line for a test that passes.
+# Shows the output of a run as it arrives. What a test prints is shown when it fails; some tests print
+# messages of failures that they cause. With BRIEF=1 in the environment there is one line for each suite
+# instead of each test.
 test_output() {
-    if [ "${BRIEF:-0}" = 1 ]; then
-        grep --line-buffered -v '^\[ RUN  \|^\[       OK\|^\[---' || true
-    else
-        cat
-    fi
+    local line held='' inside=''
+    while IFS= read -r line || [ -n "$line" ]; do
+        line=${line%$'\r'}
+        case $line in
+        '[ RUN '*)
+            inside=1
+            if test_brief; then held=$line$'\n'; else echo "$line"; fi
+            ;;
+        '[       OK '*)
+            inside='' held=''
+            test_brief || echo "$line"
+            ;;
+        '[  FAILED '*)
+            printf '%s%s\n' "$held" "$line"
+            inside='' held=''
+            ;;
+        '[---'*' total)') echo "$line" ;;
+        '' | '[---'* | '[==='* | '[  PASSED '* | 'Note: '*) test_brief || echo "$line" ;;
+        *) if [ -n "$inside" ]; then held+=$line$'\n'; else echo "$line"; fi ;;
+        esac
+    done
+    printf '%s' "$held"
+}
+
+test_brief() {
+    [ "${BRIEF:-0}" = 1 ]
 }
 
 # summary_of LOG TEXT: the number after PASSED or FAILED in the summary of GoogleTest.
