@@ -1,3 +1,11 @@
+# The version of a build, which a commit and a tag change: every build looks at them.
+set(NORVANE_VERSION_HEADER ${CMAKE_BINARY_DIR}/version.h)
+add_custom_target(norvane_version
+    COMMAND ${CMAKE_COMMAND} -D SOURCE=${CMAKE_SOURCE_DIR} -D VERSION=${PROJECT_VERSION}
+        -D HEADER=${NORVANE_VERSION_HEADER} -P ${CMAKE_SOURCE_DIR}/cmake/version.cmake
+    BYPRODUCTS ${NORVANE_VERSION_HEADER}
+    VERBATIM)
+
 # norvane_ships(TARGET DESCRIPTION LEVEL): makes TARGET a program that ships: hardened, with version resource
 # and manifest. Its symbols are in a file beside it, for the analysis of crash dumps. LEVEL is the execution
 # level that it requests from Windows.
@@ -6,6 +14,9 @@ function(norvane_ships target NORVANE_DESCRIPTION NORVANE_LEVEL)
     configure_file(${CMAKE_SOURCE_DIR}/resources/program.manifest.in ${target}.manifest @ONLY)
     configure_file(${CMAKE_SOURCE_DIR}/resources/version.rc.in ${target}.rc @ONLY)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+    set_property(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc
+        PROPERTY OBJECT_DEPENDS ${NORVANE_VERSION_HEADER})
+    add_dependencies(${target} norvane_version)
     set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
     target_link_options(${target} PRIVATE
         -Wl,--gc-sections -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat -mconsole)
