@@ -5,6 +5,7 @@ endif()
 install(PROGRAMS $<TARGET_FILE:norvane64> $<TARGET_FILE:norvane64-rehearse> DESTINATION .)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION .)
 install(FILES docs/trace.md docs/kept-behaviour.md DESTINATION docs)
+install(FILES resources/licences.md DESTINATION licences RENAME README.md)
 # The programs contain the runtime and the C++ library: their licences as Debian ships them, and the texts
 # that these name.
 foreach(package mingw-w64-x86-64-dev g++-mingw-w64-x86-64-${NORVANE_THREADS})

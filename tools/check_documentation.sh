@@ -6,6 +6,7 @@
 # shellcheck disable=SC2016 # the backticks are those of Markdown
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
+. tools/pages.sh
 script_arguments 0 "$@"
 setup_packages "${setup_compiler[@]}" git
 failed=0
@@ -54,42 +55,18 @@ rows=$(grep '^| ' docs/kept-behaviour.md | grep -v '^| What ' |
     grep -vE '\| [^|]*(`[A-Za-z_0-9]+\.[A-Za-z_0-9]+`|none: )[^|]*\|$') || true
 report "docs/kept-behaviour.md has rows without a case" "$rows"
 
-# anchors_of FILE: the anchors of its headings.
-anchors_of() {
-    sed -n 's/^#\+ //p' "$1" | tr '[:upper:]' '[:lower:]' | sed 's/[^a-z0-9 _-]//g; s/ /-/g'
-}
-
-# names_in PAGE: its links, and the files of the checkout that it names.
-names_in() {
-    local folders='src|machine|simulation|resources|sandbox|rehearsal|tests|tools|docs|cmake'
-    {
-        grep -o '](\([^)#]*\)' "$1" | sed 's/^](//'
-        grep -oE "\`($folders)/[A-Za-z_./-]+\`" "$1" | tr -d '`'
-    } | sort -u
-}
-
-# missing_files PAGE: the files that it names and that do not exist.
+# missing_files PAGE: the files of the checkout that it names and that do not exist.
 missing_files() {
-    local name
-    names_in "$1" | while IFS= read -r name; do
-        [[ $name == http* || -e $name || -e $(dirname "$1")/$name ]] || echo "$name"
-    done
-}
-
-# missing_headings PAGE: its links to headings that do not exist.
-missing_headings() {
-    local link file
-    { grep -o '](\([^)]*#[^)]*\)' "$1" || true; } | while IFS= read -r link; do
-        file=${link#*(}
-        file=${file%%#*}
-        [ -z "$file" ] || file=$(dirname "$1")/$file
-        anchors_of "${file:-$1}" | grep -xF -- "${link#*#}" >/dev/null || echo "$link)"
-    done
+    local folders='src|machine|simulation|resources|sandbox|rehearsal|tests|tools|docs|cmake' name
+    { grep -oE "\`($folders)/[A-Za-z_./-]+\`" "$1" || true; } | tr -d '`' | sort -u |
+        while IFS= read -r name; do
+            [ -e "$name" ] || echo "$name"
+        done
 }
 
 for page in README.md CONTRIBUTING.md CHANGELOG.md tests/README.md docs/*.md; do
     report "$page names files that do not exist" "$(missing_files "$page")"
-    report "$page links to headings that do not exist" "$(missing_headings "$page")"
+    report "$page has broken links" "$(broken_links "$page")"
 done
 lines=$(wc -l <README.md)
 ((lines <= 200)) || report "README.md is longer than 200 lines" "$lines"

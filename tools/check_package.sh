@@ -1,36 +1,84 @@
 #!/usr/bin/env bash
-# Checks the package. Two folders and time zones give the same bytes. Every file has its sum. A package that
-# is signed with a throwaway certificate is verified, and a changed byte is refused. Takes no arguments.
+# Checks the package. Two folders and time zones give the same bytes. The version is that of the tag, or names
+# the commit. Every file has its sum, and links inside the package work. Packages that are no commit are
+# refused. Signatures and time stamps of throwaway certificates are verified, and a changed byte is refused.
+# Takes no arguments.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
+. tools/pages.sh
 script_arguments 0 "$@"
-setup_packages git zip unzip openssl osslsigncode
+setup_packages git zip unzip openssl osslsigncode socat
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+authority=
+trap 'kill $authority 2>/dev/null || true; rm -rf "$work"' EXIT
 failed=0
 
 check() {
     script_check "package: $1" "${@:2}"
 }
 
-# The files that git knows, as they are here, in two folders. A release in dist is not touched.
-mkdir "$work/one" "$work/other"
+# package COPY OPTIONS...: makes a package in one of the copies of this checkout.
+package() {
+    (cd "$work/$1" && tools/package.sh "${@:2}" >"$work/log" 2>&1)
+}
+
+# must_package COPY OPTIONS...: the same, and ends the script when that fails.
+must_package() {
+    echo "Making a package: $* ..." >&2
+    package "$@" || script_fail "$(cat "$work/log")
+The package could not be made."
+}
+
+# refused REASON COPY OPTIONS...: whether making a package fails for that reason.
+refused() {
+    ! package "${@:2}" && grep -q -- "$1" "$work/log"
+}
+
+# reports VERSION: whether both programs of the first copy have that version in their resources, and the
+# rehearsal in its texts.
+reports() {
+    local version=${1//+/[+]} program
+    for program in "$work"/one/build/release/*.exe; do
+        tr -d '\0' <"$program" | LC_ALL=C grep -aE "FileVersion.{0,2}$version([^-]|$)" >/dev/null || return
+    done
+    program=$work/one/build/release/norvane64-rehearse.exe
+    LC_ALL=C grep -aE "norvane64-rehearse $version$" "$program" >/dev/null
+}
+
+# The files that git knows, as they are here, as a commit of their own. A release in dist is not touched.
+version=$(sed -n 's/^project(norvane64 VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+mkdir "$work/one"
 git ls-files -z | xargs -0 cp --parents -t "$work/one"
-cp -r "$work/one/." "$work/other"
-(cd "$work/one" && tools/package.sh)
-(cd "$work/other" && TZ=Asia/Tokyo CXXFLAGS=-Werror tools/package.sh)
-for zip in "$work"/one/dist/*.zip; do
-    check "same bytes of ${zip##*/} in another folder" cmp -s "$zip" "$work/other/dist/${zip##*/}"
+git -C "$work/one" init -q
+git -C "$work/one" add -A
+git -C "$work/one" -c user.name=check -c user.email=check@localhost commit -qm "This checkout"
+untagged=$version-dev+$(git -C "$work/one" rev-parse HEAD | cut -c 1-12)
+must_package one
+check "version without a tag" reports "$untagged"
+check "name without a tag" test -s "$work/one/dist/norvane64-$untagged.zip"
+
+git -C "$work/one" tag "v$version"
+git clone -q "$work/one" "$work/other"
+must_package one
+check "version at the tag" reports "$version"
+export TZ=Asia/Tokyo CXXFLAGS=-Werror
+must_package other
+for zip in "norvane64-$version.zip" "norvane64-$version-symbols.zip"; do
+    check "same bytes of $zip in another folder" cmp -s "$work/one/dist/$zip" "$work/other/dist/$zip"
 done
 
-unzip -q "$work"/one/dist/norvane64-*[0-9].zip -d "$work"
-package=$(echo "$work"/norvane64-*)
+unzip -q "$work/one/dist/norvane64-$version.zip" -d "$work"
+package=$work/norvane64-$version
 (cd "$package" && sha256sum --quiet -c SHA256SUMS) || script_fail "The sums are not those of the package."
 files=$(cd "$package" && find . -type f ! -name SHA256SUMS -printf '%P\n' | sort)
 check "each file has its sum" test "$files" = "$(sed 's/^[0-9a-f]*  //' "$package/SHA256SUMS" | sort)"
 for file in norvane64.exe norvane64-rehearse.exe README.md CHANGELOG.md docs/trace.md docs/kept-behaviour.md \
-    licences/GPL-3.txt licences/LGPL-2.1.txt; do
+    licences/README.md licences/GPL-3.txt licences/LGPL-2.1.txt; do
     check "$file" test -s "$package/$file"
+done
+for page in "$package"/*.md "$package"/*/*.md; do
+    broken=$(broken_links "$page")
+    check "links of ${page#"$package/"} $broken" test -z "$broken"
 done
 mkdir "$work/installed"
 echo "a file of another program" >"$work/installed/other.txt"
@@ -38,25 +86,85 @@ cmake --install "$work/one/build/release" --prefix "$work/installed" >/dev/null
 rm "$work/installed/other.txt"
 check "cmake --install gives the same files" diff -r "$package" "$work/installed"
 
-openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=throwaway -addext extendedKeyUsage=codeSigning \
-    -keyout "$work/key.pem" -out "$work/certificate.pem" 2>"$work/openssl.log" ||
-    script_fail "The throwaway certificate could not be made: $(tail -n 1 "$work/openssl.log")"
-(cd "$work" && other/tools/package.sh --sign certificate.pem key.pem >/dev/null)
-unzip -q "$work"/other/dist/norvane64-*[0-9].zip -d "$work/signed"
-(cd "$work"/signed/norvane64-* && sha256sum --quiet -c SHA256SUMS) ||
-    script_fail "The sums are not those of the signed package."
+echo >>"$work/other/README.md"
+check "changes that are not committed are refused" refused "Changes that are not committed" other
+git -C "$work/other" checkout -q README.md
+mv "$work/other/.git" "$work/git"
+check "a folder without git is refused" refused "no checkout of git" other
+must_package other --allow-dirty
+check "--allow-dirty marks the name" test -s "$work/other/dist/norvane64-$version-dirty.zip"
+echo "gitdir: nowhere" >"$work/other/.git"
+check "a folder that git cannot read is refused" refused "git does not know" other
+rm "$work/other/.git"
+mv "$work/git" "$work/other/.git"
 
-verify() {
-    osslsigncode verify -CAfile "$work/certificate.pem" -in "$1" >/dev/null 2>&1
+# certificate FOLDER USAGE: makes a throwaway certificate and its key. Its name is that of the folder.
+certificate() {
+    mkdir "$work/$1"
+    openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj "/CN=throwaway $1" \
+        -addext "extendedKeyUsage=critical,$2" \
+        -keyout "$work/$1/key.pem" -out "$work/$1/certificate.pem" 2>"$work/log" ||
+        script_fail "The throwaway certificate could not be made: $(tail -n 1 "$work/log")"
 }
-for program in "$work"/signed/norvane64-*/*.exe; do
-    check "signature of ${program##*/}" verify "$program"
-    osslsigncode remove-signature -in "$program" -out "$work/plain-${program##*/}" >/dev/null
-    check "without its signature it is the unsigned one" cmp -s "$work/plain-${program##*/}" \
-        "$package/${program##*/}"
-    # One letter of a text in the program.
-    sed 's/This program cannot/This program cannoT/' "$program" >"$work/changed.exe"
-    check "a byte can be changed" not cmp -s "$program" "$work/changed.exe"
-    check "a changed byte is refused" not verify "$work/changed.exe"
+certificate signer codeSigning
+certificate authority timeStamping
+sign=(--sign "$work/signer/certificate.pem" "$work/signer/key.pem")
+
+# Starts the authority for time stamps on a free port, and waits until it listens.
+socat -d -d TCP-LISTEN:0,bind=127.0.0.1,fork "EXEC:tools/timestamp_authority.sh $work/authority" \
+    2>"$work/socat.log" &
+authority=$!
+port=
+for ((tries = 50; tries > 0; --tries)); do
+    port=$(sed -n 's/.* listening on AF=2 127.0.0.1:\([0-9]*\).*/\1/p' "$work/socat.log")
+    [ -z "$port" ] || break
+    sleep 0.1
 done
+export no_proxy=127.0.0.1
+
+signed=$work/other/dist/norvane64-$version-signed.zip
+echo "an older one" >"$signed"
+check "a signing that fails is reported" refused "could not be signed" \
+    other "${sign[@]}" --timestamp http://127.0.0.1:1
+check "a signing that fails leaves no package" test ! -e "$signed"
+
+# verify PROGRAM [AUTHORITY]: whether its signature is sound. The log reports the time stamp.
+verify() {
+    osslsigncode verify -CAfile "$work/signer/certificate.pem" \
+        -TSA-CAfile "$work/${2:-authority}/certificate.pem" -in "$1" >"$work/log" 2>&1
+}
+
+# stamped AUTHORITY: whether the signed program has a time stamp of that authority.
+stamped() {
+    verify "$work/signed/norvane64-$version/norvane64.exe" "$1" && grep -q '^Timestamp .*: ok' "$work/log"
+}
+
+# check_signed WHAT: unpacks the signed package and checks its signatures.
+check_signed() {
+    local program name
+    rm -rf "$work/signed"
+    unzip -q "$signed" -d "$work/signed"
+    (cd "$work/signed/norvane64-$version" && sha256sum --quiet -c SHA256SUMS) ||
+        script_fail "The sums are not those of the signed package."
+    for program in "$work/signed/norvane64-$version"/*.exe; do
+        name=${program##*/}
+        check "$1 of $name" verify "$program"
+        rm -f "$work/plain-$name"
+        osslsigncode remove-signature -in "$program" -out "$work/plain-$name" >/dev/null
+        check "without its signature it is the unsigned one" cmp -s "$work/plain-$name" "$package/$name"
+        # One letter of a text in the program.
+        sed 's/This program cannot/This program cannoT/' "$program" >"$work/changed.exe"
+        check "a byte can be changed" not cmp -s "$program" "$work/changed.exe"
+        check "a changed byte is refused" not verify "$work/changed.exe"
+    done
+}
+must_package other "${sign[@]}"
+check_signed "signature"
+check "no time stamp" not stamped authority
+must_package other "${sign[@]}" --timestamp "http://127.0.0.1:$port"
+check_signed "signature with time stamp"
+check "time stamp" stamped authority
+check "a time stamp of another authority is refused" not stamped signer
+zip=dist/norvane64-$version.zip
+check "the unsigned package remains" cmp -s "$work/one/$zip" "$work/other/$zip"
 ((failed == 0)) || script_fail "The package is not as it should be."
