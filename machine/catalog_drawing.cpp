@@ -1,30 +1,42 @@
 #include "machine/catalog_drawing.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 
 #include "lsp/provider_entries.h"
+#include "machine/entry_names.h"
 #include "machine/utf8_text.h"
 
 namespace {
 
 using Names = std::map<DWORD, std::string>;
 
-constexpr size_t kNameColumn = 27; // bytes that a name and the blanks behind it take
+constexpr size_t kWidestName = 44; // characters; a longer name moves what follows it
+
+// The characters of a UTF-8 text: the bytes that continue one are not counted.
+size_t CountCharacters(const std::string& text) {
+    return static_cast<size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+// A text filled with blanks up to a width in characters.
+std::string Padded(std::string text, size_t width) {
+    const size_t characters = CountCharacters(text);
+    return text.append(std::max(width, characters) - characters, ' ');
+}
 
 std::string DrawChain(const WSAPROTOCOL_INFOW& entry, const Names& names) {
     std::string text;
     for (int i = 0; i < ChainLength(entry); ++i) {
         const DWORD id = entry.ProtocolChain.ChainEntries[i];
         const auto named = names.find(id);
-        text += (i == 0 ? "" : " > ") + (named == names.end() ? "!! " + std::to_string(id) + " is gone"
-                                                              : std::to_string(id) + " " + named->second);
+        text += (i == 0 ? "" : " > ") + std::to_string(id) + " " +
+                (named == names.end() ? "MISSING" : named->second);
     }
-    return text + (ChainLength(entry) != entry.ProtocolChain.ChainLen ? " !! not a length" : "");
+    return text;
 }
 
-// The DLL of a layered entry, where it is not that of its LSP.
+// The file of a layered entry, where it is not that of its LSP.
 std::string DrawOwnPath(const SimulatedEntry& entry, const SimulatedCatalog& catalog) {
     const bool asItsLsp = std::any_of(catalog.begin(), catalog.end(), [&](const SimulatedEntry& lsp) {
         return IsLayerOf(entry.info, lsp.info.dwCatalogEntryId) && lsp.path == entry.path;
@@ -32,44 +44,68 @@ std::string DrawOwnPath(const SimulatedEntry& entry, const SimulatedCatalog& cat
     return asItsLsp || entry.path.empty() ? "" : "   " + Shown(entry.path);
 }
 
-const char* KindName(int chainLength) {
-    switch (chainLength) {
-    case LAYERED_PROTOCOL:
-        return "LSP";
-    case BASE_PROTOCOL:
+const char* KindOf(const WSAPROTOCOL_INFOW& entry) {
+    if (IsKind(entry, BASE_PROTOCOL)) {
         return "base";
-    default:
-        return "  chain";
     }
+    return IsKind(entry, LAYERED_PROTOCOL) ? "LSP" : "layered";
 }
 
-std::string DrawEntry(const SimulatedEntry& entry, const SimulatedCatalog& catalog, const Names& names) {
-    const int length = entry.info.ProtocolChain.ChainLen;
-    const std::string name = NameOf(entry.info);
-    char start[32];
-    _snprintf(start, sizeof(start), "    %-6lu %-8s ", entry.info.dwCatalogEntryId, KindName(length));
-    if (length == LAYERED_PROTOCOL || length == BASE_PROTOCOL) {
-        const size_t blanks = std::max(kNameColumn, name.size() + 1) - name.size();
-        return start + name + std::string(blanks, ' ') + Shown(entry.path) + "\n";
-    }
-    return start + name + "   [" + DrawChain(entry.info, names) + "]" + DrawOwnPath(entry, catalog) + "\n";
-}
-
-std::string DrawCatalog(const char* bits, const SimulatedCatalog& catalog) {
-    Names names;
-    for (const SimulatedEntry& entry : catalog) {
-        names[entry.info.dwCatalogEntryId] = NameOf(entry.info);
-    }
-    std::string text =
-        std::string("\n  ") + bits + "-bit catalog" + (catalog.empty() ? ": empty" : "") + "\n";
-    for (const SimulatedEntry& entry : catalog) {
-        text += DrawEntry(entry, catalog, names);
-    }
-    return text;
+std::string DrawEntry(const SimulatedEntry& entry, const SimulatedCatalog& catalog, const Names& names,
+                      size_t width) {
+    const bool layered = !IsKind(entry.info, LAYERED_PROTOCOL) && !IsKind(entry.info, BASE_PROTOCOL);
+    return Padded(std::to_string(entry.info.dwCatalogEntryId), 6) + Padded(KindOf(entry.info), 9) +
+           Padded(NameOf(entry.info), width) + "  " +
+           (layered ? "[" + DrawChain(entry.info, names) + "]" + DrawOwnPath(entry, catalog)
+                    : Shown(entry.path));
 }
 
 } // namespace
 
+size_t NameWidth(const SimulatedCatalog& one, const SimulatedCatalog& other) {
+    size_t width = 0;
+    for (const SimulatedCatalog* catalog : {&one, &other}) {
+        for (const SimulatedEntry& entry : *catalog) {
+            width = std::max(width, CountCharacters(NameOf(entry.info)));
+        }
+    }
+    return std::min(width, kWidestName);
+}
+
+std::vector<std::string> DrawEntries(const SimulatedCatalog& catalog, const Flags& present, size_t width,
+                                     const std::function<char(size_t)>& mark,
+                                     const std::function<std::string(size_t)>& note) {
+    Names names;
+    for (size_t i = 0; i < catalog.size(); ++i) {
+        if (present[i]) {
+            names.emplace(catalog[i].info.dwCatalogEntryId, NameOf(catalog[i].info));
+        }
+    }
+    std::vector<std::string> lines;
+    for (const bool bases : {false, true}) {
+        for (size_t i = 0; i < catalog.size(); ++i) {
+            if (IsKind(catalog[i].info, BASE_PROTOCOL) != bases || mark(i) == '\0') {
+                continue;
+            }
+            const std::string text = note(i);
+            lines.push_back(std::string("  ") + mark(i) + " " + DrawEntry(catalog[i], catalog, names, width) +
+                            (text.empty() ? "" : "\n           " + text) + "\n");
+        }
+    }
+    return lines;
+}
+
 std::string DrawCatalogs(const WinsockState& state) {
-    return DrawCatalog("64", state.catalog64) + DrawCatalog("32", state.catalog32);
+    const size_t width = NameWidth(state.catalog64, state.catalog32);
+    std::string text;
+    for (const auto& [bits, catalog] :
+         {std::pair("64", &state.catalog64), std::pair("32", &state.catalog32)}) {
+        text += std::string("\n") + bits + "-bit catalog" + (catalog->empty() ? ": empty" : "") + "\n";
+        for (const std::string& line : DrawEntries(
+                 *catalog, Flags(catalog->size(), true), width, [](size_t) { return ' '; },
+                 [](size_t) { return std::string(); })) {
+            text += line;
+        }
+    }
+    return text;
 }

@@ -27,8 +27,8 @@ std::optional<int> TakeFault(FaultPlan& plan, const std::string& call);
 // Whether a fault of that call with that code occurred.
 bool HasOccurred(const FaultPlan& plan, const std::string& call, int code);
 
-// Reads "fail CALL NUMBER CODE", or "failed ..." for a fault that occurred, without its first word. Throws std::runtime_error,
-// also for a call that is none of known.
+// Reads "fail CALL NUMBER CODE", or "failed ..." for a fault that occurred, without its first word. Throws
+// std::runtime_error, also for a call that is none of known.
 PlannedFault ParseFault(std::string text, const std::set<std::string>& known);
 
 // Writes a line of a state that ParseFault reads, with its first word.

@@ -7,7 +7,7 @@ std::string ReadWholeFile(const std::string& path) {
     std::string content;
     std::FILE* file = std::fopen(path.c_str(), "rb");
     if (file == nullptr) {
-        throw std::runtime_error("1: the file is not there, or may not be read");
+        throw std::runtime_error(" the file is missing, or cannot be opened");
     }
     char buffer[4096];
     while (!std::feof(file) && !std::ferror(file)) {
@@ -16,7 +16,7 @@ std::string ReadWholeFile(const std::string& path) {
     const bool failed = std::ferror(file) != 0;
     std::fclose(file);
     if (failed) {
-        throw std::runtime_error("1: the file cannot be read to its end");
+        throw std::runtime_error(" the file cannot be read to its end");
     }
     return content;
 }

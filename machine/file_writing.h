@@ -3,7 +3,8 @@
 
 #include <string>
 
-// Writes a file with that content, and replaces one that exists. Throws std::runtime_error, and may leave a part of it.
+// Writes a file with that content, and replaces one that exists. Throws std::runtime_error, and may leave a
+// part of it.
 void WriteWholeFile(const std::string& path, const std::string& content);
 
 // Appends content to a file, which it creates if it is missing. Throws std::runtime_error.

@@ -13,7 +13,7 @@ LONG AddLiveValues(HKEY key, const std::string& path, Registry& registry) {
     DWORD largest = 0;
     LONG error = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                   &longestName, &largest, nullptr, nullptr);
-    // A character has up to four bytes in a code page; a text's size can be told for another encoding.
+    // A character has up to four bytes in a code page. The size of a text can be that of another encoding.
     std::string name(4 * longestName + 1, '\0');
     std::string data(2 * largest + 2, '\0');
     for (DWORD index = 0; error == ERROR_SUCCESS; ++index) {

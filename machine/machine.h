@@ -2,29 +2,35 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "machine/entry_file.h"
 #include "machine/winsock_state.h"
 
-// The key of the Winsock catalogs, below HKEY_LOCAL_MACHINE.
-inline constexpr char kWinsockParametersKey[] = "SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters";
-
-struct Machine {
-    std::string name;         // of the computer, or of the pictures
-    bool live = false;        // whether it is this one, whose disk can be looked at
-    bool incomplete = false;  // whether an entry, or its path, could not be read
-    bool hasCatalogs = false; // whether anything described them; they can be empty
-    bool hasCounts = false;   // the same of the shared counts
-    WinsockState state;
-    std::vector<std::pair<std::string, std::string>>
-        namespaces;                            // name and DLL path of each namespace provider
-    std::map<std::string, DWORD> sharedCounts; // by path in lower case
-    std::vector<std::string> warnings;         // what of it is damaged, each with its key
+struct NamespaceProvider {
+    std::string name;
+    std::string path; // of its DLL; empty where it is not known
+    bool is32;        // whether 32-bit programs use it
 };
 
-// Reads the machine that this runs on, or the one of the pictures, when there are any: exports of the registry, or a state
-// file of the sandbox. Only one of them may have catalogs. Throws std::runtime_error, with file and line or with the key, when
-// it cannot be read.
-Machine ReadMachine(const std::vector<std::string>& pictures);
+struct Machine {
+    std::string name;         // of the computer, or of the files that describe the machine
+    bool live = false;        // whether it is this machine, whose disk can be looked at
+    bool isState = false;     // whether a state file of the sandbox describes it
+    bool fromListing = false; // whether the catalogs are those that netsh printed
+    bool incomplete = false;  // whether a catalog entry, or its path, could not be read
+    bool hasCatalogs = false; // whether anything described them; they can be empty
+    bool hasCounts = false;   // the same for the shared counts
+    Folders folders = AssumedFolders();
+    WinsockState state;
+    std::vector<NamespaceProvider> namespaces;
+    std::map<std::string, DWORD> sharedCounts; // by path in lower case
+    std::set<std::wstring>
+        deletedFiles;                  // files that earlier steps of a rehearsal deleted, as FileOf has them
+    std::vector<std::string> warnings; // what is damaged or unusual, each with its key or its file and line
+};
+
+// The file of a namespace provider, as FileOf has it; empty where it is not known.
+std::wstring FileOfNamespace(const NamespaceProvider& provider, const Folders& folders);

@@ -10,10 +10,12 @@ std::wstring WideOf(const std::string& bytes) {
     return wide;
 }
 
-void AddKey(const std::string& path, Registry& registry) {
-    if (registry.loweredKeys.insert(LowerCase(path)).second) {
+bool AddKey(const std::string& path, Registry& registry) {
+    const bool added = registry.loweredKeys.insert(LowerCase(path)).second;
+    if (added) {
         registry.keys.push_back(path);
     }
+    return added;
 }
 
 void AddValue(const std::string& key, const std::string& name, DWORD type, const std::string& bytes,

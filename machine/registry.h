@@ -23,8 +23,8 @@ struct Registry {
 // The characters of a UTF-16 text; an odd last byte is dropped.
 std::wstring WideOf(const std::string& bytes);
 
-// Adds a key, unless the registry has it already.
-void AddKey(const std::string& path, Registry& registry);
+// Adds a key. Returns false when the registry has it already.
+bool AddKey(const std::string& path, Registry& registry);
 
 // Adds a value. A text becomes UTF-8 and ends at its terminator, if it has one.
 //   key, name  UTF-8

@@ -63,7 +63,7 @@ int DigitValue(char c) {
     return found == nullptr ? -1 : static_cast<int>(found - digits);
 }
 
-// Two digits each, with commas between them; a backslash in the place of a byte goes on in the next line.
+// Two digits each, with commas between them. A backslash in the place of a byte continues in the next line.
 std::string TakeBytes(Reader& reader, std::string text) {
     std::string bytes;
     for (size_t i = 0; i < text.size();) {
@@ -73,12 +73,12 @@ std::string TakeBytes(Reader& reader, std::string text) {
         }
         const int high = i + 1 < text.size() ? DigitValue(text[i]) : -1;
         const int low = high < 0 ? -1 : DigitValue(text[i + 1]);
-        const bool goesOn = i + 3 < text.size() && text[i + 2] == ',';
-        if (low < 0 || (!goesOn && i + 2 != text.size())) {
+        const bool more = i + 3 < text.size() && text[i + 2] == ',';
+        if (low < 0 || (!more && i + 2 != text.size())) {
             throw std::runtime_error("not hexadecimal bytes: " + text.substr(i, 20));
         }
         bytes += static_cast<char>(high * 16 + low);
-        i += goesOn ? 3u : 2u;
+        i += more ? 3u : 2u;
     }
     return bytes;
 }
@@ -126,7 +126,9 @@ void ReadExportLine(Reader& reader, bool wide, Registry& registry) {
     }
     if (line[0] == '[' && line.ends_with(']') && line[1] != '-') {
         reader.key = line.substr(1, line.size() - 2);
-        AddKey(reader.key, registry);
+        if (!AddKey(reader.key, registry)) {
+            throw std::runtime_error("the key is there twice: " + reader.key.substr(0, 200));
+        }
         return;
     }
     std::string name;

@@ -1,5 +1,5 @@
-// The functions of ws2_32.dll that the simulation has. simulation/CMakeLists.txt reads the names here, for the exports of the DLLs
-// that stand in for ws2_32.dll.
+// The functions of ws2_32.dll that the simulation has. simulation/CMakeLists.txt reads the names here, for
+// the exports of the DLLs that stand in for ws2_32.dll.
 #pragma once
 
 #include <set>

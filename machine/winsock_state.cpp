@@ -43,6 +43,9 @@ void ReadChain(std::string ids, WSAPROTOCOLCHAIN& chain) {
             throw std::runtime_error("a chain of more than 7 ids");
         }
         const size_t comma = std::min(ids.find(','), ids.size());
+        if (comma == 0 || comma + 1 == ids.size()) {
+            throw std::runtime_error("a comma without an id");
+        }
         chain.ChainEntries[i] = ParseNumber32(ids.substr(0, comma));
         chain.ChainLen = i + 1;
         ids.erase(0, comma + 1);

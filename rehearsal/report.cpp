@@ -1,86 +1,104 @@
 #include "rehearsal/report.h"
 
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "machine/assumptions.h"
 #include "machine/catalog_drawing.h"
+#include "machine/change_drawing.h"
+#include "machine/defects.h"
+#include "machine/lsp_list.h"
+#include "machine/text_sections.h"
 #include "machine/utf8_text.h"
+#include "rehearsal/advice.h"
 
 namespace {
 
-constexpr char kDamaged[] = "Warnings: this is damaged, or not as Windows writes it";
-constexpr char kAboutBreaks[] =
-    "  What to do: reinstall the products that have these DLLs, other than the one that is removed; or "
-    "\"netsh winsock reset\", which removes every LSP, and a restart.\n";
-constexpr char kAboutLeaves[] =
-    "  What to do, where no line says it: the uninstaller of the product takes out what stays in a catalog; "
-    "a file can be deleted by hand, after the restart, when no catalog and no other program needs it.\n";
+using Texts = std::vector<std::string>;
 
-// A heading with its lines, and what to do about them; empty without lines.
-std::string Section(const char* heading, const std::vector<std::string>& lines, const char* advice = "") {
-    std::string text = lines.empty() ? "" : std::string("\n") + heading + "\n";
-    for (const std::string& line : lines) {
-        text += "  - " + Printable(line) + "\n";
+Texts DescribeRemoval(const Rehearsal& rehearsal) {
+    const MachineChange& change = rehearsal.change;
+    const size_t removed64 = CountRemoved(change.catalog64);
+    const size_t removed32 = CountRemoved(change.catalog32);
+    Texts lines;
+    if (removed64 + removed32 > 0) {
+        const std::set<std::string> products = RemovedProducts(change);
+        lines.push_back("Entries: " + std::to_string(removed64) + " of the 64-bit catalog, " +
+                        std::to_string(removed32) + " of the 32-bit catalog, of " +
+                        Joined({products.begin(), products.end()}));
     }
-    return text + (lines.empty() ? "" : advice);
+    if (rehearsal.foreseen.fileDeleted) {
+        lines.push_back("File " + Shown(rehearsal.foreseen.dllPath) +
+                        " (at the next restart if it is in use)");
+    }
+    lines.push_back(removed64 + removed32 > 0
+                        ? "A restart would be due: running programs keep the old catalogs"
+                        : "Nothing, and no restart would be due");
+    if (!rehearsal.foreseen.found && FromAnsi(rehearsal.dllName).find_first_of("\\/:") != std::string::npos) {
+        lines.push_back("The name has to be the file name of the DLL alone, without a folder");
+    }
+    return lines;
 }
 
-std::string FileFate(const Foreseen& foreseen) {
-    if (foreseen.dllPath.empty()) {
-        return "No DLL is deleted.\n";
+Texts DescribeBroken(const std::vector<Broken>& broken) {
+    Texts lines;
+    for (const Broken& each : broken) {
+        lines.push_back(each.product + ": " + Programs(each.in64, each.in32) + " that " + each.notice);
     }
-    return (foreseen.fileGoes ? "The DLL is deleted, at the next start if it is in use: "
-                              : "The DLL is not deleted: ") +
-           Shown(foreseen.dllPath) + "\n";
+    return Shortened(lines);
 }
 
-std::vector<std::string> TakenForGranted(const Machine& machine, const Foreseen& foreseen) {
-    std::vector<std::string> granted = {"that Windows grants each call"};
-    if (!machine.live && !foreseen.dllPath.empty()) {
-        granted.push_back("that the DLL exists, and that code page and Windows folder are this machine's");
-        if (!machine.hasCounts) {
-            granted.push_back("that no shared count holds the DLL: no picture has the key SharedDLLs");
-        }
+// The texts of findings, a line each.
+template <class T> Texts TextsOf(const std::vector<T>& findings) {
+    Texts lines;
+    for (const T& finding : findings) {
+        lines.push_back(finding.text);
     }
-    return granted;
+    return Shortened(lines);
 }
 
-} // namespace
-
-std::string WriteReport(const Machine& machine, const Foreseen& foreseen, const Findings& findings,
-                        const std::string& dllName) {
-    const bool changes = findings.gone64 + findings.gone32 > 0;
-    std::string text = std::string(VerdictText(findings.verdict)) + ": \"remove lsp " +
-                       (dllName.empty() ? "\"\"" : Printable(FromAnsi(dllName))) + "\" on " +
-                       Printable(machine.name) + "\n\n";
-    text += "Entries that go: " + std::to_string(findings.gone64) + " of the 64-bit catalog, " +
-            std::to_string(findings.gone32) + " of the 32-bit catalog.\n" + FileFate(foreseen);
-    text += dllName.find_first_of("\\/:") == std::string::npos
-                ? ""
-                : "The name has to be a bare file name, without a folder.\n";
-    text += changes ? "A restart is due afterwards: programs that run keep the old catalogs.\n"
-                    : "No restart is due.\n";
-    text += Section("This breaks", findings.breaks, kAboutBreaks);
-    text += Section("This stays", findings.leaves, kAboutLeaves);
-    text += Section("This is broken already", findings.already);
-    text += Section("Not meant by the command", findings.hints);
-    text += Section(kDamaged, machine.warnings) +
-            Section("Taken for granted", TakenForGranted(machine, foreseen));
-    text += "\nThe catalogs before\n" + DrawCatalogs(machine.state) + "\nThe catalogs after\n" +
-            DrawCatalogs(foreseen.after) + "\nThe trace of the command\n\n";
-    for (const std::string& message : foreseen.trace) {
+std::string DrawEverything(const Rehearsal& rehearsal) {
+    std::string text = "\nThe catalogs before\n" + DrawCatalogs(rehearsal.machine.state) +
+                       "\nThe catalogs afterwards\n" + DrawCatalogs(rehearsal.foreseen.after) +
+                       "\nThe trace that the command would write\n\n";
+    for (const std::string& message : rehearsal.foreseen.trace) {
         text += Printable(message, L'\n') + "\n";
     }
     return text;
 }
 
-std::string WriteBrief(const Machine& machine, const Findings& findings) {
-    std::string text = Printable(machine.name) + "\t" + VerdictText(findings.verdict);
-    for (const size_t count : {findings.gone64, findings.gone32, findings.leaves.size(),
-                               findings.breaks.size(), machine.warnings.size()}) {
+} // namespace
+
+std::string WriteReport(const Rehearsal& rehearsal, bool full) {
+    const std::string verdict = VerdictText(rehearsal.verdict);
+    const std::vector<Defect> defects = FindDefects(FindNoChange(rehearsal.machine));
+    std::string text = "Rehearsal: nothing was changed.\n" + verdict + ": norvane64 remove lsp " +
+                       Typed(FromAnsi(rehearsal.dllName)) + ", on " + Printable(rehearsal.machine.name) +
+                       "\n";
+    text += Section("Would be removed", DescribeRemoval(rehearsal));
+    text += Section("Would stop working", DescribeBroken(rehearsal.broken));
+    text += Section("Would remain", TextsOf(rehearsal.remainders));
+    text += Section("Does not work already", TextsOf(defects));
+    std::vector<std::string> advice = Advise(rehearsal);
+    const std::vector<std::string> more = AdviseOnDefects(defects);
+    advice.insert(advice.end(), more.begin(), more.end());
+    text += NumberedSection("What to do", advice);
+    text += Section("Assumptions", DescribeAssumptions(rehearsal.machine));
+    text += Section("Warnings", Shortened(rehearsal.machine.warnings));
+    text += DrawAllChanges(rehearsal.change);
+    text += full ? DrawEverything(rehearsal) : "";
+    return text + "\n" + verdict + " (exit code " + std::to_string(static_cast<int>(rehearsal.verdict)) +
+           ")\n";
+}
+
+std::string WriteBrief(const Rehearsal& rehearsal) {
+    std::string text = Printable(rehearsal.machine.name) + "\t" + VerdictText(rehearsal.verdict);
+    for (const size_t count :
+         {CountRemoved(rehearsal.change.catalog64), CountRemoved(rehearsal.change.catalog32),
+          rehearsal.remainders.size(), rehearsal.broken.size(), CountDefects(FindNoChange(rehearsal.machine)),
+          rehearsal.machine.warnings.size()}) {
         text += "\t" + std::to_string(count);
     }
     return text + "\n";
-}
-
-std::string WriteList(const Machine& machine) {
-    return "The Winsock catalogs of " + Printable(machine.name) + "\n" + DrawCatalogs(machine.state) +
-           Section(kDamaged, machine.warnings);
 }

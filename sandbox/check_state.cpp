@@ -1,6 +1,8 @@
-// check_state winsock|netcfg|make-dlls FILE: checks a state file. Prints "sound" and the letters of the drives that its paths
-// name, a blank before each; or the number of the line that is wrong, and what is wrong with it. make-dlls also makes the files
-// that the catalogs name, where there are none.
+// check_state winsock|netcfg|make-dlls FILE, check_state convert|export FILE RESULT: checks a state file.
+// Prints "sound" and the letters of the drives that its paths name, a blank before each; or the number of the
+// line that is wrong, and the error. make-dlls also makes the files that the catalogs name, where they
+// are missing. convert writes the state of a machine that FILE describes; a state file is copied with its
+// planned failures.
 #include <windows.h>
 
 #include <cstdio>
@@ -8,14 +10,17 @@
 #include <string>
 
 #include "common/text_conversion.h"
+#include "machine/export_writer.h"
 #include "machine/file_reading.h"
+#include "machine/file_writing.h"
+#include "machine/machine_reading.h"
 #include "machine/netcfg_state.h"
 #include "machine/winsock_state.h"
 
 namespace {
 
-// Makes an empty file, and the folders that lead to it. What the code page has no characters for cannot be made, and what its
-// references lead out of the sandbox with is not.
+// Makes an empty file, and the folders that lead to it. A path that has characters which the code page lacks,
+// or whose references lead out of the sandbox, is passed over.
 void MakeFile(const std::string& path) {
     if (LeavesSandbox(path)) {
         return;
@@ -35,6 +40,19 @@ void MakeDlls(const WinsockState& state) {
     }
 }
 
+// Writes the state of the machine that a file describes. ReadMachine names the file in its errors, and so
+// does the caller.
+void Convert(const std::string& file, const std::string& resultFile) {
+    try {
+        const Machine machine = ReadMachine({file});
+        const std::string text = ReadWholeFile(file);
+        const bool isState = machine.isState;
+        WriteWholeFile(resultFile, isState ? text : FormatWinsockState(machine.state));
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(std::string(error.what()).substr(file.size() + 1));
+    }
+}
+
 // Returns the letters of the drives that the state names. Throws std::runtime_error.
 std::string CheckState(const std::string& kind, const std::string& text) {
     if (kind == "netcfg") {
@@ -48,17 +66,30 @@ std::string CheckState(const std::string& kind, const std::string& text) {
     return DrivesOf(state);
 }
 
+std::string Run(const std::string& kind, const std::string& file, const std::string& resultFile) {
+    if (kind == "convert") {
+        Convert(file, resultFile);
+        return "";
+    }
+    if (kind == "export") {
+        WriteWholeFile(resultFile, AsWide(ExportOf(ParseWinsockState(ReadWholeFile(file)))));
+        return "";
+    }
+    return CheckState(kind, ReadWholeFile(file));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    const std::string kind = argc == 3 ? argv[1] : "";
-    if (kind != "winsock" && kind != "netcfg" && kind != "make-dlls") {
-        std::printf("check_state winsock|netcfg|make-dlls FILE\n");
+    const std::string kind = argc > 2 ? argv[1] : "";
+    const bool known = kind == "winsock" || kind == "netcfg" || kind == "make-dlls";
+    if (!(known && argc == 3) && !((kind == "convert" || kind == "export") && argc == 4)) {
+        std::printf("check_state winsock|netcfg|make-dlls FILE, check_state convert|export FILE RESULT\n");
         return 2;
     }
     try {
         std::string verdict = "sound";
-        for (const char drive : CheckState(kind, ReadWholeFile(argv[2]))) {
+        for (const char drive : Run(kind, argv[2], argc == 4 ? argv[3] : "")) {
             verdict += std::string(" ") + drive;
         }
         std::printf("%s\n", verdict.c_str());

@@ -156,34 +156,61 @@ sandbox_make() {
     sandbox_winsock update
 }
 
-# sandbox_machine KIND [STATE NAME]: makes the sample machine: catalogs and their DLLs, a shared count,
-# network components and classes. KIND is that of sandbox_winsock. STATE is a file with other catalogs, which
-# messages call NAME.
+# sandbox_machine KIND [FILE NAME]: makes the sample machine: catalogs and their DLLs, a shared count,
+# network components and classes. KIND is that of sandbox_winsock. FILE describes other catalogs: a registry
+# export, the output of netsh, or a state file. Messages call it NAME.
 sandbox_machine() {
     sandbox_winsock "$1"
-    sandbox_state winsock "${2:-sandbox/sample_winsock.txt}" "${3:-sandbox/sample_winsock.txt}"
-    sandbox_wine 'C:\sandbox\check_state.exe' make-dlls 'C:\sandbox\winsock.txt' >/dev/null ||
-        script_fail "The DLLs could not be made"
-    sandbox_state netcfg sandbox/sample_netcfg.txt sandbox/sample_netcfg.txt
+    cp "${2:-sandbox/sample_winsock.txt}" "$drive/sandbox/given"
+    sandbox_check "${3:-sandbox/sample_winsock.txt}" convert given winsock.txt >/dev/null
+    sandbox_state winsock "${3:-sandbox/sample_winsock.txt}"
+    sandbox_check winsock.txt make-dlls winsock.txt >/dev/null
+    cp sandbox/sample_netcfg.txt "$drive/sandbox/netcfg.txt"
+    sandbox_state netcfg sandbox/sample_netcfg.txt
     echo "stands for a DLL" >"$drive/windows/system32/original.dll"
     sandbox_wine reg import 'C:\sandbox\sample_registry.reg' >/dev/null 2>&1 ||
         script_fail "The sample registry was refused"
 }
 
-# sandbox_state SIMULATION FILE NAME: gives a simulation its state, and makes the drives that paths in it
-# name, each a folder of the prefix. Ends the script when the state has an error.
+# sandbox_check NAME ARGUMENTS...: runs check_state and prints its result. Ends the script with the error, in
+# which NAME stands for the checked file.
+sandbox_check() {
+    local result
+    result=$(sandbox_wine 'C:\sandbox\check_state.exe' "${@:2}" | tr -d '\r') || true
+    [[ $result == sound* ]] || script_fail "$1:${result:- could not be checked}"
+    echo "$result"
+}
+
+# sandbox_state SIMULATION NAME: checks the state file of a simulation, and makes the drives that paths in it
+# name, each a folder of the prefix.
 sandbox_state() {
-    local verdict letter
-    cp "$2" "$drive/sandbox/$1.txt"
-    # The verdict has the error.
-    verdict=$(sandbox_wine 'C:\sandbox\check_state.exe' "$1" "C:\\sandbox\\$1.txt" | tr -d '\r') || true
-    [[ $verdict == sound* ]] || script_fail "$3:${verdict:- could not be checked}"
-    for letter in ${verdict#sound}; do
+    local result letter
+    result=$(sandbox_check "$2" "$1" "$1.txt")
+    for letter in ${result#sound}; do
         [ "$letter" = c ] || {
             mkdir -p "$WINEPREFIX/drive_$letter"
             ln -sfn "../drive_$letter" "$WINEPREFIX/dosdevices/$letter:"
         }
     done
+}
+
+# sandbox_simulation CALL: prints which simulation, "winsock" or "netcfg", has the call. Fails when none has
+# it.
+sandbox_simulation() {
+    if grep -qF "X($1)" machine/winsock_functions.h; then
+        echo winsock
+    else
+        grep -qF "\"$1\"" machine/netcfg_state.cpp && echo netcfg
+    fi
+}
+
+# sandbox_fault "fail CALL NUMBER CODE": adds a planned failure to the simulation that has the call.
+sandbox_fault() {
+    local words simulation
+    read -ra words <<<"$1"
+    simulation=$(sandbox_simulation "${words[1]}")
+    echo "$1" >>"$drive/sandbox/$simulation.txt"
+    sandbox_check "--fail" "$simulation" "$simulation.txt" >/dev/null
 }
 
 # sandbox_set KEY ARGUMENTS...: writes a registry value with "reg add".

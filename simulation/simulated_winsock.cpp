@@ -9,8 +9,9 @@
 
 namespace {
 
-// Runs one call of a function and records it. The action returns an error code or 0, and may set the result of a call
-// that succeeds. Without an error pointer the function's result is its error code, as for some of Winsock.
+// Runs one call of a function and records it. The action returns an error code or 0, and may set the result
+// of a call that succeeds. Without an error pointer the function's result is its error code, as for some of
+// Winsock.
 template <class F> int Run(const std::string& function, const std::string& subject, int* error, F action) {
     SimulatedWinsock& winsock = Winsock();
     if (winsock.begin) {
@@ -85,8 +86,8 @@ int Install(const char* function, std::initializer_list<SimulatedCatalog*> catal
 
 int Deinstall(const char* function, SimulatedCatalog& catalog, const GUID* id, int* error) {
     return Change(function, Subject(id), error, [&](int&) {
-        const auto gone = [id](const SimulatedEntry& entry) { return entry.info.ProviderId == *id; };
-        return std::erase_if(catalog, gone) == 0 ? WSAEINVAL : 0;
+        const auto hasId = [id](const SimulatedEntry& entry) { return entry.info.ProviderId == *id; };
+        return std::erase_if(catalog, hasId) == 0 ? WSAEINVAL : 0;
     });
 }
 

@@ -1,8 +1,8 @@
-// A stand-in for the catalog functions of ws2_32.dll, over a WinsockState. It does what Microsoft documents of
-// them, as far as the program uses it: a list of protocols to enumerate is not looked at.
+// A stand-in for the catalog functions of ws2_32.dll, over a WinsockState. It does what Microsoft documents
+// of them, as far as the program uses it: a list of protocols to enumerate is not looked at.
 //
-// It defines the WSC... functions themselves. The rehearsal and the test program link them in; the stand-in ws2_32.dll
-// exports them.
+// It defines the WSC... functions themselves. The rehearsal and the test program link them in; the stand-in
+// ws2_32.dll exports them.
 #pragma once
 
 #include <ws2spi.h>

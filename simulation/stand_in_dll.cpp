@@ -9,7 +9,8 @@ namespace {
 constexpr char kStateFile[] = "C:\\sandbox\\winsock.txt";
 constexpr char kCallsFile[] = "C:\\sandbox\\winsock.calls.txt";
 
-// Only one call at a time, of all the programs, reads, changes and writes the state. The owner's end releases it, too.
+// Only one call at a time, of all the programs, reads, changes and writes the state. The owner's end releases
+// it, too.
 HANDLE Turn() {
     static const HANDLE mutex = CreateMutexA(nullptr, FALSE, "norvane_sandbox_winsock");
     return mutex;

@@ -1,7 +1,8 @@
-// A stand-in for the network configuration object of Windows: a COM DLL, to be registered under CLSID_CNetCfg.
+// A stand-in for the network configuration object of Windows: a COM DLL, to be registered under
+// CLSID_CNetCfg.
 //
-// Its state is in C:\sandbox\netcfg.txt; Apply writes it. The calls are recorded in C:\sandbox\netcfg.calls.txt, and at
-// the end what was left behind.
+// Its state is in C:\sandbox\netcfg.txt; Apply writes it. The calls are recorded in
+// C:\sandbox\netcfg.calls.txt, and at the end what was left behind.
 #include <initguid.h>
 #include <windows.h>
 #include <objbase.h>
@@ -262,7 +263,8 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
         });
     }
     // clang-format off
-    UNUSED(Cancel); UNUSED(EnumComponents, const GUID*, IEnumNetCfgComponent**); UNUSED(IsWriteLocked, LPWSTR*);
+    UNUSED(Cancel); UNUSED(EnumComponents, const GUID*, IEnumNetCfgComponent**);
+    UNUSED(IsWriteLocked, LPWSTR*);
     // clang-format on
 };
 

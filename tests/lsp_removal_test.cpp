@@ -5,6 +5,8 @@
 #include <random>
 
 #include "lsp/lsp_map.h"
+#include "lsp/private_heap.h"
+#include "lsp/provider_entries.h"
 #include "simulation/simulated_winsock.h"
 #include "support/machine_test.h"
 
@@ -40,6 +42,34 @@ TEST_F(LspRemovalTest, RandomCatalogsDoNoHarm) {
         RemoveProvider(static_cast<CatalogSelector>(below(3)), below(20));
         ASSERT_EQ(liveBlocks, 0) << "round " << round;
     }
+}
+
+TEST_F(LspRemovalTest, AProviderIdIsAddedOnce) {
+    LspEntry entry = {};
+    entry.layerCount = 1;
+    GUID ids[] = {{1, 2, 3, {}}, {2, 2, 3, {}}, {1, 2, 3, {}}};
+    int error = 7;
+    for (GUID& id : ids) {
+        EXPECT_EQ(AddGuidToLspEntry(&entry, &id, &error), 0);
+    }
+    EXPECT_EQ(entry.layerGuidCount, 2);
+    LspFree(entry.layerGuids);
+}
+
+TEST_F(LspRemovalTest, AHeapThatCannotBeCreatedLeavesTheOldOneInUse) {
+    int error = 0;
+    on::HeapCreate.Fail(1, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(LspCreateHeap(&error), SOCKET_ERROR);
+    EXPECT_EQ(error, 10106);
+    const LspArray<int> array(LspAllocArray<int>(3, &error));
+    EXPECT_NE(array.Get(), nullptr);
+}
+
+TEST_F(LspRemovalTest, NoEntriesAreCollectedFromNone) {
+    int count = -1;
+    GUID id = {};
+    EXPECT_EQ(CollectLayersOfGuid(nullptr, &count, nullptr, 0, &id), 0);
+    EXPECT_EQ(count, 0);
 }
 
 } // namespace

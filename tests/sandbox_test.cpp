@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "machine/netcfg_state.h"
+#include "machine/similar_text.h"
 #include "machine/winsock_state.h"
 #include "support/machine_test.h"
 
@@ -59,6 +60,24 @@ TEST(SandboxTest, AStateIsFormattedAsItIsParsed) {
         "catalog 32\nentry 3 {3} length=-5 path=\"\\\\?\\Y:\\y\" name=\"\"\n";
     EXPECT_EQ(FormatWinsockState(ParseWinsockState(text)), text);
     EXPECT_EQ(DrivesOf(ParseWinsockState(text)), "cxy");
+}
+
+TEST(SandboxTest, AFaultOccursAtItsCallAlone) {
+    FaultPlan plan = {{{"A", 2, 5}, {"B", kEachCall, 6}}, {}};
+    std::string codes;
+    for (const char* call : {"A", "A", "A", "B", "B", "C"}) {
+        codes += std::to_string(TakeFault(plan, call).value_or(0));
+    }
+    EXPECT_EQ(codes, "050660");
+    EXPECT_TRUE(HasOccurred(plan, "A", 5) && HasOccurred(plan, "B", 6));
+    EXPECT_FALSE(HasOccurred(plan, "A", 6));
+    EXPECT_EQ(FormatFault(plan.faults[0]), "failed A 2 5\n");
+}
+
+TEST(SandboxTest, TheNearestNameComesFirst) {
+    EXPECT_EQ(SortedByLikeness("Mid.dll", {"other.dll", "mad.dll", "mid.dll"}).front(), "mid.dll");
+    EXPECT_TRUE(IsAlike("--form", "--from"));
+    EXPECT_FALSE(IsAlike("--form", "--full"));
 }
 
 } // namespace

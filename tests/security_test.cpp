@@ -174,7 +174,7 @@ TEST_F(SecurityTest, TokensKeepTheirImpersonationsApart) {
     EXPECT_TRUE(token.OpenImpersonationToken(TOKEN_QUERY, true, false, SecurityImpersonation));
     EXPECT_EQ(calls, "2122") << "none is restored under an impersonation that remains";
     EXPECT_TRUE(token.Revert()) << "with its revert object";
-    EXPECT_TRUE(token.Revert()) << "and without";
+    EXPECT_TRUE(token.Revert()) << "without its revert object";
     EXPECT_TRUE(token.EnablePrivilege("SeNoSuchPrivilege", nullptr));
     token.profile_ = GetCurrentProcess();
     token.Clear();

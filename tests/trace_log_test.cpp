@@ -20,7 +20,7 @@ TEST_F(TraceLogTest, LevelsChooseFilesAndSinks) {
     std::string results;
     {
         TraceLog log("%TEMP%", "norvane");
-        log.TraceAtLevel(100, "nobody %s", "listens");
+        log.TraceAtLevel(100, "not %s", "written");
         ASSERT_TRUE(log.AddFile("C:\\sandbox\\main.log"));
         ASSERT_TRUE(log.AddFile("C:\\sandbox\\main.log"));
         ASSERT_TRUE(log.AddExtraFile("C:\\sandbox\\extra.log"));
@@ -89,7 +89,7 @@ TEST_F(TraceLogTest, AFailedConversionLeavesTheLogUsable) {
 
 TEST_F(TraceLogTest, LinesAfterTheLogAreDropped) {
     TraceLog* const log = std::exchange(traceLog, nullptr);
-    Trace("nobody %s", "listens");
+    Trace("not %s", "written");
     traceLog = log;
     EXPECT_EQ(Traced(), "");
 }

@@ -35,13 +35,13 @@ if sandbox_inside; then
     sandbox_exec ping -n 600 127.0.0.1 >/dev/null 2>&1 &
     ping=$!
     verdict=0
-    sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --picture machine.reg lsp lsp1.dll >/dev/null ||
+    sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --from machine.reg lsp lsp1.dll >/dev/null ||
         verdict=$?
     ((verdict == 4)) || script_fail "The rehearsal did not end with BREAKS OTHERS, but with $verdict."
     measure "empty program" empty/norvane64.exe \
         "start-up of the rehearsal" "norvane64-rehearse.exe --version" \
         "rejected command line" "bench/norvane64.exe remove" \
-        "rehearsal of 50 entries" "norvane64-rehearse.exe --picture machine.reg lsp lsp1.dll"
+        "rehearsal of 50 entries" "norvane64-rehearse.exe --from machine.reg lsp lsp1.dll"
     sandbox_wine 'C:\sandbox\norvane_bench.exe' | tr -d '\r'
     kill "$ping"
     exit

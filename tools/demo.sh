@@ -2,38 +2,60 @@
 # Runs one command of norvane64.exe on a sample machine in a throwaway Wine prefix, and shows the result.
 # Installs missing packages.
 #
-# tools/demo.sh [--system update|plain] [--state FILE] [WORDS...]
-#   WORDS     the command; "remove lsp examplelsp.dll" when none are given; "all" for one of each kind
-#   --system  "update" (default): Winsock has the update functions, as in every 64-bit Windows in use;
-#             "plain": it lacks them
-#   --state   the catalogs of a machine of your own, in the form of sandbox/sample_winsock.txt, which
-#             machine/winsock_state.h describes; the DLLs that they name are there
+# tools/demo.sh [OPTIONS] [COMMAND...]
+#   COMMAND          the arguments of norvane64.exe; "remove lsp examplelsp.dll" by default; "all" for one
+#                    command of each kind
+#   --from FILE      the catalogs of another machine: a registry export, the output of "netsh winsock show
+#                    catalog", or a state file like sandbox/sample_winsock.txt, which machine/winsock_state.h
+#                    describes. The DLLs that the catalogs name are created for you
+#   --system KIND    "update" (default): Winsock has the update functions, as in every 64-bit Windows in use;
+#                    "plain": it lacks them
+#   --fail CALL N CODE
+#                    the Nth call of that function fails with that code; can be given more than once. CALL
+#                    is a function of Winsock (WSCDeinstallProvider) or a method of the network
+#                    configuration (DeInstall); CODE is decimal, or hexadecimal with 0x
 #
-# Exit code 0 when everything could be shown, whatever the exit code of the command.
+# Options can be before or behind the command; "--" ends them. Exit code 0 when everything could be shown,
+# whatever the exit code of the command.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . sandbox/sandbox.sh
 sample_class='{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}'
-words=("$@")
+given=("$@")
 kind=update
-state=
-while [[ ${1:-} == -* ]]; do
-    case $1 in
-    --system)
+from=
+faults=()
+command=()
+options=1
+while (($# > 0)); do
+    case $options$1 in
+    1--) options=0 ;;
+    1--from=?*) from=${1#*=} ;;
+    1--from)
+        (($# > 1)) || script_refuse "--from needs a file"
+        from=$2
+        shift
+        ;;
+    1--system)
         [[ ${2:-} =~ ^(update|plain)$ ]] || script_refuse "--system takes update or plain"
         kind=$2
-        shift 2
+        shift
         ;;
-    --state)
-        state=${2:-}
-        [ -n "$state" ] || script_refuse "--state takes a file"
-        shift 2
+    1--fail)
+        [[ ${3:-} =~ ^[1-9][0-9]*$ && ${4:-} =~ ^(-?[0-9]+|0x[0-9A-Fa-f]+)$ ]] ||
+            script_refuse "--fail takes a call, a number and a code"
+        sandbox_simulation "$2" >/dev/null || script_refuse "--fail: unknown call: $2"
+        faults+=("fail $2 $3 $4")
+        shift 3
         ;;
-    *) script_arguments 0 "$@" ;;
+    1-?*) script_arguments 0 "$1" ;;
+    *) command+=("$1") ;;
     esac
+    shift
 done
+set -- "${command[@]}"
 (($# > 0)) || set -- remove lsp examplelsp.dll
-[[ ${1,,} != all || $# -eq 1 ]] || script_refuse "\"all\" stands alone"
+[[ ${1,,} != all || $# -eq 1 ]] || script_refuse "\"all\" takes no arguments"
 
 heading() {
     printf '\n== %s\n' "$1"
@@ -55,11 +77,12 @@ list_machine() {
     for class in "$sample_class" '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}'; do
         sandbox_wine reg query "HKCR\\CLSID\\$class\\InprocServer32" | sed -n "s/^  */class $class /p"
     done
-    cat "$drive/sandbox/netcfg.txt"
+    grep -v '^fail' "$drive/sandbox/netcfg.txt"
 }
 
 show_catalogs() {
-    sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --picture winsock.txt list | tail -n +2
+    # The exit code says whether each entry works.
+    { sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --from winsock.txt list || true; } | tail -n +2
 }
 
 show_pending() {
@@ -68,12 +91,26 @@ show_pending() {
         grep REG_MULTI_SZ | sed 's/.*REG_MULTI_SZ *//' || echo "  none"
 }
 
-# show_command WORDS...: runs a command on a fresh machine.
+# typed ARGUMENTS...: each argument as it is typed, behind a blank.
+typed() {
+    local argument
+    for argument; do
+        case $argument in
+        '' | *[[:space:]]*) printf ' "%s"' "$argument" ;;
+        *) printf ' %s' "$argument" ;;
+        esac
+    done
+}
+
+# show_command COMMAND...: runs a command on a fresh machine.
 show_command() {
-    local code=0 before after
+    local code=0 before after fault
     sandbox_forget_prefix
     sandbox_make build/release
-    sandbox_machine "$kind" ${state:+"$SANDBOX/state.txt" "$state"}
+    sandbox_machine "$kind" ${from:+"$SANDBOX/given" "$from"}
+    for fault in "${faults[@]}"; do
+        sandbox_fault "$fault"
+    done
     before=$(list_machine)
     if about_catalogs "$@"; then
         heading "Before: Winsock $([ "$kind" = update ] && echo has || echo lacks) the update functions"
@@ -82,13 +119,13 @@ show_command() {
         heading "Before: registry values and network components"
         grep -v '^file' <<<"$before" | sed 's/^/  /'
     fi
-    heading "norvane64.exe $*"
+    heading "norvane64.exe$(typed "$@")"
     sandbox_wine 'C:\sandbox\release\norvane64.exe' "$@" || code=$?
     heading "After: exit code $code"
     ! about_catalogs "$@" || show_catalogs
     after=$(list_machine)
     heading "Removed (-) and added (+)"
-    { diff <(echo "$before") <(echo "$after") || true; } | sed -n 's/^</  -/p; s/^>/  +/p'
+    diff <(echo "$before") <(echo "$after") | sed -n 's/^</  -/p; s/^>/  +/p' | grep . || echo "  none"
     heading "Pending deletions at the next start"
     show_pending
 }
@@ -108,8 +145,7 @@ script_lock
 setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}"
 build release
 sandbox_open demo
-if [ -n "$state" ]; then
-    (cd "$script_caller" && cp "$state" "$sandbox/state.txt") ||
-        script_fail "The state file cannot be read: $state"
+if [ -n "$from" ]; then
+    (cd "$script_caller" && cp -- "$from" "$sandbox/given") || script_fail "The file cannot be read: $from"
 fi
-sandbox_enter "$script" "${words[@]}"
+sandbox_enter "$script" "${given[@]}"

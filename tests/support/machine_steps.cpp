@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <regex>
 
+#include "files/file_remover.h"
 #include "machine/file_reading.h"
 #include "machine/file_writing.h"
 #include "support/machine_test.h"
@@ -138,8 +139,8 @@ void PrepareMachine(const std::string& executable) {
     RemoveDirectoryA("C:\\norvane.tmp");
     TakePending();
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, "Software\\Wow6432Node\\Brennick");
-    RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDlls);
-    WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDlls, "", REG_SZ, "");
+    RegDeleteTreeA(HKEY_LOCAL_MACHINE, kSharedDllsKey);
+    WriteRegistry(HKEY_LOCAL_MACHINE, kSharedDllsKey, "", REG_SZ, "");
     DeleteClass();
     WriteValue("CLASS", "@", "sz", std::string("C:\\evil.dll", 12));
     WriteValue("CLASS", "OriginalDll", "sz", std::string("C:\\sandbox\\f.dll", 17));

@@ -11,8 +11,6 @@
 #include "files/file_remover.h"
 #include "support/platform_hooks.h"
 
-constexpr char kSharedDlls[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs";
-
 // Resets the hooks and the simulated Winsock, creates the private heap, and captures what is traced in
 // process.
 class MachineTest : public testing::Test {

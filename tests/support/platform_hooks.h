@@ -106,7 +106,7 @@ HookBase* FindHook(const std::string& name);
 // The failures planned for these functions.
 const FaultPlan& PlatformFaults();
 
-// Lets no further call fail. What occurred stays known.
+// Ends the planned failures. What occurred remains known.
 void StopFailing();
 
 // Removes all failures and replacements, and starts counting anew.

@@ -7,6 +7,7 @@
 #include <map>
 #include <stdexcept>
 
+#include "files/file_remover.h"
 #include "machine/text_parsing.h"
 #include "security/access_token.h"
 #include "support/machine_test.h"
@@ -20,8 +21,8 @@ const std::map<std::string, DWORD> kTypes = {{"sz", REG_SZ},         {"expand", 
 
 // The root and the path of a key.
 std::pair<HKEY, std::string> SplitKey(std::string key) {
-    static const std::map<std::string, std::string> names = {{"CLASS", "HKCR\\CLSID\\{T}\\InprocServer32"},
-                                                             {"COUNTS", std::string("HKLM\\") + kSharedDlls}};
+    static const std::map<std::string, std::string> names = {
+        {"CLASS", "HKCR\\CLSID\\{T}\\InprocServer32"}, {"COUNTS", std::string("HKLM\\") + kSharedDllsKey}};
     key = names.contains(key) ? names.at(key) : key;
     if (!key.starts_with("HKCR\\") && !key.starts_with("HKLM\\")) {
         throw std::runtime_error("not a key: " + key);

@@ -1,0 +1,45 @@
+#include "machine/assumptions.h"
+
+#include <set>
+
+#include "machine/text_sections.h"
+#include "machine/utf8_text.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+// The paths with short names, which cannot be resolved without the disk.
+Texts ShortNames(const WinsockState& state) {
+    std::set<std::string> paths;
+    for (const SimulatedCatalog* catalog : {&state.catalog64, &state.catalog32}) {
+        for (const SimulatedEntry& entry : *catalog) {
+            if (entry.path.find(L'~') != std::wstring::npos) {
+                paths.insert(Shown(entry.path));
+            }
+        }
+    }
+    return {paths.begin(), paths.end()};
+}
+
+} // namespace
+
+std::vector<std::string> DescribeAssumptions(const Machine& machine) {
+    Texts lines = {"Windows grants each call of the command"};
+    if (machine.live) {
+        return lines;
+    }
+    lines.push_back(
+        "Windows is in C:\\Windows, each file exists, and the code page is that of this computer");
+    if (machine.fromListing) {
+        lines.push_back(
+            "netsh prints no shared counts and no files of namespace providers: none matters here");
+    } else if (!machine.hasCounts) {
+        lines.push_back("No shared count keeps the DLL: no file has the key SharedDLLs");
+    }
+    const Texts paths = ShortNames(machine.state);
+    if (!paths.empty()) {
+        lines.push_back("Short names are other files: " + Joined(paths));
+    }
+    return lines;
+}
