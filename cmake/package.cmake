@@ -3,7 +3,7 @@ if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
 endif()
 # The files that "cmake --install" copies into a folder, and tools/package.sh into the package.
 install(PROGRAMS $<TARGET_FILE:norvane64> $<TARGET_FILE:norvane64-rehearse> DESTINATION .)
-install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION .)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md rehearsal/check.cmd DESTINATION .)
 install(FILES docs/trace.md docs/kept-behaviour.md DESTINATION docs)
 install(FILES resources/licences.md DESTINATION licences RENAME README.md)
 # The programs contain the runtime and the C++ library: their licences as Debian ships them, and the texts

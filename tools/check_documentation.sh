@@ -64,7 +64,7 @@ missing_files() {
         done
 }
 
-for page in README.md CONTRIBUTING.md CHANGELOG.md tests/README.md docs/*.md; do
+for page in README.md CONTRIBUTING.md CHANGELOG.md SECURITY.md tests/README.md docs/*.md; do
     report "$page names files that do not exist" "$(missing_files "$page")"
     report "$page has broken links" "$(broken_links "$page")"
 done

@@ -69,6 +69,7 @@ done
 
 unzip -q "$work/one/dist/norvane64-$version.zip" -d "$work"
 package=$work/norvane64-$version
+check "check.cmd in Wine" tools/check_on_wine.sh "$package"
 (cd "$package" && sha256sum --quiet -c SHA256SUMS) || script_fail "The sums are not those of the package."
 files=$(cd "$package" && find . -type f ! -name SHA256SUMS -printf '%P\n' | sort)
 check "each file has its sum" test "$files" = "$(sed 's/^[0-9a-f]*  //' "$package/SHA256SUMS" | sort)"
