@@ -33,9 +33,11 @@ std::vector<std::string> DescribeAssumptions(const Machine& machine) {
         "Windows is in C:\\Windows, each file exists, and the code page is that of this computer");
     if (machine.fromListing) {
         lines.push_back(
-            "netsh prints no shared counts and no files of namespace providers: none matters here");
-    } else if (!machine.hasCounts) {
-        lines.push_back("No shared count keeps the DLL: no file has the key SharedDLLs");
+            "No namespace provider has the DLL: netsh prints neither their files nor the next id");
+    }
+    if (!machine.hasCounts) {
+        lines.push_back(
+            "No other product shares the DLL: no file has the shared counts (the key SharedDLLs)");
     }
     const Texts paths = ShortNames(machine.state);
     if (!paths.empty()) {

@@ -21,9 +21,9 @@ std::string RemovableBy(const MachineChange& present, const CatalogChange& chang
 
 // Whether the command finds a layered entry without an LSP. It looks in the 64-bit catalog, for those whose
 // first id no other entry has.
-bool IsFoundAsOrphan(const SimulatedCatalog& catalog64, const GUID& id) {
-    const IdCounts ids = CountIds(catalog64, Flags(catalog64.size(), true));
-    return std::any_of(catalog64.begin(), catalog64.end(), [&](const SimulatedEntry& entry) {
+bool IsFoundAsOrphan(const CatalogChange& present64, const GUID& id) {
+    const IdCounts& ids = present64.ids;
+    return std::any_of(present64.entries.begin(), present64.entries.end(), [&](const SimulatedEntry& entry) {
         const DWORD first = entry.info.ProtocolChain.ChainEntries[0];
         const auto found = ids.find(first);
         return SameGuid(entry.info.ProviderId, id) && IsKind(entry.info, PROTOCOL_CHAIN) &&
@@ -44,32 +44,37 @@ std::vector<Defect> DefectsOf(const MachineChange& present, const CatalogChange&
         defects.push_back(
             {TitleOf(entry.info) + (layered && !orphan ? ", of " + product : "") + ": " + WhyNot(change, i),
              RemovableBy(present, change, i),
-             orphan && IsFoundAsOrphan(present.catalog64.entries, entry.info.ProviderId)});
+             orphan && IsFoundAsOrphan(present.catalog64, entry.info.ProviderId)});
     }
     return defects;
+}
+
+std::set<std::string> TextsOf(const std::vector<Defect>& defects) {
+    std::set<std::string> texts;
+    for (const Defect& defect : defects) {
+        texts.insert(defect.text);
+    }
+    return texts;
 }
 
 } // namespace
 
 std::string WhyNot(const CatalogChange& change, size_t i) {
-    return WhyNotWorking(change.entries, i, change.remains, change.hadFile, change.worked);
+    return WhyNotWorking(change.entries, i, change.ids, change.hadFile, change.worked);
 }
 
 std::vector<Defect> FindDefects(const MachineChange& present) {
     const std::vector<Defect> in64 = DefectsOf(present, present.catalog64);
     const std::vector<Defect> in32 = DefectsOf(present, present.catalog32);
-    const auto isIn = [](const std::vector<Defect>& defects, const Defect& wanted) {
-        return std::any_of(defects.begin(), defects.end(),
-                           [&](const Defect& each) { return each.text == wanted.text; });
-    };
+    const std::set<std::string> texts64 = TextsOf(in64);
+    const std::set<std::string> texts32 = TextsOf(in32);
     std::vector<Defect> all;
     for (Defect defect : in64) {
-        const bool both = isIn(in32, defect);
-        defect.text = Catalogs(true, both) + ": " + defect.text;
+        defect.text = Catalogs(true, texts32.contains(defect.text)) + ": " + defect.text;
         all.push_back(defect);
     }
     for (Defect defect : in32) {
-        if (!isIn(in64, defect)) {
+        if (!texts64.contains(defect.text)) {
             defect.text = Catalogs(false, true) + ": " + defect.text;
             all.push_back(defect);
         }
@@ -94,6 +99,7 @@ std::vector<std::string> AdviseOnDefects(const std::vector<Defect>& defects) {
         }
     }
     std::vector<std::string> advice;
+    advice.reserve(names.size() + 2);
     for (const std::string& name : names) {
         advice.push_back("Reinstall the product of " + Printable(name) +
                          ", or rehearse its removal: norvane64-rehearse lsp " + Typed(name));

@@ -71,14 +71,17 @@ void AddComponent(std::wstring component, size_t fixed, std::vector<std::wstring
 // Removes what makes no difference to the file. A path without a drive is on the drive of Windows.
 std::wstring Normalized(std::wstring path, const std::wstring& systemDrive) {
     std::replace(path.begin(), path.end(), L'/', L'\\');
-    if (path.starts_with(L"\\\\?\\")) {
+    if (LowerCase(path.substr(0, 8)) == L"\\\\?\\unc\\") {
+        path.erase(2, 6); // a share
+    } else if (path.starts_with(L"\\\\?\\")) {
         path.erase(0, 4);
     }
     const bool share = path.starts_with(L"\\\\");
     if (!share && path.starts_with(L"\\")) {
         path = systemDrive + path;
     }
-    const size_t fixed = share ? 2 : path.size() > 1 && path[1] == L':' ? 1 : 0; // what ".." does not leave
+    size_t fixed = share ? 2 : 0; // the components that ".." does not remove
+    fixed += path.size() > 1 && path[1] == L':' ? 1u : 0u;
     std::vector<std::wstring> kept;
     for (const std::wstring& component : SplitComponents(path)) {
         AddComponent(component, fixed, kept);

@@ -30,7 +30,7 @@ constexpr Names kIpProtocols[] = {{IPPROTO_ICMP, "ICMP"},
                                   {IPPROTO_ICMPV6, "ICMPv6"},
                                   {IPPROTO_PGM, "PGM"}};
 
-// The name of a number, or what it is a number of and itself.
+// The name of a number, or a label and the number.
 template <size_t size> std::string NameIn(const Names (&names)[size], int number, const char* what) {
     const auto found = std::find_if(std::begin(names), std::end(names),
                                     [=](const Names& each) { return each.first == number; });

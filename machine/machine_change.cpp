@@ -41,7 +41,7 @@ Flags FindRemaining(const SimulatedCatalog& before, const SimulatedCatalog& afte
 CatalogChange ChangeOf(const Machine& machine, bool is32, const SimulatedCatalog& after,
                        const std::set<std::wstring>& deletedFiles) {
     const SimulatedCatalog& before = is32 ? machine.state.catalog32 : machine.state.catalog64;
-    CatalogChange change = {is32, before, {}, {}, {}, FindRemaining(before, after), {}, {}};
+    CatalogChange change = {is32, before, {}, {}, {}, {}, FindRemaining(before, after), {}, {}, {}};
     for (const SimulatedEntry& entry : before) {
         const std::wstring file = FileOf(entry.path, machine.folders, is32);
         const bool exists = !machine.deletedFiles.contains(file) && (!machine.live || Exists(file));
@@ -51,6 +51,8 @@ CatalogChange ChangeOf(const Machine& machine, bool is32, const SimulatedCatalog
     }
     change.worked = FindWorking(before, Flags(before.size(), true), change.hadFile);
     change.works = FindWorking(before, change.remains, change.hasFile);
+    change.ids = CountIds(before, Flags(before.size(), true));
+    change.idsAfterwards = CountIds(before, change.remains);
     return change;
 }
 
@@ -79,15 +81,16 @@ bool StopsWorking(const CatalogChange& change, size_t index) {
            change.worked[index] && !change.works[index];
 }
 
+bool LosesId(const CatalogChange& change, size_t index) {
+    const SimulatedEntry& entry = change.entries[index];
+    return change.remains[index] &&
+           FindMissingIds(entry, change.ids) != FindMissingIds(entry, change.idsAfterwards);
+}
+
 bool HarmsOthers(const Machine& machine, const MachineChange& change, const std::string& dllName) {
     for (const CatalogChange* catalog : {&change.catalog64, &change.catalog32}) {
-        const IdCounts before = CountIds(catalog->entries, Flags(catalog->entries.size(), true));
-        const IdCounts after = CountIds(catalog->entries, catalog->remains);
         for (size_t i = 0; i < catalog->entries.size(); ++i) {
-            const SimulatedEntry& entry = catalog->entries[i];
-            const bool losesId =
-                catalog->remains[i] && FindMissingIds(entry, before) != FindMissingIds(entry, after);
-            if (losesId || StopsWorking(*catalog, i) || IsRemovedToo(*catalog, i, dllName)) {
+            if (LosesId(*catalog, i) || StopsWorking(*catalog, i) || IsRemovedToo(*catalog, i, dllName)) {
                 return true;
             }
         }
@@ -143,7 +146,12 @@ bool HadFile(const CatalogChange& change, const std::wstring& file) {
 }
 
 bool BecomesOrphan(const CatalogChange& change, size_t index) {
-    const SimulatedEntry& entry = change.entries[index];
-    const size_t owner = FindOwner(change.entries, entry);
-    return IsKind(entry.info, PROTOCOL_CHAIN) && (owner == change.entries.size() || !change.remains[owner]);
+    const WSAPROTOCOL_INFOW& entry = change.entries[index].info;
+    for (size_t i = 0; i < change.entries.size(); ++i) {
+        const WSAPROTOCOL_INFOW& lsp = change.entries[i].info;
+        if (change.remains[i] && IsKind(lsp, LAYERED_PROTOCOL) && IsLayerOf(entry, lsp.dwCatalogEntryId)) {
+            return false;
+        }
+    }
+    return IsKind(entry, PROTOCOL_CHAIN);
 }

@@ -16,9 +16,11 @@ struct CatalogChange {
     std::vector<std::wstring> files; // as FileOf has them
     Flags hadFile;
     Flags worked;
+    IdCounts ids;
     Flags remains;
-    Flags hasFile; // afterwards, as the next one
-    Flags works;
+    Flags hasFile;          // after the removal
+    Flags works;            // after the removal
+    IdCounts idsAfterwards; // of the entries that remain
 };
 
 struct MachineChange {
@@ -39,6 +41,9 @@ MachineChange FindChange(const Machine& machine, const WinsockState& after,
 // Whether an entry that programs use remains and stops working. A hidden entry matters through the layered
 // entries that name it.
 bool StopsWorking(const CatalogChange& change, size_t index);
+
+// Whether an entry remains and loses an id of its chain.
+bool LosesId(const CatalogChange& change, size_t index);
 
 // Whether a removal breaks more than the LSPs that have a DLL name: something that remains stops working or
 // loses an id of its chain, a file of a namespace provider is deleted, or a base provider is removed, or

@@ -82,14 +82,22 @@ bool IsNamespaceBlock(const Block& block) {
     return !IsProtocolBlock(block) && block.values.size() >= kNamespaceValues && IsGuid(block.values[1]);
 }
 
+// Whether a chain follows that length. A text that is no number has none, and is reported later.
+bool IsLayeredLength(const std::string& length) {
+    try {
+        return static_cast<int>(ParseNumber32(length)) >= PROTOCOL_CHAIN;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
 // Whether all values of a block are there. A layered entry has its chain behind them.
 bool IsWhole(const Block& block) {
     if (!IsProtocolBlock(block)) {
         return IsNamespaceBlock(block);
     }
     const std::vector<std::string>& values = block.values;
-    return values.size() > kChain ||
-           (values.size() == kChain && std::atoi(values[kChainLength].c_str()) < PROTOCOL_CHAIN);
+    return values.size() > kChain || (values.size() == kChain && !IsLayeredLength(values[kChainLength]));
 }
 
 // Takes a text apart. A line without a label begins a block, and so does a rule below another block; other
@@ -121,7 +129,7 @@ void ReadChain(std::string ids, WSAPROTOCOL_INFOW& entry) {
     int count = 0;
     for (; !ids.empty(); ++count) {
         const size_t colon = std::min(ids.find(':'), ids.size());
-        if (count == MAX_PROTOCOL_CHAIN) {
+        if (count == MAX_PROTOCOL_CHAIN || colon + 1 == ids.size()) {
             break;
         }
         entry.ProtocolChain.ChainEntries[count] = ParseNumber32(Trimmed(ids.substr(0, colon)));

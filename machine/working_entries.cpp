@@ -49,7 +49,8 @@ Flags FindWorking(const SimulatedCatalog& catalog, const Flags& present, const F
             if (StandsAlone(entry) || std::all_of(chain.begin(), chain.end(), [&](DWORD id) {
                     return id != 0 && workingIds.contains(id);
                 })) {
-                working[i] = changed = true;
+                working[i] = true;
+                changed = true;
                 workingIds.insert(entry.info.dwCatalogEntryId);
             }
         }
@@ -78,7 +79,7 @@ std::vector<DWORD> FindMissingIds(const SimulatedEntry& entry, const IdCounts& p
     return missing;
 }
 
-std::string WhyNotWorking(const SimulatedCatalog& catalog, size_t index, const Flags& present,
+std::string WhyNotWorking(const SimulatedCatalog& catalog, size_t index, const IdCounts& present,
                           const Flags& hasFile, const Flags& working) {
     const SimulatedEntry& entry = catalog[index];
     if (working[index]) {
@@ -90,13 +91,13 @@ std::string WhyNotWorking(const SimulatedCatalog& catalog, size_t index, const F
     if (!HasValidLength(entry)) {
         return "its chain length is " + std::to_string(entry.info.ProtocolChain.ChainLen);
     }
-    const std::vector<DWORD> missing = FindMissingIds(entry, CountIds(catalog, present));
+    const std::vector<DWORD> missing = FindMissingIds(entry, present);
     if (!missing.empty()) {
         return "it names the missing id " + Listed(missing);
     }
     std::vector<DWORD> broken;
     for (size_t i = 0; i < catalog.size(); ++i) {
-        if (present[i] && !working[i] && ChainHasId(&entry.info, catalog[i].info.dwCatalogEntryId)) {
+        if (!working[i] && ChainHasId(&entry.info, catalog[i].info.dwCatalogEntryId)) {
             broken.push_back(catalog[i].info.dwCatalogEntryId);
         }
     }

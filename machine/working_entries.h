@@ -28,5 +28,5 @@ std::vector<DWORD> FindMissingIds(const SimulatedEntry& entry, const IdCounts& p
 
 // Why a present entry does not work, as the end of a sentence: "it names the missing id 1011". Empty for one
 // that works.
-std::string WhyNotWorking(const SimulatedCatalog& catalog, size_t index, const Flags& present,
+std::string WhyNotWorking(const SimulatedCatalog& catalog, size_t index, const IdCounts& present,
                           const Flags& hasFile, const Flags& working);

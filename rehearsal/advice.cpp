@@ -16,10 +16,11 @@ constexpr char kReset[] =
     "that are still wanted";
 constexpr char kCheck[] = "Restart, and check the machine: norvane64-rehearse list";
 constexpr char kBackup[] =
-    "Back up: reg export HKLM\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters backup.reg /y";
+    "Back up: reg export HKLM\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters winsock.reg /y";
 
 std::string WriteSteps(const std::vector<RemovalStep>& steps) {
-    std::string text = "Where that is not possible, run these commands in this order:";
+    std::string text =
+        "Where that is not possible, run these commands in an elevated console, in this order:";
     size_t width = 0;
     for (const RemovalStep& step : steps) {
         width = std::max(width, CommandFor(step.dllName).size() + 3);
@@ -33,16 +34,17 @@ std::string WriteSteps(const std::vector<RemovalStep>& steps) {
 
 Texts AdviseOnOrder(const std::vector<RemovalStep>& steps) {
     Texts products;
+    Texts others; // than the one that is to be removed
     for (const RemovalStep& step : steps) {
         std::erase(products, step.product);
         products.push_back(step.product);
+        others.insert(others.end(), step.dllName == steps.back().dllName ? 0 : 1, step.product);
     }
     const std::string all = Joined(products);
-    products.pop_back(); // the one that is to be removed
     return {kBackup, "Uninstall these products with their own uninstallers, in this order: " + all,
             WriteSteps(steps), kCheck,
             "Reinstall these products if they are still wanted: " +
-                (products.empty() ? "none" : Joined(products))};
+                (others.empty() ? "none" : Joined(others))};
 }
 
 Texts AdviseOnBroken(const Rehearsal& rehearsal) {

@@ -27,7 +27,7 @@ std::string DeletableFile(const Search& search, const std::wstring& file, const 
     return search.files.named.contains(file) || !IsRooted(file) ? "" : Shown(path);
 }
 
-// Why the DLL of the command would remain; empty when it would not.
+// Why the DLL of the command would remain.
 std::string ReasonOfDll(const Search& search) {
     const Foreseen& foreseen = search.foreseen;
     const std::wstring& path = foreseen.dllPath;
@@ -41,7 +41,7 @@ std::string ReasonOfDll(const Search& search) {
     if (!IsRooted(path)) {
         return "its path begins with neither a drive and a backslash nor a backslash";
     }
-    return IsInCodePage(path) ? "" : "the code page lacks a character of its path";
+    return IsInCodePage(path) ? "the command cannot open it" : "the code page lacks a character of its path";
 }
 
 void LookAtDll(Search& search) {
@@ -51,7 +51,7 @@ void LookAtDll(Search& search) {
             {"The shared count of the deleted file: it is 0 and would become 4294967295", ""});
     }
     if (foreseen.fileDeleted || foreseen.dllPath.empty() ||
-        !HadFile(search.change.catalog64, search.dllFile) || ReasonOfDll(search).empty()) {
+        !HadFile(search.change.catalog64, search.dllFile)) {
         return;
     }
     const std::wstring opened = OpenedPath(foreseen.dllPath, search.machine.folders, false);
@@ -71,7 +71,8 @@ void LookAtFiles(const CatalogChange& catalog, Search& search, std::set<std::wst
         const bool redirected = file != FileOf(path, search.machine.folders, false);
         search.found.push_back({"File " +
                                     (redirected ? Shown(opened) + ", which 32-bit programs open as " : "") +
-                                    Shown(path) + ": the command does not delete it",
+                                    Shown(path) + ": the command does not delete it" +
+                                    (search.files.named.contains(file) ? "" : "; nothing would use it"),
                                 DeletableFile(search, file, opened)});
     }
 }

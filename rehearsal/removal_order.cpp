@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr size_t kMostSteps = 50;
+
 // Carries a rehearsed removal out on the description of the machine.
 void Apply(const Rehearsal& rehearsal, Machine& machine) {
     const Foreseen& foreseen = rehearsal.foreseen;
@@ -32,9 +34,8 @@ bool TakeStep(const std::string& dllName, Machine& machine, std::vector<RemovalS
     return machine.state.catalog64.size() != before;
 }
 
-// Whether the last step broke networking.
-bool LastBreaks(const std::vector<RemovalStep>& steps) {
-    return steps.back().verdict == Verdict::kBreaksNetworking;
+bool IsHarmless(const RemovalStep& step) {
+    return step.verdict == Verdict::kClean || step.verdict == Verdict::kIncomplete;
 }
 
 // Removes one LSP as a step of an order. Returns what prevents it; empty for nothing.
@@ -47,7 +48,7 @@ std::string RemoveTop(const LspKey& key, Machine& machine, std::vector<RemovalSt
     if (!TakeStep(DllNameOf(*lsp), machine, steps)) {
         return "the command does not find " + product;
     }
-    return LastBreaks(steps) ? "the removal of " + product + " would break networking, too" : "";
+    return !IsHarmless(steps.back()) ? "the removal of " + product + " would break networking, too" : "";
 }
 
 // Runs the command as long as it removes something and an LSP has the name.
@@ -60,8 +61,8 @@ void RunWhileFound(const std::string& dllName, Machine& machine, std::vector<Rem
     }
 }
 
-// How often the command has to run until no LSP has its name, where that breaks nothing in the end; 0 where
-// it does.
+// How often the command has to run until no LSP has its name. Returns 0 if that breaks something, or if one
+// run is enough.
 int CountRuns(const std::string& dllName, const Machine& start) {
     Machine machine = start;
     std::vector<RemovalStep> steps;
@@ -85,12 +86,12 @@ RemovalOrder FindRemovalOrder(const Rehearsal& rehearsal) {
             break;
         }
         const LspKey* top = FindTop(above, graph);
-        order.obstacle =
-            top == nullptr ? "LSPs lie over one another in a circle" : RemoveTop(*top, machine, order.steps);
+        order.obstacle = top == nullptr || order.steps.size() == kMostSteps
+                             ? "too many LSPs lie over one another, or in a circle"
+                             : RemoveTop(*top, machine, order.steps);
     }
-    if (!order.obstacle.empty() ||
-        std::any_of(order.steps.begin(), order.steps.end(),
-                    [](const RemovalStep& step) { return step.verdict == Verdict::kBreaksNetworking; })) {
+    if (!order.obstacle.empty() || std::any_of(order.steps.begin(), order.steps.end(),
+                                               [](const RemovalStep& step) { return !IsHarmless(step); })) {
         order.steps.clear();
         order.runs = CountRuns(name, rehearsal.machine);
     }

@@ -27,9 +27,9 @@ void AddBroken(const std::string& product, const char* notice, bool is32, std::v
 }
 
 // An entry that remains.
-void LookAtRemaining(const CatalogChange& change, size_t i, bool losesId, std::vector<Broken>& broken) {
+void LookAtRemaining(const CatalogChange& change, size_t i, std::vector<Broken>& broken) {
     const SimulatedEntry& entry = change.entries[i];
-    if (StopsWorking(change, i) || (losesId && !IsKind(entry.info, LAYERED_PROTOCOL))) {
+    if (StopsWorking(change, i) || LosesId(change, i)) {
         AddBroken(ProductOf(change.entries, entry), IsKind(entry.info, BASE_PROTOCOL) ? kUsing : kThrough,
                   change.is32, broken);
     }
@@ -62,16 +62,12 @@ void LookAtRemoved(const CatalogChange& change, size_t i, const Foreseen& forese
 }
 
 void LookAtCatalog(const CatalogChange& change, const Foreseen& foreseen, std::vector<Broken>& broken) {
-    const IdCounts before = CountIds(change.entries, Flags(change.entries.size(), true));
-    const IdCounts after = CountIds(change.entries, change.remains);
     for (size_t i = 0; i < change.entries.size(); ++i) {
         if (!change.remains[i]) {
             LookAtRemoved(change, i, foreseen, broken);
             continue;
         }
-        const SimulatedEntry& entry = change.entries[i];
-        const bool losesId = FindMissingIds(entry, before) != FindMissingIds(entry, after);
-        LookAtRemaining(change, i, losesId, broken);
+        LookAtRemaining(change, i, broken);
     }
 }
 

@@ -107,7 +107,7 @@ void ForeseeFile(const Machine& machine, Foreseen& foreseen) {
 
 Foreseen Foresee(const Machine& machine, const std::string& dllName) {
     Foreseen foreseen;
-    traceLog->AddSink({KeepMessage, nullptr, kDefaultTraceLevel}); // kept once, however often it is added
+    traceLog->AddSink({KeepMessage, nullptr, kDefaultTraceLevel}); // a second call adds nothing
     messages.clear();
     Trace("64-bit utility started, params: 'remove lsp %s'", dllName.c_str());
     Trace("Command detected: remove lsp '%s'", dllName.c_str());

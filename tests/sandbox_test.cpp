@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <tuple>
 
+#include "machine/entry_file.h"
 #include "machine/netcfg_state.h"
 #include "machine/similar_text.h"
 #include "machine/winsock_state.h"
@@ -78,6 +79,17 @@ TEST(SandboxTest, TheNearestNameComesFirst) {
     EXPECT_EQ(SortedByLikeness("Mid.dll", {"other.dll", "mad.dll", "mid.dll"}).front(), "mid.dll");
     EXPECT_TRUE(IsAlike("--form", "--from"));
     EXPECT_FALSE(IsAlike("--form", "--full"));
+}
+
+TEST(SandboxTest, AShareHasTwoForms) {
+    const Folders folders = AssumedFolders();
+    const std::wstring file = L"\\\\srv\\share\\x.dll";
+    for (const wchar_t* path : {L"\\\\SRV\\share\\x.dll", L"\\\\?\\unc\\srv\\share\\x.dll",
+                                L"//srv/share/./x.dll", L"\\\\srv\\share\\..\\x.dll"}) {
+        EXPECT_EQ(FileOf(path, folders, true), file);
+    }
+    EXPECT_EQ(OpenedPath(L"\\a\\b.dll", folders, false), L"C:\\a\\b.dll") << "on the drive of Windows";
+    EXPECT_EQ(PlainName(L"c:\\p\\fltx64.dll"), PlainName(L"c:\\q\\flt32.dll"));
 }
 
 } // namespace

@@ -124,8 +124,8 @@ show_command() {
     heading "After: exit code $code"
     ! about_catalogs "$@" || show_catalogs
     after=$(list_machine)
-    heading "Removed (-) and added (+)"
-    diff <(echo "$before") <(echo "$after") | sed -n 's/^</  -/p; s/^>/  +/p' | grep . || echo "  none"
+    heading "Files, registry values and components: removed (-) and added (+)"
+    diff <(echo "$before") <(echo "$after") | sed -n 's/^</  -/p; s/^>/  +/p' | grep . || echo "  no change"
     heading "Pending deletions at the next start"
     show_pending
 }
