@@ -38,7 +38,7 @@ std::wstring NameOfFile(const std::wstring& path);
 // The part of a file, as FileOf has it, before its last backslash.
 std::wstring FolderOf(const std::wstring& file);
 
-// The name of a file, as FileOf has it, without what tells 32-bit and 64-bit files apart: 32, 64, 86, x32,
+// The name of a file, as FileOf has it, without the marks of 32-bit and 64-bit files: 32, 64, 86, x32,
 // x64, x86.
 std::wstring PlainName(const std::wstring& file);
 

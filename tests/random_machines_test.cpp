@@ -351,7 +351,7 @@ void UseCounts(const std::map<std::string, DWORD>& counts) {
     }
 }
 
-// Nobody is told to delete a file that an entry or a namespace provider still names.
+// The advice never deletes a file that an entry or a namespace provider still names.
 void CheckDeletions(const std::string& report, const WinsockState& after, const Spelling& provider) {
     const std::string files = LowerCase(Between(report, "delete by hand: ", "\n"));
     std::vector<std::string> named = {provider.file64};

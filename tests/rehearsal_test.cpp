@@ -3,7 +3,7 @@
 //
 // A machine is a list of entries of both catalogs, or of the 64-bit catalog and, behind " | ", of the 32-bit
 // catalog. Each catalog has the base provider 1 besides. An entry is an id, its GUID in braces where that is
-// not the id, its path, and what tells its kind: "*" for a base provider, "[10,1]" for a chain, "[10,1=8]"
+// not the id, its path, and its kind: "*" for a base provider, "[10,1]" for a chain, "[10,1=8]"
 // for a chain with another length, nothing for a hidden entry. A path of one letter stands for a DLL in C:\p.
 #include <random>
 #include <regex>
@@ -303,7 +303,7 @@ TEST_F(VerdictTest, DamagedDescriptionsAreReported) {
         std::string bytes = AsWide(Damaged(random, sound, 0, sound.size()));
         bytes.resize(random() % 9 == 0 ? random() % bytes.size() : bytes.size());
         CheckDamaged(bytes, state);
-        // Of a listing one block is damaged: nothing tells how many there were.
+        // Of a listing one block is damaged: it does not say how many there were.
         size_t from = 0;
         for (size_t block = random() % 12; block > 0; --block) {
             from = listing.find("\r\n--", from + 1);

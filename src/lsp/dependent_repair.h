@@ -15,6 +15,6 @@ void UpdateDependents(CatalogSelector catalog, std::span<LspEntry> map, const Ls
 // Deinstalls all dependents and installs them again with their edited chains, the last of the list first. The
 // new ids of each one are stored in the chains of those before it in the list, and in the order of the
 // snapshot. Then the order is written, with the ids of the target, even if there are no dependents. The
-// failure of a single call is traced, and the work goes on. Returns false after a trace line when there is no
-// memory; nothing is deinstalled then.
+// failure of a single call is traced, and the work continues. Returns false after a trace line when there is
+// no memory; nothing is deinstalled then.
 bool ReinstallDependents(CatalogSelector catalog, CatalogSnapshot& snapshot, const LspEntry& target);

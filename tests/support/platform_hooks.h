@@ -1,7 +1,7 @@
 // Calls of Windows that a test can make fail, replace and count.
 //
 // The test program defines the import pointers of these functions itself, so that each call of the linked
-// modules comes here first. It goes on to Windows unless a test plans something else.
+// modules comes here first. It is passed on to Windows unless a test plans something else.
 #pragma once
 
 #include <winsock2.h>
