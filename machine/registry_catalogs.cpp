@@ -80,7 +80,7 @@ void CheckNames(const std::vector<std::string>& keys, Machine& machine) {
 // The keys of the entries of a catalog for 64-bit ("64") or 32-bit ("") programs.
 std::vector<std::string> EntryKeys(const Registry& registry, const std::string& catalog,
                                    const std::string& bits, Machine& machine) {
-    const std::vector<std::string> keys = KeysBelow(registry, catalog + "\\Catalog_Entries" + bits);
+    std::vector<std::string> keys = KeysBelow(registry, catalog + "\\Catalog_Entries" + bits);
     CheckCount(registry, catalog, "Num_Catalog_Entries" + bits, keys.size(), machine);
     CheckNames(keys, machine);
     return keys;
