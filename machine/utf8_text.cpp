@@ -12,7 +12,7 @@
 namespace {
 
 // Control characters, and characters that are invisible or change the direction of a line. The last range are
-// the first halves of the invisible characters for tags.
+// the high surrogates of the invisible characters for tags.
 constexpr std::pair<wchar_t, wchar_t> kUnprintable[] = {
     {0x0001, 0x001F}, {0x007F, 0x009F}, {0x00AD, 0x00AD}, {0x034F, 0x034F}, {0x061C, 0x061C},
     {0x115F, 0x1160}, {0x17B4, 0x17B5}, {0x180B, 0x180F}, {0x200B, 0x200F}, {0x2028, 0x202E},
