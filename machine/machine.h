@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "machine/entry_file.h"
-#include "machine/winsock_state.h"
+#include "machine/catalog.h"
+#include "machine/windows_path.h"
 
 struct NamespaceProvider {
     std::string name;
@@ -18,13 +18,12 @@ struct NamespaceProvider {
 struct Machine {
     std::string name;         // of the computer, or of the files that describe the machine
     bool live = false;        // whether it is this machine, whose disk can be looked at
-    bool isState = false;     // whether a state file of the sandbox describes it
     bool fromListing = false; // whether the catalogs are those that netsh printed
     bool incomplete = false;  // whether a catalog entry, or its path, could not be read
     bool hasCatalogs = false; // whether anything described them; they can be empty
     bool hasCounts = false;   // the same for the shared counts
     Folders folders = AssumedFolders();
-    WinsockState state;
+    Catalogs catalogs;
     std::vector<NamespaceProvider> namespaces;
     std::map<std::string, DWORD> sharedCounts; // by path in lower case
     std::set<std::wstring>

@@ -5,13 +5,11 @@
 #include <stdexcept>
 
 #include "files/file_remover.h"
-#include "machine/file_reading.h"
-#include "machine/live_registry.h"
+#include "machine/files.h"
 #include "machine/netsh_listing.h"
 #include "machine/registry_catalogs.h"
 #include "machine/registry_export.h"
-#include "machine/text_encoding.h"
-#include "machine/utf8_text.h"
+#include "machine/text.h"
 
 namespace {
 
@@ -31,19 +29,6 @@ bool AddExport(const std::string& content, Machine& machine) {
         AddRegistryCatalogs(registry, machine);
     }
     return AddSharedCounts(registry, machine) || HasCatalogs(registry);
-}
-
-void AddState(const std::string& content, Machine& machine) {
-    TakeCatalogsOnce(machine);
-    if (!content.ends_with('\n')) {
-        const auto lines = std::count(content.begin(), content.end(), '\n') + 1;
-        throw std::runtime_error(std::to_string(lines) + ": the file is cut off: its last line has no end");
-    }
-    machine.isState = true;
-    machine.state = ParseWinsockState(content);
-    // A rehearsal takes the calls to be granted, whatever is planned for the sandbox.
-    machine.state.plan = {};
-    machine.state.notElevated = false;
 }
 
 // Returns whether anything in it is used. Throws std::runtime_error whose text begins with the number of a
@@ -66,11 +51,7 @@ bool AddFile(const std::string& file, Machine& machine) {
         AddNetshListing(FromAnsi(file), text, machine);
         return true;
     }
-    if (content.find('\0') != std::string::npos) {
-        throw std::runtime_error("1: neither a registry export, nor the output of netsh, nor a state file");
-    }
-    AddState(content, machine);
-    return true;
+    throw std::runtime_error("1: neither a registry export, nor the output of netsh winsock show catalog");
 }
 
 void ReadThisMachine(Machine& machine) {

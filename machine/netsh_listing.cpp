@@ -11,7 +11,7 @@
 
 #include "common/text_conversion.h"
 #include "lsp/provider_entries.h"
-#include "machine/text_parsing.h"
+#include "machine/text.h"
 
 namespace {
 
@@ -140,8 +140,8 @@ void ReadChain(std::string ids, WSAPROTOCOL_INFOW& entry) {
     }
 }
 
-SimulatedEntry ReadEntry(const std::vector<std::string>& values) {
-    SimulatedEntry entry = {};
+CatalogEntry ReadEntry(const std::vector<std::string>& values) {
+    CatalogEntry entry = {};
     entry.path = conv_utf8_to_wchar(values[kProviderPath].c_str());
     entry.info.ProviderId = ParseGuid(values[kProviderId]);
     const std::wstring name = conv_utf8_to_wchar(values[kDescription].c_str());
@@ -167,7 +167,7 @@ void AddBlock(const Block& block, Machine& machine) {
         return;
     }
     const bool is32 = block.values[kEntryType].ends_with("(32)");
-    (is32 ? machine.state.catalog32 : machine.state.catalog64).push_back(ReadEntry(block.values));
+    (is32 ? machine.catalogs.catalog32 : machine.catalogs.catalog64).push_back(ReadEntry(block.values));
 }
 
 bool HasGuid(const Block& block) {
@@ -204,7 +204,7 @@ void AddNetshListing(const std::string& file, const std::string& text, Machine& 
                                        ": not read: " + error.what());
         }
     }
-    if (machine.state.catalog64.empty() && machine.state.catalog32.empty()) {
+    if (machine.catalogs.catalog64.empty() && machine.catalogs.catalog32.empty()) {
         throw std::runtime_error("1: no entry of a catalog can be read");
     }
 }

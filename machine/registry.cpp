@@ -1,14 +1,48 @@
 #include "machine/registry.h"
 
-#include <cstring>
+#include <stdexcept>
 
-#include "machine/utf8_text.h"
+#include "common/owned.h"
+#include "machine/text.h"
 
-std::wstring WideOf(const std::string& bytes) {
-    std::wstring wide(bytes.size() / sizeof(wchar_t), L'\0');
-    std::memcpy(wide.data(), bytes.data(), wide.size() * sizeof(wchar_t));
-    return wide;
+namespace {
+
+// Returns the error that stopped it; ERROR_SUCCESS for none. So does the next one.
+LONG AddLiveValues(HKEY key, const std::string& path, Registry& registry) {
+    DWORD longestName = 0;
+    DWORD largest = 0;
+    LONG error = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                  &longestName, &largest, nullptr, nullptr);
+    // A character has up to four bytes in a code page. The size of a text can be that of another encoding.
+    std::string name(4 * longestName + 1, '\0');
+    std::string data(2 * largest + 2, '\0');
+    for (DWORD index = 0; error == ERROR_SUCCESS; ++index) {
+        DWORD nameLength = static_cast<DWORD>(name.size());
+        DWORD size = static_cast<DWORD>(data.size());
+        DWORD type = 0;
+        error = RegEnumValueA(key, index, name.data(), &nameLength, nullptr, &type,
+                              reinterpret_cast<BYTE*>(data.data()), &size);
+        if (error == ERROR_SUCCESS) {
+            AddValue(path, FromAnsi(name.substr(0, nameLength)), type, data.substr(0, size), false, registry);
+        }
+    }
+    return error == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : error;
 }
+
+LONG AddLiveKeys(HKEY key, const std::string& path, Registry& registry) {
+    LONG error = ERROR_SUCCESS;
+    for (DWORD index = 0; error == ERROR_SUCCESS; ++index) {
+        char name[4 * 256]; // a key's name has at most 255 characters
+        DWORD length = sizeof(name);
+        error = RegEnumKeyExA(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+        if (error == ERROR_SUCCESS) {
+            AddLiveRegistry(path + "\\" + name, registry);
+        }
+    }
+    return error == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : error;
+}
+
+} // namespace
 
 bool AddKey(const std::string& path, Registry& registry) {
     const bool added = registry.loweredKeys.insert(LowerCase(path)).second;
@@ -25,4 +59,23 @@ void AddValue(const std::string& key, const std::string& name, DWORD type, const
         content = wide ? ToUtf8(WideOf(bytes)) : FromAnsi(bytes);
     }
     registry.values[{LowerCase(key), LowerCase(name)}] = {type, content};
+}
+
+void AddLiveRegistry(const std::string& path, Registry& registry) {
+    const std::string fullPath = FromAnsi("HKEY_LOCAL_MACHINE\\" + path);
+    RegistryKey key;
+    LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.Receive());
+    if (error == ERROR_FILE_NOT_FOUND) {
+        return;
+    }
+    if (error == ERROR_SUCCESS) {
+        AddKey(fullPath, registry);
+        error = AddLiveValues(key.Get(), fullPath, registry);
+    }
+    if (error == ERROR_SUCCESS) {
+        error = AddLiveKeys(key.Get(), path, registry);
+    }
+    if (error != ERROR_SUCCESS) {
+        throw std::runtime_error(fullPath + ": error " + std::to_string(error));
+    }
 }

@@ -20,9 +20,6 @@ struct Registry {
     std::map<std::pair<std::string, std::string>, RegistryValue> values; // by key and name, in lower case
 };
 
-// The characters of a UTF-16 text; an odd last byte is dropped.
-std::wstring WideOf(const std::string& bytes);
-
 // Adds a key. Returns false when the registry has it already.
 bool AddKey(const std::string& path, Registry& registry);
 
@@ -31,3 +28,8 @@ bool AddKey(const std::string& path, Registry& registry);
 //   wide       whether a text is in UTF-16, not in the ANSI code page
 void AddValue(const std::string& key, const std::string& name, DWORD type, const std::string& bytes,
               bool wide, Registry& registry);
+
+// Adds a key of HKEY_LOCAL_MACHINE of the machine that the program runs on, with all subkeys and values. A key
+// that is missing adds nothing. Throws std::runtime_error, with the key, for one that cannot be read.
+//   path  below the root
+void AddLiveRegistry(const std::string& path, Registry& registry);

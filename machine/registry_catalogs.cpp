@@ -7,7 +7,7 @@
 
 #include "common/text_conversion.h"
 #include "files/file_remover.h"
-#include "machine/utf8_text.h"
+#include "machine/text.h"
 
 namespace {
 
@@ -87,8 +87,8 @@ std::vector<std::string> EntryKeys(const Registry& registry, const std::string& 
 }
 
 // Takes a packed item apart. Adds a warning for each thing about it that Windows would not have written.
-SimulatedEntry UnpackItem(const std::string& key, const std::string& bytes, Machine& machine) {
-    SimulatedEntry entry = {};
+CatalogEntry UnpackItem(const std::string& key, const std::string& bytes, Machine& machine) {
+    CatalogEntry entry = {};
     const size_t pathEnd = std::min(bytes.find('\0'), kPathBytes);
     std::memcpy(&entry.info, bytes.data() + kPathBytes, sizeof(entry.info));
     entry.path = conv_to_wchar(bytes.substr(0, pathEnd).c_str());
@@ -106,9 +106,9 @@ SimulatedEntry UnpackItem(const std::string& key, const std::string& bytes, Mach
     return entry;
 }
 
-SimulatedCatalog ReadCatalog(const Registry& registry, const std::string& catalog, const std::string& bits,
-                             Machine& machine) {
-    SimulatedCatalog entries;
+Catalog ReadCatalog(const Registry& registry, const std::string& catalog, const std::string& bits,
+                    Machine& machine) {
+    Catalog entries;
     for (const std::string& key : EntryKeys(registry, catalog, bits, machine)) {
         const RegistryValue* item = Find(registry, key, "PackedCatalogItem");
         const size_t size = item == nullptr ? 0 : item->bytes.size();
@@ -137,10 +137,10 @@ void ReadCatalogs(const Registry& registry, const std::string& parameters, Machi
                                  ": Catalog_Entries64 is missing: this is a 32-bit Windows, and norvane64 is "
                                  "for 64-bit Windows");
     }
-    machine.state.catalog64 = ReadCatalog(registry, catalog, "64", machine);
-    machine.state.catalog32 = ReadCatalog(registry, catalog, "", machine);
+    machine.catalogs.catalog64 = ReadCatalog(registry, catalog, "64", machine);
+    machine.catalogs.catalog32 = ReadCatalog(registry, catalog, "", machine);
     const long long next = Number(Find(registry, catalog, "Next_Catalog_Entry_ID"));
-    machine.state.nextId = static_cast<DWORD>(std::max(next, 1001LL));
+    machine.catalogs.nextId = static_cast<DWORD>(std::max(next, 1001LL));
     if (next < 0) {
         machine.warnings.push_back(catalog + ": Next_Catalog_Entry_ID is missing");
     }

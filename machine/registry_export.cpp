@@ -6,8 +6,7 @@
 #include <stdexcept>
 
 #include "common/text_conversion.h"
-#include "machine/text_parsing.h"
-#include "machine/utf8_text.h"
+#include "machine/text.h"
 
 namespace {
 

@@ -1,135 +1,116 @@
 #include "rehearsal/remainders.h"
 
-#include <algorithm>
-
-#include "common/text_conversion.h"
-#include "lsp/provider_entries.h"
-#include "machine/entry_names.h"
-#include "machine/lsp_list.h"
-#include "machine/product_files.h"
-#include "machine/utf8_text.h"
+#include "rehearsal/product_files.h"
 
 namespace {
 
 // What the remainders are looked for with.
 struct Search {
     const Machine& machine;
-    const Foreseen& foreseen;
+    const DryRun& run;
     const MachineChange& change;
-    const std::string& dllName;
+    const std::wstring& dllName;
     std::wstring dllFile; // of the LSP that was found
     ProductFiles files;
     std::vector<Remainder> found;
 };
 
-// A file that nothing names afterwards.
-std::string DeletableFile(const Search& search, const std::wstring& file, const std::wstring& path) {
-    return search.files.named.contains(file) || !IsRooted(file) ? "" : Shown(path);
+// A file, which a person can delete afterwards when nothing names it.
+Remainder FileRemainder(RemainderKind kind, const Search& search, const std::wstring& path,
+                        const std::wstring& file, bool is32) {
+    Remainder remainder = {kind, path, OpenedPath(path, search.machine.folders, is32)};
+    remainder.inUse = search.files.named.contains(file);
+    remainder.deletable = !remainder.inUse && IsRooted(file);
+    return remainder;
 }
 
-// Why the DLL of the command would remain.
-std::string ReasonOfDll(const Search& search) {
-    const Foreseen& foreseen = search.foreseen;
-    const std::wstring& path = foreseen.dllPath;
-    if (foreseen.sharedCount > 1) {
-        return "other programs share it (count " + std::to_string(foreseen.sharedCount) +
-               ", which would become " + std::to_string(foreseen.sharedCount - 1) + ")";
+DllReason ReasonOfDll(const Search& search) {
+    const std::wstring& path = search.run.dllPath;
+    if (search.run.sharedCount > 1) {
+        return DllReason::kShared;
     }
     if (HasReference(path, search.machine.folders)) {
-        return "the command does not replace the environment reference in its path";
+        return DllReason::kReference;
     }
     if (!IsRooted(path)) {
-        return "its path begins with neither a drive and a backslash nor a backslash";
+        return DllReason::kNotRooted;
     }
-    return IsInCodePage(path) ? "the command cannot open it" : "the code page lacks a character of its path";
+    return IsInCodePage(path) ? DllReason::kCannotOpen : DllReason::kCodePage;
 }
 
 void LookAtDll(Search& search) {
-    const Foreseen& foreseen = search.foreseen;
-    if (foreseen.fileDeleted && foreseen.sharedCount == 0) {
-        search.found.push_back(
-            {"The shared count of the deleted file: it is 0 and would become 4294967295", ""});
+    const DryRun& run = search.run;
+    if (run.fileDeleted && run.sharedCount == 0) {
+        search.found.push_back({RemainderKind::kSharedCount, run.dllPath});
     }
-    if (foreseen.fileDeleted || foreseen.dllPath.empty() ||
-        !HadFile(search.change.catalog64, search.dllFile)) {
+    if (run.fileDeleted || run.dllPath.empty() || !HadFile(search.change.catalog64, search.dllFile)) {
         return;
     }
-    const std::wstring opened = OpenedPath(foreseen.dllPath, search.machine.folders, false);
-    search.found.push_back({"File " + Shown(foreseen.dllPath) + ": " + ReasonOfDll(search),
-                            foreseen.sharedCount > 1 ? "" : DeletableFile(search, search.dllFile, opened)});
+    Remainder dll = FileRemainder(RemainderKind::kDll, search, run.dllPath, search.dllFile, false);
+    dll.reason = ReasonOfDll(search);
+    dll.deletable = dll.deletable && dll.reason != DllReason::kShared;
+    search.found.push_back(dll);
 }
 
 // The files of the other removed entries, each once.
-void LookAtFiles(const CatalogChange& catalog, Search& search, std::set<std::wstring>& known) {
-    for (size_t i = 0; i < catalog.entries.size(); ++i) {
-        const std::wstring& file = catalog.files[i];
-        if (catalog.remains[i] || file.empty() || !catalog.hadFile[i] || !known.insert(file).second) {
+void LookAtFiles(const CatalogChange& change, Search& search, std::set<std::wstring>& known) {
+    const CatalogHealth& before = change.before;
+    for (size_t i = 0; i < before.entries.size(); ++i) {
+        const std::wstring& file = before.files[i];
+        if (change.after.present[i] || file.empty() || !before.hasFile[i] || !known.insert(file).second) {
             continue;
         }
-        const std::wstring& path = catalog.entries[i].path;
-        const std::wstring opened = OpenedPath(path, search.machine.folders, catalog.is32);
-        const bool redirected = file != FileOf(path, search.machine.folders, false);
-        search.found.push_back({"File " +
-                                    (redirected ? Shown(opened) + ", which 32-bit programs open as " : "") +
-                                    Shown(path) + ": the command does not delete it" +
-                                    (search.files.named.contains(file) ? "" : "; nothing would use it"),
-                                DeletableFile(search, file, opened)});
+        const std::wstring& path = before.entries[i].path;
+        Remainder remainder = FileRemainder(RemainderKind::kFile, search, path, file, before.is32);
+        remainder.redirected = file != FileOf(path, search.machine.folders, false);
+        search.found.push_back(remainder);
     }
-}
-
-std::string DescribeEntry(const CatalogChange& catalog, size_t i, bool again, bool hasName) {
-    const SimulatedEntry& entry = catalog.entries[i];
-    const std::string bits = catalog.is32 ? "32-bit " : "64-bit ";
-    const std::string title =
-        std::string(IsKind(entry.info, LAYERED_PROTOCOL) ? "LSP " : "Layered entry without LSP ") +
-        TitleOf(entry.info) + " (" + Shown(entry.path) + ") of the " + bits +
-        "catalog: " + (catalog.works[i] ? bits + "programs would keep using it" : "it would not work");
-    if (again || !hasName) {
-        return title + (again ? " until the command is run again" : "");
-    }
-    return title + (catalog.is32 ? "; the command looks for names in the 64-bit catalog alone"
-                                 : "; the command does not find it");
 }
 
 // LSPs, and layered entries without one, that belong to the product and would remain.
-void LookAtEntries(const CatalogChange& catalog, Search& search) {
-    for (size_t i = 0; i < catalog.entries.size(); ++i) {
-        const SimulatedEntry& entry = catalog.entries[i];
-        const bool isLsp = IsKind(entry.info, LAYERED_PROTOCOL);
-        const bool hasName = ToUtf8(NameOfFile(entry.path)) == search.dllName;
+void LookAtEntries(const CatalogChange& change, Search& search) {
+    const CatalogHealth& after = change.after;
+    for (size_t i = 0; i < after.entries.size(); ++i) {
+        const CatalogEntry& entry = after.entries[i];
+        Remainder remainder = {RemainderKind::kEntry};
+        remainder.hasName = FileNameForWindows(entry.path) == search.dllName;
         const bool ofProduct =
-            hasName || search.files.removed.contains(catalog.files[i]) ||
-            IsOnly32BitPart(search.change, catalog, i, search.files, search.machine.folders);
-        if (!catalog.remains[i] || !ofProduct || (!isLsp && !BecomesOrphan(catalog, i))) {
+            remainder.hasName || search.files.removed.contains(after.files[i]) ||
+            IsOnly32BitPart(search.change, change, i, search.files, search.machine.folders);
+        if (!after.present[i] || !ofProduct || (!IsLsp(entry) && !BecomesOrphan(change, i))) {
             continue;
         }
-        const SimulatedEntry* in64 = FindProvider(search.change.catalog64.entries, entry.info.ProviderId);
-        const bool again =
-            isLsp && search.foreseen.found && in64 != nullptr && DllNameOf(*in64) == search.dllName;
-        search.found.push_back({DescribeEntry(catalog, i, again, hasName), "", true, again});
+        const CatalogEntry* in64 =
+            FindProvider(search.change.catalog64.before.entries, entry.info.ProviderId);
+        remainder.is32 = after.is32;
+        remainder.index = i;
+        remainder.byRunningAgain = IsLsp(entry) && search.run.found && in64 != nullptr &&
+                                   FileNameForCommand(in64->path) == search.dllName;
+        search.found.push_back(remainder);
     }
 }
 
 void LookAtNamespaces(Search& search) {
-    for (const NamespaceProvider& provider : search.machine.namespaces) {
-        const std::wstring file = FileOfNamespace(provider, search.machine.folders);
+    const std::vector<NamespaceProvider>& providers = search.machine.namespaces;
+    for (size_t i = 0; i < providers.size(); ++i) {
+        const std::wstring file = FileOfNamespace(providers[i], search.machine.folders);
         if (search.files.removed.contains(file) && !search.change.deletedFiles.contains(file)) {
-            search.found.push_back({"Namespace provider " + NameOfNamespace(provider.name, provider.path) +
-                                        " (" + provider.path + "): name lookups would keep using it",
-                                    "", true});
+            Remainder remainder = {RemainderKind::kNamespace};
+            remainder.index = i;
+            search.found.push_back(remainder);
         }
     }
 }
 
 } // namespace
 
-std::vector<Remainder> FindRemainders(const Machine& machine, const Foreseen& foreseen,
-                                      const MachineChange& change, const std::string& dllName) {
+std::vector<Remainder> FindRemainders(const Machine& machine, const DryRun& run, const MachineChange& change,
+                                      const std::wstring& dllName) {
     Search search = {machine,
-                     foreseen,
+                     run,
                      change,
                      dllName,
-                     FileOf(foreseen.dllPath, machine.folders, false),
+                     FileOf(run.dllPath, machine.folders, false),
                      CollectFiles(machine, change),
                      {}};
     LookAtDll(search);
@@ -142,7 +123,7 @@ std::vector<Remainder> FindRemainders(const Machine& machine, const Foreseen& fo
     }
     LookAtNamespaces(search);
     if (machine.incomplete) {
-        search.found.push_back({"Entries that could not be read: see the warnings", ""});
+        search.found.push_back({RemainderKind::kUnread});
     }
     return search.found;
 }

@@ -4,17 +4,35 @@
 #include <string>
 #include <vector>
 
-#include "machine/machine_change.h"
-#include "simulation/foreseen_removal.h"
+#include "rehearsal/catalog_change.h"
+#include "rehearsal/dry_run.h"
+
+enum class RemainderKind {
+    kSharedCount, // of the deleted file, which is lowered below zero
+    kDll,         // the DLL of the command
+    kFile,        // of another removed entry
+    kEntry,       // an LSP, or a layered entry without one
+    kNamespace,   // a namespace provider
+    kUnread       // entries that could not be read
+};
+
+// Why the DLL of the command remains.
+enum class DllReason { kShared, kReference, kNotRooted, kCannotOpen, kCodePage };
 
 struct Remainder {
-    std::string text;            // a sentence
-    std::string deletable;       // a file that a person can delete by hand afterwards; empty for none
-    bool inCatalog = false;      // whether it is an entry, which only an uninstaller or the reset removes
-    bool byRunningAgain = false; // whether the same command removes it
+    RemainderKind kind;
+    std::wstring path = {};                    // of a file, as the catalog has it
+    std::wstring opened = {};                  // the file that this path opens, for 64-bit programs
+    DllReason reason = DllReason::kCannotOpen; // of kDll
+    bool redirected = false;                   // of kFile: 32-bit programs open it under another path
+    bool inUse = false;                        // of a file: something that remains names it
+    bool deletable = false;                    // of a file: a person can delete it by hand afterwards
+    bool is32 = false;                         // of kEntry
+    size_t index = 0;                          // of kEntry and kNamespace
+    bool hasName = false;                      // of kEntry: its DLL has the name that the command looks for
+    bool byRunningAgain = false;               // of kEntry: the same command removes it
 };
 
 // Finds what would remain.
-//   dllName  in UTF-8
-std::vector<Remainder> FindRemainders(const Machine& machine, const Foreseen& foreseen,
-                                      const MachineChange& change, const std::string& dllName);
+std::vector<Remainder> FindRemainders(const Machine& machine, const DryRun& run, const MachineChange& change,
+                                      const std::wstring& dllName);

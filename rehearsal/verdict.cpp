@@ -3,103 +3,88 @@
 
 #include <algorithm>
 
+#include "common/text_conversion.h"
 #include "lsp/provider_entries.h"
-#include "machine/entry_names.h"
-#include "machine/utf8_text.h"
 
 namespace {
 
-constexpr char kThrough[] = "connect through it would fail";
-constexpr char kUsing[] = "use it would fail";
-constexpr char kRemovedBase[] = "use it would fail: this provider of Windows would be removed, too";
-constexpr char kRemovedToo[] =
-    "use it would fail: it has the provider id of a removed entry, and would be removed, too";
-constexpr char kNoLookups[] = "look up names through it would fail: its file would be deleted";
+using IsTarget = std::function<bool(const CatalogEntry& lsp)>;
 
-void AddBroken(const std::string& product, const char* notice, bool is32, std::vector<Broken>& broken) {
-    auto found = std::find_if(broken.begin(), broken.end(), [&](const Broken& each) {
-        return each.product == product && each.notice == notice;
-    });
+void AddBroken(const Product& product, Harm harm, bool is32, std::vector<Broken>& broken) {
+    auto found = std::ranges::find_if(
+        broken, [&](const Broken& each) { return each.product == product && each.harm == harm; });
     if (found == broken.end()) {
-        found = broken.insert(broken.end(), {product, notice});
+        found = broken.insert(broken.end(), {product, harm});
     }
     (is32 ? found->in32 : found->in64) = true;
 }
 
-// An entry that remains.
-void LookAtRemaining(const CatalogChange& change, size_t i, std::vector<Broken>& broken) {
-    const SimulatedEntry& entry = change.entries[i];
-    if (StopsWorking(change, i) || LosesId(change, i)) {
-        AddBroken(ProductOf(change.entries, entry), IsKind(entry.info, BASE_PROTOCOL) ? kUsing : kThrough,
-                  change.is32, broken);
+// Whether an entry belongs to an LSP that is not to be removed.
+bool IsOfAnotherLsp(const CatalogHealth& catalog, size_t i, const IsTarget& isTarget) {
+    const CatalogEntry& entry = catalog.entries[i];
+    if (IsLsp(entry)) {
+        return !isTarget(entry);
     }
-}
-
-// Whether an entry belongs to another LSP than the one that is removed.
-bool IsOfAnotherLsp(const CatalogChange& change, const SimulatedEntry& entry, const Foreseen& foreseen) {
-    const auto isTarget = [&](const WSAPROTOCOL_INFOW& lsp) {
-        return foreseen.target && SameGuid(lsp.ProviderId, foreseen.target->ProviderId) &&
-               lsp.dwCatalogEntryId == foreseen.target->dwCatalogEntryId;
-    };
-    if (IsKind(entry.info, LAYERED_PROTOCOL)) {
-        return !isTarget(entry.info);
-    }
-    if (foreseen.target && IsLayerOf(entry.info, foreseen.target->dwCatalogEntryId)) {
-        return false;
-    }
-    return FindOwner(change.entries, entry) != change.entries.size();
-}
-
-// An entry that is removed.
-void LookAtRemoved(const CatalogChange& change, size_t i, const Foreseen& foreseen,
-                   std::vector<Broken>& broken) {
-    const SimulatedEntry& entry = change.entries[i];
-    if (IsKind(entry.info, BASE_PROTOCOL)) {
-        AddBroken(ProductOf(change.entries, entry), kRemovedBase, change.is32, broken);
-    } else if (!change.is32 && IsOfAnotherLsp(change, entry, foreseen)) {
-        AddBroken(ProductOf(change.entries, entry), kRemovedToo, change.is32, broken);
-    }
-}
-
-void LookAtCatalog(const CatalogChange& change, const Foreseen& foreseen, std::vector<Broken>& broken) {
-    for (size_t i = 0; i < change.entries.size(); ++i) {
-        if (!change.remains[i]) {
-            LookAtRemoved(change, i, foreseen, broken);
-            continue;
+    // The id of an entry's LSP can be that of more than one.
+    bool hasLsp = false;
+    for (const CatalogEntry& lsp : catalog.entries) {
+        if (IsLsp(lsp) && IsLayerOf(entry.info, lsp.info.dwCatalogEntryId)) {
+            if (isTarget(lsp)) {
+                return false;
+            }
+            hasLsp = true;
         }
-        LookAtRemaining(change, i, broken);
     }
+    return hasLsp;
 }
 
-void LookAtNamespaces(const Machine& machine, const MachineChange& change, std::vector<Broken>& broken) {
-    for (const NamespaceProvider& provider : machine.namespaces) {
-        if (change.deletedFiles.contains(FileOfNamespace(provider, machine.folders))) {
-            AddBroken(NameOfNamespace(provider.name, provider.path), kNoLookups, provider.is32, broken);
+void LookAtCatalog(const CatalogChange& change, const IsTarget& isTarget, std::vector<Broken>& broken) {
+    const CatalogHealth& before = change.before;
+    for (size_t i = 0; i < before.entries.size(); ++i) {
+        const CatalogEntry& entry = before.entries[i];
+        if (change.after.present[i]) {
+            if (StopsWorking(change, i) || LosesId(change, i)) {
+                AddBroken(ProductOf(before, i), IsBase(entry) ? Harm::kUse : Harm::kConnections, before.is32,
+                          broken);
+            }
+        } else if (IsBase(entry)) {
+            AddBroken(ProductOf(before, i), Harm::kBaseRemoved, before.is32, broken);
+        } else if (!before.is32 && IsOfAnotherLsp(before, i, isTarget)) {
+            AddBroken(ProductOf(before, i), Harm::kLspRemoved, before.is32, broken);
         }
     }
 }
 
 } // namespace
 
-const char* VerdictText(Verdict verdict) {
-    const char* const texts[] = {"CLEAN", "", "NOTHING TO DO", "INCOMPLETE", "BREAKS NETWORKING"};
-    return texts[static_cast<size_t>(verdict)];
+std::vector<Broken> FindBroken(const Machine& machine, const MachineChange& change,
+                               const IsTarget& isTarget) {
+    std::vector<Broken> broken;
+    LookAtCatalog(change.catalog64, isTarget, broken);
+    LookAtCatalog(change.catalog32, isTarget, broken);
+    for (const NamespaceProvider& provider : machine.namespaces) {
+        if (change.deletedFiles.contains(FileOfNamespace(provider, machine.folders))) {
+            AddBroken(ProductOfNamespace(provider), Harm::kLookups, provider.is32, broken);
+        }
+    }
+    return broken;
 }
 
 Rehearsal Rehearse(const Machine& machine, const std::string& dllName) {
-    const Foreseen foreseen = Foresee(machine, dllName);
+    DryRun run = RunDry(machine, dllName);
     std::set<std::wstring> deleted;
-    if (foreseen.fileDeleted) {
-        deleted.insert(FileOf(foreseen.dllPath, machine.folders, false));
+    if (run.fileDeleted) {
+        deleted.insert(FileOf(run.dllPath, machine.folders, false));
     }
-    const MachineChange change = FindChange(machine, foreseen.after, deleted);
-    Rehearsal rehearsal = {machine, dllName, foreseen, change, {}, {}, Verdict::kClean};
-    LookAtCatalog(change.catalog64, foreseen, rehearsal.broken);
-    LookAtCatalog(change.catalog32, foreseen, rehearsal.broken);
-    LookAtNamespaces(machine, change, rehearsal.broken);
-    rehearsal.remainders = FindRemainders(machine, foreseen, change, FromAnsi(dllName));
-    rehearsal.verdict = std::max({foreseen.found ? Verdict::kClean : Verdict::kNothingToDo,
-                                  rehearsal.remainders.empty() ? Verdict::kClean : Verdict::kIncomplete,
-                                  rehearsal.broken.empty() ? Verdict::kClean : Verdict::kBreaksNetworking});
-    return rehearsal;
+    const auto isTarget = [&](const CatalogEntry& lsp) {
+        return run.target && SameGuid(lsp.info.ProviderId, run.target->info.ProviderId) &&
+               lsp.info.dwCatalogEntryId == run.target->info.dwCatalogEntryId;
+    };
+    MachineChange change = FindChange(Examine(machine), run.after, deleted);
+    std::vector<Broken> broken = FindBroken(machine, change, isTarget);
+    std::vector<Remainder> remainders = FindRemainders(machine, run, change, conv_to_wchar(dllName.c_str()));
+    const Verdict verdict = std::max({run.found ? Verdict::kClean : Verdict::kNothingToDo,
+                                      remainders.empty() ? Verdict::kClean : Verdict::kIncomplete,
+                                      broken.empty() ? Verdict::kClean : Verdict::kBreaksNetworking});
+    return {machine, dllName, run, change, broken, remainders, verdict};
 }

@@ -10,12 +10,14 @@
 #include <string>
 
 #include "common/text_conversion.h"
-#include "machine/export_writer.h"
-#include "machine/file_reading.h"
-#include "machine/file_writing.h"
+#include "machine/files.h"
 #include "machine/machine_reading.h"
-#include "machine/netcfg_state.h"
-#include "machine/winsock_state.h"
+#include "machine/netsh_listing.h"
+#include "machine/registry_export.h"
+#include "machine/text.h"
+#include "simulation/netcfg_state.h"
+#include "simulation/windows_output.h"
+#include "simulation/winsock_state.h"
 
 namespace {
 
@@ -32,9 +34,9 @@ void MakeFile(const std::string& path) {
         CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-void MakeDlls(const WinsockState& state) {
-    for (const SimulatedCatalog* catalog : {&state.catalog64, &state.catalog32}) {
-        for (const SimulatedEntry& entry : *catalog) {
+void MakeDlls(const Catalogs& catalogs) {
+    for (const Catalog* catalog : {&catalogs.catalog64, &catalogs.catalog32}) {
+        for (const CatalogEntry& entry : *catalog) {
             MakeFile(ExpandEnvString(conv_to_char(entry.path.c_str()).c_str()));
         }
     }
@@ -43,11 +45,14 @@ void MakeDlls(const WinsockState& state) {
 // Writes the state of the machine that a file describes. ReadMachine names the file in its errors, and so
 // does the caller.
 void Convert(const std::string& file, const std::string& resultFile) {
+    const std::string text = ReadWholeFile(file);
+    if (!IsRegistryExport(text) && !IsNetshListing(DecodeText(text))) {
+        ParseWinsockState(text);
+        WriteWholeFile(resultFile, text);
+        return;
+    }
     try {
-        const Machine machine = ReadMachine({file});
-        const std::string text = ReadWholeFile(file);
-        const bool isState = machine.isState;
-        WriteWholeFile(resultFile, isState ? text : FormatWinsockState(machine.state));
+        WriteWholeFile(resultFile, FormatWinsockState({ReadMachine({file}).catalogs, false, {}}));
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(std::string(error.what()).substr(file.size() + 1));
     }

@@ -197,10 +197,10 @@ sandbox_state() {
 # sandbox_simulation CALL: prints which simulation, "winsock" or "netcfg", has the call. Fails when none has
 # it.
 sandbox_simulation() {
-    if grep -qF "X($1)" machine/winsock_functions.h; then
+    if grep -qF "X($1)" simulation/winsock_functions.h; then
         echo winsock
     else
-        grep -qF "\"$1\"" machine/netcfg_state.cpp && echo netcfg
+        grep -qF "\"$1\"" simulation/netcfg_state.cpp && echo netcfg
     fi
 }
 

@@ -9,16 +9,26 @@
 
 namespace {
 
+// What a call is about, for its record.
+struct Subject {
+    std::string argument;
+    GUID id = {};
+};
+
+Subject SubjectOf(const GUID* id) {
+    return {FormatGuid(*id), *id};
+}
+
 // Runs one call of a function and records it. The action returns an error code or 0, and may set the result
 // of a call that succeeds. Without an error pointer the function's result is its error code, as for some of
 // Winsock.
-template <class F> int Run(const std::string& function, const std::string& subject, int* error, F action) {
+template <class F> int Run(const std::string& function, const Subject& subject, int* error, F action) {
     SimulatedWinsock& winsock = Winsock();
     if (winsock.begin) {
         winsock.begin(function);
     }
     int result = 0;
-    const std::optional<int> planned = TakeFault(winsock.state.plan, function);
+    const std::optional<int> planned = NextFault(winsock.state.plan, function);
     const int code = planned ? *planned : action(result);
     if (code != 0) {
         result = error == nullptr ? code : SOCKET_ERROR;
@@ -27,56 +37,50 @@ template <class F> int Run(const std::string& function, const std::string& subje
     if (code != 0 && error != nullptr) {
         *error = code;
     }
-    winsock.calls.push_back(function + subject + " = " + std::to_string(result) +
-                            (code == 0 || error == nullptr ? "" : " error " + std::to_string(code)));
+    winsock.calls.push_back({function, subject.argument, subject.id, result, error == nullptr ? 0 : code});
     if (winsock.end) {
         winsock.end();
     }
     return result;
 }
 
-int Enumerate(const char* function, SimulatedCatalog& catalog, WSAPROTOCOL_INFOW* buffer, DWORD* length,
-              int* error) {
-    return Run(function, "", error, [&](int& result) {
+int Enumerate(const char* function, Catalog& catalog, WSAPROTOCOL_INFOW* buffer, DWORD* length, int* error) {
+    return Run(function, {}, error, [&](int& result) {
         const DWORD needed = static_cast<DWORD>(catalog.size() * sizeof(WSAPROTOCOL_INFOW));
         if (*length < needed || (buffer == nullptr && needed != 0)) {
             *length = needed;
             return WSAENOBUFS;
         }
         std::transform(catalog.begin(), catalog.end(), buffer,
-                       [](const SimulatedEntry& entry) { return entry.info; });
+                       [](const CatalogEntry& entry) { return entry.info; });
         result = static_cast<int>(catalog.size());
         return 0;
     });
 }
 
-std::string Subject(const GUID* id) {
-    return " " + FormatGuid(*id);
-}
-
-bool HasProvider(const SimulatedCatalog& catalog, const GUID* id) {
+bool HasProvider(const Catalog& catalog, const GUID* id) {
     return std::any_of(catalog.begin(), catalog.end(),
-                       [id](const SimulatedEntry& entry) { return entry.info.ProviderId == *id; });
+                       [id](const CatalogEntry& entry) { return entry.info.ProviderId == *id; });
 }
 
 // As Run, for a call that only an administrator may make.
-template <class F> int Change(const std::string& function, const std::string& subject, int* error, F action) {
+template <class F> int Change(const std::string& function, const Subject& subject, int* error, F action) {
     return Run(function, subject, error,
                [&](int& result) { return Winsock().state.notElevated ? WSANO_RECOVERY : action(result); });
 }
 
-int Install(const char* function, std::initializer_list<SimulatedCatalog*> catalogs, const GUID* id,
-            const WCHAR* path, const WSAPROTOCOL_INFOW* entries, DWORD count, int* error) {
-    return Change(function, Subject(id), error, [&](int&) {
+int Install(const char* function, std::initializer_list<Catalog*> catalogs, const GUID* id, const WCHAR* path,
+            const WSAPROTOCOL_INFOW* entries, DWORD count, int* error) {
+    return Change(function, SubjectOf(id), error, [&](int&) {
         if (std::any_of(catalogs.begin(), catalogs.end(),
-                        [&](const SimulatedCatalog* catalog) { return HasProvider(*catalog, id); })) {
+                        [&](const Catalog* catalog) { return HasProvider(*catalog, id); })) {
             return WSANO_RECOVERY;
         }
         for (DWORD i = 0; i < count; ++i) {
-            SimulatedEntry entry = {entries[i], path};
+            CatalogEntry entry = {entries[i], path};
             entry.info.ProviderId = *id;
             entry.info.dwCatalogEntryId = Winsock().state.nextId++;
-            for (SimulatedCatalog* catalog : catalogs) {
+            for (Catalog* catalog : catalogs) {
                 catalog->push_back(entry);
             }
         }
@@ -84,20 +88,20 @@ int Install(const char* function, std::initializer_list<SimulatedCatalog*> catal
     });
 }
 
-int Deinstall(const char* function, SimulatedCatalog& catalog, const GUID* id, int* error) {
-    return Change(function, Subject(id), error, [&](int&) {
-        const auto hasId = [id](const SimulatedEntry& entry) { return entry.info.ProviderId == *id; };
+int Deinstall(const char* function, Catalog& catalog, const GUID* id, int* error) {
+    return Change(function, SubjectOf(id), error, [&](int&) {
+        const auto hasId = [id](const CatalogEntry& entry) { return entry.info.ProviderId == *id; };
         return std::erase_if(catalog, hasId) == 0 ? WSAEINVAL : 0;
     });
 }
 
 // Each given entry takes the place of the one with its provider and catalog ids; all of them, or none.
-int Update(const char* function, SimulatedCatalog& catalog, const GUID* id, const WCHAR* path,
+int Update(const char* function, Catalog& catalog, const GUID* id, const WCHAR* path,
            const WSAPROTOCOL_INFOW* entries, DWORD count, int* error) {
-    return Change(function, Subject(id), error, [&](int&) {
-        SimulatedCatalog updated = catalog;
+    return Change(function, SubjectOf(id), error, [&](int&) {
+        Catalog updated = catalog;
         for (DWORD i = 0; i < count; ++i) {
-            const auto found = std::find_if(updated.begin(), updated.end(), [&](const SimulatedEntry& entry) {
+            const auto found = std::find_if(updated.begin(), updated.end(), [&](const CatalogEntry& entry) {
                 return entry.info.ProviderId == *id &&
                        entry.info.dwCatalogEntryId == entries[i].dwCatalogEntryId;
             });
@@ -112,15 +116,15 @@ int Update(const char* function, SimulatedCatalog& catalog, const GUID* id, cons
 }
 
 // The list must name each id of the catalog once.
-int WriteOrder(const char* function, SimulatedCatalog& catalog, const DWORD* ids, DWORD count) {
-    return Change(function, "", nullptr, [&](int&) {
+int WriteOrder(const char* function, Catalog& catalog, const DWORD* ids, DWORD count) {
+    return Change(function, {}, nullptr, [&](int&) {
         if (count != catalog.size()) {
             return WSAEINVAL;
         }
-        SimulatedCatalog ordered = catalog;
+        Catalog ordered = catalog;
         auto place = ordered.begin();
         for (DWORD i = 0; i < count; ++i) {
-            const auto found = std::find_if(place, ordered.end(), [&](const SimulatedEntry& entry) {
+            const auto found = std::find_if(place, ordered.end(), [&](const CatalogEntry& entry) {
                 return entry.info.dwCatalogEntryId == ids[i];
             });
             if (found == ordered.end()) {
@@ -135,6 +139,11 @@ int WriteOrder(const char* function, SimulatedCatalog& catalog, const DWORD* ids
 }
 
 } // namespace
+
+std::string FormatCall(const WinsockCall& call) {
+    return call.function + (call.argument.empty() ? "" : " " + call.argument) + " = " +
+           std::to_string(call.result) + (call.error == 0 ? "" : " error " + std::to_string(call.error));
+}
 
 SimulatedWinsock& Winsock() {
     static SimulatedWinsock winsock;
@@ -159,12 +168,12 @@ decltype(&WSACleanup) __imp_WSACleanup = &WSACleanup;
 int WSAAPI WSAStartup(WORD version, LPWSADATA data) {
     *data = {};
     data->wVersion = version;
-    return Run("WSAStartup", " " + std::to_string(version), nullptr, [](int&) { return 0; });
+    return Run("WSAStartup", {std::to_string(version)}, nullptr, [](int&) { return 0; });
 }
 
 int WSAAPI WSACleanup() {
     int error = 0;
-    return Run("WSACleanup", "", &error, [](int&) { return 0; });
+    return Run("WSACleanup", {}, &error, [](int&) { return 0; });
 }
 
 int WSAAPI WSAGetLastError() {
@@ -180,10 +189,10 @@ int WSPAPI WSCEnumProtocols32(LPINT, LPWSAPROTOCOL_INFOW buffer, LPDWORD length,
 }
 
 int WSPAPI WSCGetProviderPath(LPGUID id, WCHAR* path, LPINT length, LPINT error) {
-    return Run("WSCGetProviderPath", Subject(id), error, [&](int&) {
-        const auto found =
-            std::find_if(CATALOG64.begin(), CATALOG64.end(),
-                         [id](const SimulatedEntry& entry) { return entry.info.ProviderId == *id; });
+    return Run("WSCGetProviderPath", SubjectOf(id), error, [&](int&) {
+        const auto found = std::find_if(CATALOG64.begin(), CATALOG64.end(), [id](const CatalogEntry& entry) {
+            return entry.info.ProviderId == *id;
+        });
         if (found == CATALOG64.end()) {
             return WSAEINVAL;
         }

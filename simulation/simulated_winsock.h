@@ -11,11 +11,22 @@
 #include <string>
 #include <vector>
 
-#include "machine/winsock_state.h"
+#include "simulation/winsock_state.h"
+
+struct WinsockCall {
+    std::string function;
+    std::string argument; // the provider id, or the version of WSAStartup; empty for the others
+    GUID id;              // the same provider id; zero for the others
+    int result;
+    int error; // 0 for none, and for a function whose result is its error
+};
+
+// "WSCDeinstallProvider {GUID} = 0", with the error of a call that failed.
+std::string FormatCall(const WinsockCall& call);
 
 struct SimulatedWinsock {
     WinsockState state;
-    std::vector<std::string> calls = {}; // "WSCDeinstallProvider {GUID} = 0", in the order of the calls
+    std::vector<WinsockCall> calls = {}; // in their order
 
     // Called around each function; the stand-in DLL reads and writes its file there, and a test changes the
     // catalog under the program's feet. begin gets the function's name.

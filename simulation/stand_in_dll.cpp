@@ -1,7 +1,6 @@
 // The stand-in ws2_32.dll: the simulated Winsock, with its state in C:\sandbox\winsock.txt and a record of
 // the calls in C:\sandbox\winsock.calls.txt.
-#include "machine/file_reading.h"
-#include "machine/file_writing.h"
+#include "machine/files.h"
 #include "simulation/simulated_winsock.h"
 
 namespace {
@@ -26,7 +25,7 @@ void ReadState(const std::string&) {
 
 void WriteState() {
     WriteWholeFile(kStateFile, FormatWinsockState(Winsock().state));
-    AppendToFile(kCallsFile, Winsock().calls.back() + "\n");
+    AppendToFile(kCallsFile, FormatCall(Winsock().calls.back()) + "\n");
     ReleaseMutex(Turn());
 }
 

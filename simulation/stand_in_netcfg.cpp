@@ -15,9 +15,8 @@
 #include <string>
 
 #include "common/text_conversion.h"
-#include "machine/file_reading.h"
-#include "machine/file_writing.h"
-#include "machine/netcfg_state.h"
+#include "machine/files.h"
+#include "simulation/netcfg_state.h"
 
 namespace {
 
@@ -73,7 +72,7 @@ GUID ClassGuid(const std::string& className) {
 
 // Counts and records a call, and gives it its planned result in the place of its own.
 template <class F> HRESULT Call(const std::string& method, const std::string& arguments, F action) {
-    const std::optional<int> planned = TakeFault(configuration.state.plan, method);
+    const std::optional<int> planned = NextFault(configuration.state.plan, method);
     if (planned) {
         RecordFaults();
     }

@@ -9,9 +9,8 @@
 #include "lsp/lsp_removal.h"
 #include "lsp/private_heap.h"
 #include "lsp/remove_lsp_command.h"
-#include "machine/file_reading.h"
-#include "machine/file_writing.h"
-#include "machine/text_parsing.h"
+#include "machine/files.h"
+#include "machine/text.h"
 #include "netcfg/netcfg_removal.h"
 #include "security/permission_acquirer.h"
 #include "simulation/simulated_winsock.h"
@@ -96,9 +95,9 @@ std::string MapText(const Words&) {
 }
 
 // The ids of a catalog in their order.
-std::string IdsOf(const SimulatedCatalog& catalog) {
+std::string IdsOf(const Catalog& catalog) {
     std::string ids;
-    for (const SimulatedEntry& entry : catalog) {
+    for (const CatalogEntry& entry : catalog) {
         ids += " " + to_string(entry.info.dwCatalogEntryId);
     }
     return ids;

@@ -2,44 +2,33 @@
 #include "lsp/lsp_removal.h"
 
 #include <algorithm>
-#include <random>
 
 #include "lsp/lsp_map.h"
 #include "lsp/private_heap.h"
 #include "lsp/provider_entries.h"
 #include "simulation/simulated_winsock.h"
 #include "support/machine_test.h"
+#include "support/random_machine.h"
 
 namespace {
 
 using LspRemovalTest = MachineTest;
 
 TEST_F(LspRemovalTest, RandomCatalogsDoNoHarm) {
-    std::mt19937 random(20261124);
-    const auto below = [&](unsigned limit) { return random() % limit; };
+    Random random(20261124);
     for (int round = 0; round < 400; ++round) {
-        UseSystem(below(2) == 0);
-        SimulatedCatalog catalog(below(30));
-        for (SimulatedEntry& entry : catalog) {
-            entry.path = below(9) == 0 ? std::wstring(below(3) + 257, L'p') : L"d\\x.dll";
-            entry.info.dwCatalogEntryId = below(20);
-            entry.info.ProviderId.Data1 = below(12);
-            entry.info.ProtocolChain.ChainLen =
-                static_cast<int>(below(8) == 0 ? below(1000) - 500 : below(4));
-            std::generate_n(entry.info.ProtocolChain.ChainEntries, MAX_PROTOCOL_CHAIN,
-                            [&] { return below(20); });
-            std::fill_n(entry.info.szProtocol, below(5) == 0 ? WSAPROTOCOL_LEN + 1 : 3, L'n');
-        }
-        ResetWinsock({900, false, {}, catalog, catalog});
-        if (below(3) == 0) {
+        UseSystem(Below(random, 2) == 0);
+        const Catalog catalog = HostileCatalog(random);
+        ResetWinsock({{900, catalog, catalog}, false, {}});
+        if (Below(random, 3) == 0) {
             Winsock().begin = [&](const std::string&) {
-                Winsock().state.catalog64.resize(below(4) == 0 ? below(40)
-                                                               : Winsock().state.catalog64.size());
+                Catalog& changing = Winsock().state.catalog64;
+                changing.resize(Below(random, 4) == 0 ? Below(random, 40) : changing.size());
             };
         }
         wchar_t path[kDllPathSize] = {};
-        RemoveProvider(static_cast<CatalogSelector>(below(3)), L"x.dll", path);
-        RemoveProvider(static_cast<CatalogSelector>(below(3)), below(20));
+        RemoveProvider(static_cast<CatalogSelector>(Below(random, 3)), L"x.dll", path);
+        RemoveProvider(static_cast<CatalogSelector>(Below(random, 3)), Below(random, 20));
         ASSERT_EQ(liveBlocks, 0) << "round " << round;
     }
 }

@@ -4,10 +4,10 @@
 #include <stdexcept>
 #include <tuple>
 
-#include "machine/entry_file.h"
-#include "machine/netcfg_state.h"
-#include "machine/similar_text.h"
-#include "machine/winsock_state.h"
+#include "machine/windows_path.h"
+#include "rehearsal/report/similar_text.h"
+#include "simulation/netcfg_state.h"
+#include "simulation/winsock_state.h"
 #include "support/machine_test.h"
 
 namespace {
@@ -67,7 +67,7 @@ TEST(SandboxTest, AFaultOccursAtItsCallAlone) {
     FaultPlan plan = {{{"A", 2, 5}, {"B", kEachCall, 6}}, {}};
     std::string codes;
     for (const char* call : {"A", "A", "A", "B", "B", "C"}) {
-        codes += std::to_string(TakeFault(plan, call).value_or(0));
+        codes += std::to_string(NextFault(plan, call).value_or(0));
     }
     EXPECT_EQ(codes, "050660");
     EXPECT_TRUE(HasOccurred(plan, "A", 5) && HasOccurred(plan, "B", 6));

@@ -4,7 +4,7 @@
 #include <regex>
 #include <stdexcept>
 
-#include "machine/file_reading.h"
+#include "machine/files.h"
 #include "support/machine_test.h"
 
 namespace {

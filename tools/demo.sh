@@ -6,7 +6,7 @@
 #   COMMAND          the arguments of norvane64.exe; "remove lsp examplelsp.dll" by default; "all" for one
 #                    command of each kind
 #   --from FILE      the catalogs of another machine: a registry export, the output of "netsh winsock show
-#                    catalog", or a state file like sandbox/sample_winsock.txt, which machine/winsock_state.h
+#                    catalog", or a state file like sandbox/sample_winsock.txt, which simulation/winsock_state.h
 #                    describes. The DLLs that the catalogs name are created for you
 #   --system KIND    "update" (default): Winsock has the update functions, as in every 64-bit Windows in use;
 #                    "plain": it lacks them
@@ -81,8 +81,9 @@ list_machine() {
 }
 
 show_catalogs() {
+    sandbox_check winsock.txt export winsock.txt winsock.reg >/dev/null
     # The exit code says whether each entry works.
-    { sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --from winsock.txt list || true; } | tail -n +2
+    { sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --from winsock.reg list || true; } | tail -n +2
 }
 
 show_pending() {

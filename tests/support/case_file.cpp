@@ -6,9 +6,9 @@
 #include <cctype>
 #include <stdexcept>
 
-#include "machine/file_reading.h"
-#include "machine/state_lines.h"
-#include "machine/text_parsing.h"
+#include "machine/files.h"
+#include "machine/text.h"
+#include "simulation/state_lines.h"
 #include "support/machine_test.h"
 #include "support/text.h"
 

@@ -6,8 +6,7 @@
 #include <regex>
 
 #include "files/file_remover.h"
-#include "machine/file_reading.h"
-#include "machine/file_writing.h"
+#include "machine/files.h"
 #include "support/machine_test.h"
 #include "support/registry_steps.h"
 #include "support/text.h"
@@ -66,37 +65,12 @@ std::string Lines(const std::string& output) {
     return output.empty() ? "" : lines;
 }
 
-std::string Run(const std::string& words, ChildOutput to) {
-    return Lines(RunChild(program + " " + words, to));
-}
-
 // Creates the sample machine's files, values and classes that the commands look at.
 void PrepareSample() {
     for (const char* name : {"examplelsp", "filterlsp", "guardlsp", "original"}) {
         WriteWholeFile("C:\\windows\\system32\\" + std::string(name) + ".dll", "stands for a DLL");
     }
     RunChild("reg import C:\\sandbox\\sample_registry.reg");
-}
-
-// Runs the program with a pipe of messages as its output, which shows the single writes. Returns their number
-// and the number of those that are one whole line.
-std::string CountWrites(const std::string& words) {
-    const char* const name = "\\\\.\\pipe\\norvane";
-    const HANDLE pipe = CreateNamedPipeA(name, PIPE_ACCESS_INBOUND, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE,
-                                         1, 0, 1 << 20, 0, nullptr);
-    SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
-    const HANDLE end = CreateFileA(name, GENERIC_WRITE, 0, &inherited, OPEN_EXISTING, 0, nullptr);
-    RunProgram(program + " " + words, end);
-    CloseHandle(end);
-    std::string message(1 << 16, '\0');
-    DWORD length = 0;
-    int writes = 0;
-    int lines = 0;
-    for (; ReadFile(pipe, message.data(), 1 << 16, &length, nullptr); ++writes) {
-        lines += message.find('\n') == length - 1;
-    }
-    CloseHandle(pipe);
-    return std::to_string(writes) + " writes, " + std::to_string(lines) + " lines\n";
 }
 
 void AddToState(const std::string& file, std::string lines) {
@@ -127,7 +101,6 @@ void PrepareMachine(const std::string& executable) {
                        ReadWholeFile(kSandbox + "sample_" + simulation + ".txt"));
         WriteWholeFile(kSandbox + simulation + ".calls.txt", "");
     }
-    WriteWholeFile(kSandbox + "state.txt", "");
     UseSystemLibrary("update");
     WriteFileAnew("C:\\windows\\system32\\examplelsp.dll", false);
     WriteFileAnew("C:\\sandbox\\f.dll", false);
@@ -168,19 +141,13 @@ std::vector<Step> MachineSteps() {
         {"show FILE", [](const Words& w) { return ReadWholeFile(kSandbox + w[0]); }},
         Silent("sample", [](const Words&) { PrepareSample(); }),
         Silent("netcfg LINES...", [](const Words& w) { AddToState("netcfg.txt", w[0]); }),
-        Silent("state LINES...", [](const Words& w) { AddToState("state.txt", w[0]); }),
-        {"rehearse ARGUMENTS...",
-         [](const Words& w) { return Lines(RunChild(kSandbox + "norvane64-rehearse.exe " + w[0])); }},
     };
 }
 
 std::vector<Step> ProgramSteps() {
     std::vector<Step> steps = {
         Silent("winsock LINES...", [](const Words& w) { AddToState("winsock.txt", w[0]); }),
-        {"run ARGUMENTS...", [](const Words& w) { return Run(w[0], ChildOutput::kFile); }},
-        {"run-silent ARGUMENTS...", [](const Words& w) { return Run(w[0], ChildOutput::kNone); }},
-        {"run-unwritable ARGUMENTS...", [](const Words& w) { return Run(w[0], ChildOutput::kUnwritable); }},
-        {"run-piped ARGUMENTS...", [](const Words& w) { return CountWrites(w[0]); }},
+        {"run ARGUMENTS...", [](const Words& w) { return Lines(RunChild(program + " " + w[0])); }},
     };
     const std::vector<Step> others = MachineSteps();
     steps.insert(steps.end(), others.begin(), others.end());

@@ -2,7 +2,7 @@
 
 #include "lsp/private_heap.h"
 #include "lsp/update_function_loading.h"
-#include "machine/file_reading.h"
+#include "machine/files.h"
 #include "simulation/simulated_winsock.h"
 #include "support/guarded_memory.h"
 #include "support/text.h"
@@ -12,10 +12,15 @@ namespace {
 
 constexpr DWORD kSecondsForAProgram = 60;
 
-std::vector<std::string> traced;
+struct Message {
+    std::string text;
+    unsigned level;
+};
+
+std::vector<Message> traced;
 
 void Capture(const char* text, size_t length, void*, unsigned level) {
-    traced.push_back((level == kExtraFileLevel ? "* " : "") + std::string(text, length));
+    traced.push_back({std::string(text, length), level});
 }
 
 // The open handles of the process. Wine's GetProcessHandleCount always returns 0.
@@ -77,16 +82,25 @@ void MachineTest::UseSystem(bool withUpdateFunctions) {
 
 std::string Traced() {
     std::string lines;
-    for (const std::string& message : std::exchange(traced, {})) {
-        lines += Escaped(message) + "\n";
+    for (const Message& message : std::exchange(traced, {})) {
+        lines += (message.level == kExtraFileLevel ? "* " : "") + Escaped(message.text) + "\n";
     }
     return lines;
 }
 
+std::vector<std::string> TracedMessages() {
+    std::vector<std::string> texts;
+    for (Message& message : std::exchange(traced, {})) {
+        texts.push_back(std::move(message.text));
+    }
+    return texts;
+}
+
 std::string Changes() {
     std::string changes;
-    for (const std::string& call : Winsock().calls) {
-        changes += call.starts_with("WSCEnum") || call.starts_with("WSCGet") ? "" : call + "\n";
+    for (const WinsockCall& call : Winsock().calls) {
+        const bool reads = call.function.starts_with("WSCEnum") || call.function.starts_with("WSCGet");
+        changes += reads ? "" : FormatCall(call) + "\n";
     }
     return changes;
 }

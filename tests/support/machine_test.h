@@ -30,6 +30,9 @@ class MachineTest : public testing::Test {
 // behind a star.
 std::string Traced();
 
+// The captured messages as the log wrote them; forgets them.
+std::vector<std::string> TracedMessages();
+
 // The calls of the simulated Winsock that can change a catalog, a line each, since the last ResetWinsock.
 std::string Changes();
 

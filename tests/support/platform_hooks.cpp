@@ -46,7 +46,7 @@ void HookBase::Fail(int number, DWORD error) const {
 }
 
 std::optional<int> HookBase::Count() {
-    const std::optional<int> error = failuresPlanned ? TakeFault(Plan(), name) : std::nullopt;
+    const std::optional<int> error = failuresPlanned ? NextFault(Plan(), name) : std::nullopt;
     calls += !error || *error >= 0;
     return error;
 }

@@ -17,7 +17,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "machine/fault_plan.h"
+#include "simulation/fault_plan.h"
 
 struct HookBase {
     const char* name;

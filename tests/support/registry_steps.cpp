@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "files/file_remover.h"
-#include "machine/text_parsing.h"
+#include "machine/text.h"
 #include "security/access_token.h"
 #include "support/machine_test.h"
 #include "support/text.h"

@@ -1,7 +1,5 @@
 #include "support/text.h"
 
-#include <windows.h>
-
 #include <cstdio>
 #include <map>
 #include <regex>
@@ -38,8 +36,7 @@ std::string Unescaped(const std::string& text) {
 }
 
 std::string Escaped(const std::string& text) {
-    const bool utf8 = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
-                                          static_cast<int>(text.size()), nullptr, 0) != 0;
+    const bool utf8 = IsUtf8(text);
     std::string escaped = text;
     for (const auto& [name, character] : kNamedEscapes) {
         ReplaceAll(escaped, std::string(1, character), "<" + name + ">");
@@ -52,13 +49,12 @@ std::string Escaped(const std::string& text) {
     return escaped;
 }
 
-std::vector<std::string> SplitAt(const std::string& text, const std::string& separator) {
-    std::vector<std::string> parts;
-    for (size_t at = 0, end = 0; end != std::string::npos; at = end + separator.size()) {
-        end = text.find(separator, at);
-        parts.push_back(text.substr(at, end == std::string::npos ? end : end - at));
+std::vector<std::string> SplitArguments(std::string line) {
+    std::vector<std::string> words;
+    while (!line.empty()) {
+        words.push_back(TakeQuoted(line));
     }
-    return parts;
+    return words;
 }
 
 void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {

@@ -2,7 +2,8 @@
 #pragma once
 
 #include <string>
-#include <vector>
+
+#include "machine/text.h"
 
 // Replaces the escapes of a step: <lf>, <cr>, <nul>, a byte such as <e9>, a repetition such as <300*x>.
 // Throws std::logic_error for any other.
@@ -12,8 +13,8 @@ std::string Unescaped(const std::string& text);
 // UTF-8 the bytes beyond ASCII, too.
 std::string Escaped(const std::string& text);
 
-// Splits a text at each separator. Returns at least one part.
-std::vector<std::string> SplitAt(const std::string& text, const std::string& separator);
+// Takes a command line apart: words, and texts in double quotes, with blanks between them.
+std::vector<std::string> SplitArguments(std::string line);
 
 // Replaces every occurrence. The replacements themselves are not searched.
 void ReplaceAll(std::string& text, const std::string& from, const std::string& to);

@@ -13,9 +13,9 @@
 #include "lsp/lsp_map.h"
 #include "lsp/lsp_removal.h"
 #include "lsp/private_heap.h"
-#include "machine/export_writer.h"
-#include "machine/file_writing.h"
+#include "machine/files.h"
 #include "simulation/simulated_winsock.h"
+#include "simulation/windows_output.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 WinsockState CatalogOf(int entries) {
     WinsockState state;
     for (int i = 0; i < entries; ++i) {
-        SimulatedEntry entry = {};
+        CatalogEntry entry = {};
         const DWORD id = static_cast<DWORD>(i) + 1;
         const DWORD hidden = id - static_cast<DWORD>(i % 10 % 5);
         entry.info.dwCatalogEntryId = id;

@@ -1,0 +1,15 @@
+// Reading and writing of whole files.
+#pragma once
+
+#include <string>
+
+// Returns the content of a file. Throws std::runtime_error for a file that cannot be opened, or not be read
+// to its end.
+std::string ReadWholeFile(const std::string& path);
+
+// Writes a file with that content, and replaces one that exists. Throws std::runtime_error, and may leave a
+// part of it.
+void WriteWholeFile(const std::string& path, const std::string& content);
+
+// Appends content to a file, which it creates if it is missing. Throws std::runtime_error.
+void AppendToFile(const std::string& path, const std::string& content);

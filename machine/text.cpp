@@ -1,0 +1,158 @@
+#include "machine/text.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <iterator>
+#include <ranges>
+#include <stdexcept>
+#include <utility>
+
+#include "common/text_conversion.h"
+
+namespace {
+
+// Control characters, and characters that are invisible or change the direction of a line. The last range are
+// the high surrogates of the invisible characters for tags.
+constexpr std::pair<wchar_t, wchar_t> kUnprintable[] = {
+    {0x0001, 0x001F}, {0x007F, 0x009F}, {0x00AD, 0x00AD}, {0x034F, 0x034F}, {0x061C, 0x061C},
+    {0x115F, 0x1160}, {0x17B4, 0x17B5}, {0x180B, 0x180F}, {0x200B, 0x200F}, {0x2028, 0x202E},
+    {0x2060, 0x206F}, {0x3164, 0x3164}, {0xFE00, 0xFE0F}, {0xFEFF, 0xFEFF}, {0xFFA0, 0xFFA0},
+    {0xFFF0, 0xFFFB}, {0xDB40, 0xDB43}};
+
+// Most letters beyond ASCII are at 0x80 to 0xAF in OEM code pages, which have box drawing characters where
+// ANSI code pages have most of their letters, at 0xC0 to 0xDF.
+UINT CodePageOf(const std::string& bytes) {
+    const auto countIn = [&](unsigned char first, unsigned char last) {
+        return std::count_if(bytes.begin(), bytes.end(), [=](char c) {
+            return static_cast<unsigned char>(c) >= first && static_cast<unsigned char>(c) <= last;
+        });
+    };
+    return countIn(0x80, 0xAF) > countIn(0xC0, 0xFF) ? CP_OEMCP : CP_ACP;
+}
+
+std::string FromCodePage(UINT codePage, const std::string& bytes) {
+    const int size = static_cast<int>(bytes.size());
+    std::wstring wide(static_cast<size_t>(MultiByteToWideChar(codePage, 0, bytes.data(), size, nullptr, 0)),
+                      L'\0');
+    MultiByteToWideChar(codePage, 0, bytes.data(), size, wide.data(), static_cast<int>(wide.size()));
+    return ToUtf8(wide);
+}
+
+} // namespace
+
+std::wstring LowerCase(std::wstring text) {
+    const int length = static_cast<int>(text.size());
+    LCMapStringW(LOCALE_INVARIANT, LCMAP_LOWERCASE, text.data(), length, text.data(), length);
+    return text;
+}
+
+std::string LowerCase(const std::string& text) {
+    return ToUtf8(LowerCase(conv_utf8_to_wchar(text.c_str())));
+}
+
+std::string FromAnsi(const std::string& text) {
+    return ToUtf8(conv_to_wchar(text.c_str()));
+}
+
+std::string ToUtf8(const std::wstring& text) {
+    return conv_wchar_to_utf8(text.c_str());
+}
+
+bool IsUtf8(const std::string& text) {
+    return text.empty() || MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
+                                               static_cast<int>(text.size()), nullptr, 0) != 0;
+}
+
+std::string Printable(const std::string& text, wchar_t kept) {
+    std::wstring wide = conv_utf8_to_wchar(text.c_str());
+    for (wchar_t& c : wide) {
+        const bool unprintable =
+            std::any_of(std::begin(kUnprintable), std::end(kUnprintable),
+                        [c](const auto& range) { return c >= range.first && c <= range.second; });
+        c = unprintable && c != kept ? L'?' : c;
+    }
+    return ToUtf8(wide);
+}
+
+std::string Shown(const std::wstring& text) {
+    return Printable(ToUtf8(text));
+}
+
+std::string DecodeText(const std::string& bytes) {
+    if (bytes.starts_with("\xFF\xFE")) {
+        return ToUtf8(WideOf(bytes.substr(2)));
+    }
+    if (bytes.starts_with("\xEF\xBB\xBF")) {
+        return bytes.substr(3);
+    }
+    return IsUtf8(bytes) ? bytes : FromCodePage(CodePageOf(bytes), bytes);
+}
+
+std::wstring WideOf(const std::string& bytes) {
+    std::wstring wide(bytes.size() / sizeof(wchar_t), L'\0');
+    std::memcpy(wide.data(), bytes.data(), wide.size() * sizeof(wchar_t));
+    return wide;
+}
+
+std::vector<std::string> SplitAt(const std::string& text, const std::string& separator) {
+    std::vector<std::string> parts;
+    for (const auto part : std::views::split(text, separator)) {
+        parts.emplace_back(part.begin(), part.end());
+    }
+    return parts.empty() ? std::vector<std::string>{""} : parts;
+}
+
+std::string Joined(const std::vector<std::string>& texts, const char* separator) {
+    std::string joined;
+    for (const std::string& text : texts) {
+        joined += (&text == &texts.front() ? "" : separator) + text;
+    }
+    return joined;
+}
+
+std::string TakeWord(std::string& text) {
+    const size_t end = std::min(text.find(' '), text.size());
+    std::string word = text.substr(0, end);
+    text.erase(0, std::min(text.find_first_not_of(' ', end), text.size()));
+    return word;
+}
+
+std::string TakeQuoted(std::string& text) {
+    if (!text.starts_with('"')) {
+        return TakeWord(text);
+    }
+    const size_t end = text.find('"', 1);
+    if (end == std::string::npos) {
+        throw std::runtime_error("a text without its closing quote");
+    }
+    std::string quoted = text.substr(1, end - 1);
+    text.erase(0, end + 1);
+    const std::string behind = TakeWord(text);
+    if (!behind.empty()) {
+        throw std::runtime_error("something behind a closing quote: " + behind);
+    }
+    return quoted;
+}
+
+long long ParseNumber(const std::string& word, long long least, long long most) {
+    char* end = nullptr;
+    errno = 0;
+    const bool hexadecimal = word.starts_with("0x");
+    const long long number = std::strtoll(word.c_str(), &end, hexadecimal ? 16 : 10);
+    if (word.empty() || isspace(static_cast<unsigned char>(word[0])) || errno != 0 ||
+        end != word.c_str() + word.size() || number < least || number > most) {
+        throw std::runtime_error("not a number from " + std::to_string(least) + " to " +
+                                 std::to_string(most) + ": " + word);
+    }
+    return number;
+}
+
+unsigned long ParseNumber32(const std::string& word) {
+    return static_cast<unsigned long>(ParseNumber(word, -0x80000000LL, 0xFFFFFFFFLL));
+}

@@ -1,0 +1,34 @@
+#include "rehearsal/product.h"
+
+#include <cwchar>
+
+#include "common/text_conversion.h"
+
+std::wstring RawNameOf(const WSAPROTOCOL_INFOW& info) {
+    return {info.szProtocol, wcsnlen(info.szProtocol, WSAPROTOCOL_LEN + 1)};
+}
+
+Product ProductOfEntry(const CatalogEntry& entry) {
+    const WSAPROTOCOL_INFOW& info = entry.info;
+    Product product = {RawNameOf(info), FileNameForWindows(entry.path)};
+    if (product.name.empty()) {
+        product.id = info.dwCatalogEntryId;
+    } else if (product.name.starts_with(L'@')) {
+        product.family = info.iAddressFamily;
+        product.type = info.iSocketType;
+        product.protocol = info.iProtocol;
+    }
+    return product;
+}
+
+Product ProductOf(const CatalogHealth& health, size_t index) {
+    const size_t owner = health.owners[index];
+    return ProductOfEntry(health.entries[owner == kNoOwner ? index : owner]);
+}
+
+Product ProductOfNamespace(const NamespaceProvider& provider) {
+    Product product = {conv_utf8_to_wchar(provider.name.c_str()),
+                       FileNameForWindows(conv_utf8_to_wchar(provider.path.c_str()))};
+    product.isNamespace = true;
+    return product;
+}

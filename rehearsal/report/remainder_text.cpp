@@ -1,0 +1,81 @@
+#include "rehearsal/report/remainder_text.h"
+
+#include "machine/text.h"
+#include "rehearsal/report/names.h"
+
+namespace {
+
+std::string ReasonText(const Remainder& dll, DWORD sharedCount) {
+    switch (dll.reason) {
+    case DllReason::kShared:
+        return "other programs share it (count " + std::to_string(sharedCount) + ", which would become " +
+               std::to_string(sharedCount - 1) + ")";
+    case DllReason::kReference:
+        return "the command does not replace the environment reference in its path";
+    case DllReason::kNotRooted:
+        return "its path begins with neither a drive and a backslash nor a backslash";
+    case DllReason::kCodePage:
+        return "the code page lacks a character of its path";
+    case DllReason::kCannotOpen:
+        break;
+    }
+    return "the command cannot open it";
+}
+
+std::string FileText(const Remainder& file) {
+    return "File " + (file.redirected ? Shown(file.opened) + ", which 32-bit programs open as " : "") +
+           Shown(file.path) + ": the command does not delete it" +
+           (file.inUse ? "" : "; nothing would use it");
+}
+
+std::string EntryText(const Remainder& remainder, const CatalogHealth& after) {
+    const CatalogEntry& entry = after.entries[remainder.index];
+    const std::string bits = after.is32 ? "32-bit " : "64-bit ";
+    const std::string text =
+        (IsLsp(entry) ? "LSP " : "Layered entry without LSP ") +
+        TitleOf(entry.info.dwCatalogEntryId, ProductOfEntry(entry)) + " (" + Shown(entry.path) + ") of the " +
+        NameOfCatalogs(!after.is32, after.is32) + ": " +
+        (after.works[remainder.index] ? bits + "programs would keep using it" : "it would not work");
+    if (remainder.byRunningAgain) {
+        return text + " until the command is run again";
+    }
+    if (!remainder.hasName) {
+        return text;
+    }
+    return text + (after.is32 ? "; the command looks for names in the 64-bit catalog alone"
+                              : "; the command does not find it");
+}
+
+std::string NamespaceText(const NamespaceProvider& provider) {
+    return "Namespace provider " + NameOf(ProductOfNamespace(provider)) + " (" + provider.path +
+           "): name lookups would keep using it";
+}
+
+std::string TextOf(const Remainder& remainder, const Rehearsal& rehearsal) {
+    switch (remainder.kind) {
+    case RemainderKind::kSharedCount:
+        return "The shared count of the deleted file: it is 0 and would become 4294967295";
+    case RemainderKind::kDll:
+        return "File " + Shown(remainder.path) + ": " + ReasonText(remainder, rehearsal.run.sharedCount);
+    case RemainderKind::kFile:
+        return FileText(remainder);
+    case RemainderKind::kEntry:
+        return EntryText(remainder, remainder.is32 ? rehearsal.change.catalog32.after
+                                                   : rehearsal.change.catalog64.after);
+    case RemainderKind::kNamespace:
+        return NamespaceText(rehearsal.machine.namespaces[remainder.index]);
+    case RemainderKind::kUnread:
+        break;
+    }
+    return "Entries that could not be read: see the warnings";
+}
+
+} // namespace
+
+std::vector<std::string> DescribeRemainders(const Rehearsal& rehearsal) {
+    std::vector<std::string> lines;
+    for (const Remainder& remainder : rehearsal.remainders) {
+        lines.push_back(TextOf(remainder, rehearsal));
+    }
+    return lines;
+}

@@ -1,0 +1,135 @@
+#include "rehearsal/report/report.h"
+
+#include <algorithm>
+#include <set>
+
+#include "common/text_conversion.h"
+#include "machine/text.h"
+#include "rehearsal/report/advice.h"
+#include "rehearsal/report/assumptions.h"
+#include "rehearsal/report/change_drawing.h"
+#include "rehearsal/report/command_text.h"
+#include "rehearsal/report/defect_text.h"
+#include "rehearsal/report/drawing.h"
+#include "rehearsal/report/names.h"
+#include "rehearsal/report/remainder_text.h"
+#include "rehearsal/report/sections.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+size_t CountDefects(const MachineChange& change) {
+    return CountFaults(change.catalog64.before) + CountFaults(change.catalog32.before);
+}
+
+// The products that the removed entries belong to.
+Texts RemovedProducts(const MachineChange& change) {
+    std::set<std::string> products;
+    for (const CatalogChange* catalog : {&change.catalog64, &change.catalog32}) {
+        for (size_t i = 0; i < catalog->before.entries.size(); ++i) {
+            if (!catalog->after.present[i]) {
+                products.insert(NameOf(ProductOf(catalog->before, i)));
+            }
+        }
+    }
+    return {products.begin(), products.end()};
+}
+
+Texts DescribeRemoval(const Rehearsal& rehearsal) {
+    const MachineChange& change = rehearsal.change;
+    const size_t removed64 = CountRemoved(change.catalog64);
+    const size_t removed32 = CountRemoved(change.catalog32);
+    Texts lines;
+    if (removed64 + removed32 > 0) {
+        lines.push_back("Entries: " + std::to_string(removed64) + " of the 64-bit catalog, " +
+                        std::to_string(removed32) + " of the 32-bit catalog, of " +
+                        Joined(RemovedProducts(change)));
+    }
+    if (rehearsal.run.fileDeleted) {
+        lines.push_back("File " + Shown(rehearsal.run.dllPath) + " (at the next restart if it is in use)");
+    }
+    lines.push_back(removed64 + removed32 > 0
+                        ? "A restart would be due: running programs keep the old catalogs"
+                        : "Nothing, and no restart would be due");
+    if (!rehearsal.run.found && FromAnsi(rehearsal.dllName).find_first_of("\\/:") != std::string::npos) {
+        lines.push_back("The name has to be the file name of the DLL alone, without a folder");
+    }
+    return lines;
+}
+
+const char* HarmText(Harm harm) {
+    switch (harm) {
+    case Harm::kConnections:
+        return "connect through it would fail";
+    case Harm::kUse:
+        return "use it would fail";
+    case Harm::kBaseRemoved:
+        return "use it would fail: this provider of Windows would be removed, too";
+    case Harm::kLspRemoved:
+        return "use it would fail: it has the provider id of a removed entry, and would be removed, too";
+    case Harm::kLookups:
+        break;
+    }
+    return "look up names through it would fail: its file would be deleted";
+}
+
+Texts DescribeBroken(const std::vector<Broken>& broken) {
+    Texts lines;
+    for (const Broken& each : broken) {
+        lines.push_back(NameOf(each.product) + ": " + NameOfPrograms(each.in64, each.in32) + " that " +
+                        HarmText(each.harm));
+    }
+    return lines;
+}
+
+std::string DrawEverything(const Rehearsal& rehearsal) {
+    std::string text = "\nThe catalogs before\n" + DrawCatalogs(rehearsal.machine.catalogs) +
+                       "\nThe catalogs afterwards\n" + DrawCatalogs(rehearsal.run.after) +
+                       "\nThe trace that the command would write\n\n";
+    for (const std::string& message : rehearsal.run.trace) {
+        text += Printable(message, L'\n') + "\n";
+    }
+    return text;
+}
+
+} // namespace
+
+const char* VerdictText(Verdict verdict) {
+    const char* const texts[] = {"CLEAN", "", "NOTHING TO DO", "INCOMPLETE", "BREAKS NETWORKING"};
+    return texts[static_cast<size_t>(verdict)];
+}
+
+std::string WriteReport(const Rehearsal& rehearsal, bool full) {
+    const std::string verdict = VerdictText(rehearsal.verdict);
+    const MachineChange& change = rehearsal.change;
+    const std::vector<Defect> defects = FindDefects({change.catalog64.before, change.catalog32.before});
+    std::string text = "Rehearsal: nothing was changed.\n" + verdict + ": norvane64 remove lsp " +
+                       Typed(conv_to_wchar(rehearsal.dllName.c_str())) + ", on " +
+                       Printable(rehearsal.machine.name) + "\n";
+    text += Section("Would be removed", DescribeRemoval(rehearsal));
+    text += Section("Would stop working", Shortened(DescribeBroken(rehearsal.broken)));
+    text += Section("Would remain", Shortened(DescribeRemainders(rehearsal)));
+    text += Section("Does not work already", Shortened(DescribeDefects(defects)));
+    std::vector<std::string> advice = Advise(rehearsal);
+    const std::vector<std::string> more = AdviseOnDefects(defects);
+    advice.insert(advice.end(), more.begin(), more.end());
+    text += NumberedSection("What to do", advice);
+    text += Section("Assumptions", DescribeAssumptions(rehearsal.machine));
+    text += Section("Warnings", Shortened(rehearsal.machine.warnings));
+    text += DrawAllChanges(change);
+    text += full ? DrawEverything(rehearsal) : "";
+    return text + "\n" + verdict + " (exit code " + std::to_string(static_cast<int>(rehearsal.verdict)) +
+           ")\n";
+}
+
+std::string WriteBrief(const Rehearsal& rehearsal) {
+    std::string text = Printable(rehearsal.machine.name) + "\t" + VerdictText(rehearsal.verdict);
+    for (const size_t count :
+         {CountRemoved(rehearsal.change.catalog64), CountRemoved(rehearsal.change.catalog32),
+          rehearsal.remainders.size(), rehearsal.broken.size(), CountDefects(rehearsal.change),
+          rehearsal.machine.warnings.size()}) {
+        text += "\t" + std::to_string(count);
+    }
+    return text + "\n";
+}

@@ -1,0 +1,24 @@
+// The text of "--help".
+#include "rehearsal/report/arguments.h"
+
+const char* const kUsage =
+    R"(norvane64-rehearse shows what "norvane64 remove lsp NAME.dll" would do to a machine. It changes nothing.
+
+norvane64-rehearse list               the LSPs of this machine, and which entries of its catalogs do not work
+norvane64-rehearse lsp NAME.dll       what "remove lsp NAME.dll" would do here
+norvane64-rehearse --help | --version
+
+Options, before or behind the command; "--" ends them:
+  --from FILE  look at the machine that FILE describes, not at this one. Can be given more than once. Write
+               FILE with one of these commands:
+                 reg export HKLM\SYSTEM\CurrentControlSet\Services\WinSock2\Parameters FILE
+                 reg export HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs FILE
+                 netsh winsock show catalog > FILE
+  --full       "lsp": also both catalogs before and afterwards, and the trace that the command would write
+  --brief      "lsp": one line with tabs: machine, verdict, entries removed from the 64-bit catalog, entries
+               removed from the 32-bit catalog, things that would remain, products that would stop working,
+               entries that do not work already, warnings
+
+Exit codes of "lsp": 0 CLEAN, 2 NOTHING TO DO, 3 INCOMPLETE, 4 BREAKS NETWORKING.
+Exit codes of "list": 0 all entries work, 5 an entry does not work. Both: 1 for an error.
+)";

@@ -1,0 +1,158 @@
+#include "support/removal_model.h"
+
+#include <algorithm>
+#include <set>
+
+#include "support/machine_test.h"
+#include "support/random_machine.h"
+
+namespace {
+
+using Present = std::function<bool(size_t)>;
+
+// Which entries of a catalog work, by the definition: a proof is looked for from each entry on, over entries
+// that the proof does not have yet.
+class Proofs {
+  public:
+    Proofs(const Catalog& entries, bool is32, const Present& present)
+        : entries_(entries), is32_(is32), present_(present) {}
+
+    bool Works(size_t i) {
+        const CatalogEntry& entry = entries_[i];
+        const WSAPROTOCOLCHAIN& chain = entry.info.ProtocolChain;
+        const std::string file = FileIn(entry.path, is32_);
+        if (proven_.contains(i)) {
+            return true;
+        }
+        if (!present_(i) || open_.contains(i) || chain.ChainLen < 0 || chain.ChainLen > MAX_PROTOCOL_CHAIN ||
+            (!file.empty() && !FileExists(file))) {
+            return false;
+        }
+        open_.insert(i);
+        bool works = true;
+        for (int at = 0; works && chain.ChainLen > 1 && at < chain.ChainLen; ++at) {
+            works = chain.ChainEntries[at] != 0 &&
+                    AnyOther(i, chain.ChainEntries[at], [&](size_t other) { return Works(other); });
+        }
+        open_.erase(i);
+        if (works) {
+            proven_.insert(i);
+        }
+        return works;
+    }
+
+    // Whether an entry other than i has the id, and what is asked for.
+    bool AnyOther(size_t i, DWORD id, const Present& holds) {
+        for (size_t other = 0; other < entries_.size(); ++other) {
+            if (other != i && entries_[other].info.dwCatalogEntryId == id && present_(other) &&
+                holds(other)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+  private:
+    const Catalog& entries_;
+    bool is32_;
+    Present present_;
+    std::set<size_t> proven_;
+    std::set<size_t> open_;
+};
+
+// Whether an entry has lost an id of its chain.
+bool LosesId(const ModelCatalog& model, size_t i, Proofs& before, Proofs& after) {
+    const auto any = [](size_t) { return true; };
+    const WSAPROTOCOLCHAIN& chain = model.before[i].info.ProtocolChain;
+    for (int at = 0; chain.ChainLen > 1 && chain.ChainLen <= MAX_PROTOCOL_CHAIN && at < chain.ChainLen;
+         ++at) {
+        if (before.AnyOther(i, chain.ChainEntries[at], any) &&
+            !after.AnyOther(i, chain.ChainEntries[at], any)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The path that Windows gives for the provider id of an entry: that of the first one.
+std::wstring PathByProvider(const Catalog& catalog, const CatalogEntry& entry) {
+    return std::ranges::find_if(
+               catalog,
+               [&](const CatalogEntry& each) { return each.info.ProviderId == entry.info.ProviderId; })
+        ->path;
+}
+
+std::wstring NameIn(const std::wstring& path) {
+    return path.substr(path.rfind(L'\\') + 1);
+}
+
+} // namespace
+
+ModelCatalog LookBefore(const Catalog& catalog, bool is32) {
+    ModelCatalog model = {is32, catalog, {}};
+    Proofs proofs(catalog, is32, [](size_t) { return true; });
+    for (size_t i = 0; i < catalog.size(); ++i) {
+        model.worked.push_back(proofs.Works(i));
+    }
+    return model;
+}
+
+void LookAfter(const Catalog& after, ModelCatalog& model) {
+    std::set<DWORD> left;
+    for (const CatalogEntry& entry : after) {
+        left.insert(entry.info.dwMessageSize);
+    }
+    const auto remains = [&](size_t i) { return left.contains(model.before[i].info.dwMessageSize); };
+    Proofs proofs(model.before, model.is32, remains);
+    Proofs earlier(model.before, model.is32, [](size_t) { return true; });
+    model.remains.clear();
+    model.stops.clear();
+    for (size_t i = 0; i < model.before.size(); ++i) {
+        const bool isLsp = IsLsp(model.before[i]);
+        model.remains.push_back(remains(i));
+        model.stops.push_back(remains(i) && !isLsp && model.worked[i] && !proofs.Works(i));
+        model.breaks = model.breaks || model.stops[i] || (!remains(i) && IsBase(model.before[i])) ||
+                       (remains(i) && LosesId(model, i, earlier, proofs));
+    }
+}
+
+bool LosesAnotherLsp(const ModelCatalog& in64, const std::wstring& dllName, long long hiddenId) {
+    const Catalog& before = in64.before;
+    size_t target = before.size();
+    for (size_t i = 0; i < before.size() && target == before.size(); ++i) {
+        const bool isNamed = IsLsp(before[i]) && before[i].info.dwCatalogEntryId == hiddenId &&
+                             NameIn(PathByProvider(before, before[i])) == dllName;
+        target = !in64.remains[i] && isNamed ? i : target;
+    }
+    for (size_t i = 0; i < before.size(); ++i) {
+        const DWORD owner = before[i].info.ProtocolChain.ChainEntries[0];
+        bool ofOther = IsLsp(before[i]) && i != target;
+        bool ofTarget = i == target;
+        for (size_t lsp = 0; lsp < before.size() && IsLayered(before[i]); ++lsp) {
+            if (IsLsp(before[lsp]) && before[lsp].info.dwCatalogEntryId == owner) {
+                (lsp == target ? ofTarget : ofOther) = true;
+            }
+        }
+        if (!in64.remains[i] && ofOther && !ofTarget) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool LeavesParts(const ModelCatalog& in64, const ModelCatalog& in32, const std::wstring& dllName,
+                 const std::string& namespaceFile) {
+    std::set<std::string> named = {namespaceFile};
+    std::set<std::string> removed;
+    bool hasName = false;
+    for (const ModelCatalog* model : {&in64, &in32}) {
+        for (size_t i = 0; i < model->before.size(); ++i) {
+            const std::wstring& path = model->before[i].path;
+            (model->remains[i] ? named : removed).insert(FileIn(path, model->is32));
+            hasName = hasName || (model->remains[i] && IsLsp(model->before[i]) && NameIn(path) == dllName);
+        }
+    }
+    return hasName || std::ranges::any_of(removed, [&](const std::string& file) {
+               return !file.empty() && !named.contains(file) && FileExists(file);
+           });
+}
