@@ -127,7 +127,8 @@ void TraceLog::AddSink(const TraceSink& sink) {
     sinks_.insert(sink);
 }
 
-void TraceLog::Write(unsigned level, const trace_detail::TypedFormat& format, ...) {
+// The format comes by pointer, because va_start must not receive a reference.
+void TraceLog::Write(unsigned level, const trace_detail::TypedFormat* format, ...) {
     if (IsOff()) {
         return;
     }
@@ -137,7 +138,12 @@ void TraceLog::Write(unsigned level, const trace_detail::TypedFormat& format, ..
     }
     va_list args;
     va_start(args, format);
-    WriteLocked(level, format, args);
+    try {
+        WriteLocked(level, *format, args);
+    } catch (...) {
+        va_end(args);
+        throw;
+    }
     va_end(args);
 }
 

@@ -82,7 +82,8 @@ class TraceLog {
     template <class... Args>
     void TraceAtLevel(unsigned level, CheckedFormat<std::type_identity_t<Args>...> format, Args... args) {
         using Types = trace_detail::TypesOf<trace_detail::KindOf<Args>()...>;
-        Write(level, {format.text, format.notes.Get(), &Types::kTypes}, args...);
+        const trace_detail::TypedFormat typed = {format.text, format.notes.Get(), &Types::kTypes};
+        Write(level, &typed, args...);
     }
 
     // Writes one line at the default level.
@@ -93,7 +94,7 @@ class TraceLog {
   private:
     using FileSet = std::map<std::string, HANDLE>;
 
-    void Write(unsigned level, const trace_detail::TypedFormat& format, ...);
+    void Write(unsigned level, const trace_detail::TypedFormat* format, ...);
     void WriteLocked(unsigned level, const trace_detail::TypedFormat& format, va_list args);
     void Deliver(unsigned level, const std::string& line, size_t prefixLength);
     bool OpenInto(FileSet& files, const std::string& path);
