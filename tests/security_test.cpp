@@ -135,7 +135,7 @@ TEST_F(SecurityTest, DescriptorsDistinguishAbsentNullAndBrokenLists) {
     on::OpenThreadToken.Fail(2, ERROR_ACCESS_DENIED);
     on::RevertToSelf.Fail(1, ERROR_INVALID_HANDLE);
     CSecurityDesc descriptor;
-    EXPECT_FALSE(GetObjectSecurityDescriptor(GetCurrentProcess(), SE_KERNEL_OBJECT, &descriptor, 0xF, true));
+    EXPECT_FALSE(GetObjectSecurityDescriptor(GetCurrentProcess(), SE_KERNEL_OBJECT, descriptor, 0xF, true));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE}) << "the error of the failed revert";
 }
 

@@ -16,3 +16,13 @@ bool GetObjectSecurityDescriptor(HANDLE handle, SE_OBJECT_TYPE type, CSecurityDe
                                  SECURITY_INFORMATION information, bool requestPrivileges);
 bool GetNamedObjectSecurityDescriptor(const char* name, SE_OBJECT_TYPE type, CSecurityDesc* descriptor,
                                       SECURITY_INFORMATION information, bool requestPrivileges);
+
+// Do the same for a descriptor that exists in any case.
+inline bool GetObjectSecurityDescriptor(HANDLE handle, SE_OBJECT_TYPE type, CSecurityDesc& descriptor,
+                                        SECURITY_INFORMATION information, bool requestPrivileges) {
+    return GetObjectSecurityDescriptor(handle, type, &descriptor, information, requestPrivileges);
+}
+inline bool GetNamedObjectSecurityDescriptor(const char* name, SE_OBJECT_TYPE type, CSecurityDesc& descriptor,
+                                             SECURITY_INFORMATION information, bool requestPrivileges) {
+    return GetNamedObjectSecurityDescriptor(name, type, &descriptor, information, requestPrivileges);
+}

@@ -45,7 +45,7 @@ struct KeyByHandle {
     // then. Kept, see docs/kept-behaviour.md.
     static constexpr bool kSucceedsWithoutDacl = true;
 
-    bool Read(CSecurityDesc* descriptor) const {
+    bool Read(CSecurityDesc& descriptor) const {
         return GetObjectSecurityDescriptor(key, SE_REGISTRY_KEY, descriptor, kWholeDescriptor, true);
     }
     bool IsGiven() const { return key != nullptr; }
@@ -63,7 +63,7 @@ struct KeyByName {
     static constexpr DWORD kTokenAccess = kThreadTokenAccess | TOKEN_DUPLICATE;
     static constexpr bool kSucceedsWithoutDacl = false;
 
-    bool Read(CSecurityDesc* descriptor) const {
+    bool Read(CSecurityDesc& descriptor) const {
         return GetNamedObjectSecurityDescriptor(name.c_str(), type, descriptor, kWholeDescriptor, true);
     }
     bool IsGiven() const { return name.c_str() != nullptr; } // always true, also for an empty name
@@ -170,7 +170,7 @@ bool PermissionAcquirer::ExtendDacl(const CSecurityDesc& descriptor, BYTE aceFla
 
 template <class Key> bool PermissionAcquirer::TakeOver(const Key& key, BYTE aceFlags) {
     CSecurityDesc descriptor;
-    if (!key.Read(&descriptor)) {
+    if (!key.Read(descriptor)) {
         Key::TraceUnread();
         return false;
     }
