@@ -60,6 +60,7 @@ TEST_F(SecurityTest, AccessEntriesAreCopiedAndHostileOnesReadWithinTheirSize) {
               "0 1 5 6o ");
     EXPECT_EQ(TypesOf(List({Ace(5, 0, Object(2)), Ace(5, 0, Object(3))})), "5i 5oi ");
     EXPECT_EQ(TypesOf(List({Ace(0), Ace(0, 0, {}, 1, 9)})), "0 ") << "an entry larger than the list";
+    EXPECT_EQ(TypesOf(List({Ace(0, 0, {}, 1, 200), Ace(0)})), "") << "the same before the last entry";
     EXPECT_EQ(TypesOf(List({Ace(0, 0, {}, 1, 237), Ace(0)})), "") << "an entry smaller than its header";
     EXPECT_EQ(TypesOf(List({Ace(0, 0, {}, 1, 249), Ace(0)})), "invalid")
         << "an entry that ends before its SID";

@@ -14,7 +14,7 @@ class TokenBuffer {
   public:
     explicit TokenBuffer(DWORD size) {
         if (size > sizeof(local_)) {
-            heap_ = OrOutOfMemory([size] { return std::make_unique<BYTE[]>(size); });
+            heap_ = AllocateBytes(size);
         }
     }
     void* Get() { return heap_ != nullptr ? heap_.get() : local_; }

@@ -2,14 +2,6 @@
 
 #include "security/atl_exception.h"
 
-namespace {
-
-std::unique_ptr<BYTE[]> AllocateBytes(size_t size) {
-    return OrOutOfMemory([size] { return std::make_unique<BYTE[]>(size); });
-}
-
-} // namespace
-
 const ACE_HEADER* CAcl::CAce::GetBinary() const {
     if (binary_ == nullptr) {
         auto built = AllocateBytes(GetLength());

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <memory>
 #include <new>
 
 class CAtlException {
@@ -26,4 +27,9 @@ template <class F> auto OrOutOfMemory(F action) {
     } catch (const std::bad_alloc&) {
         throw CAtlException(E_OUTOFMEMORY);
     }
+}
+
+// Allocates zeroed bytes. Throws E_OUTOFMEMORY.
+inline std::unique_ptr<BYTE[]> AllocateBytes(size_t size) {
+    return OrOutOfMemory([size] { return std::make_unique<BYTE[]>(size); });
 }

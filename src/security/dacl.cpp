@@ -1,5 +1,6 @@
 #include "security/dacl.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <optional>
@@ -18,12 +19,11 @@ ACE_HEADER ReadHeader(const void* ace) {
     return header;
 }
 
-// Counts the entries, from the first one, that lie within the AclSize of the ACL. GetAce adds up the sizes of
-// the entries without a check, so it must not be called for the other entries.
-DWORD CountReadableAces(const ACL* acl) {
+// Counts the entries, from the first one, that lie within the AclSize of the ACL.
+WORD CountReadableAces(const ACL* acl) {
     const BYTE* const end = reinterpret_cast<const BYTE*>(acl) + acl->AclSize;
     const BYTE* place = reinterpret_cast<const BYTE*>(acl + 1);
-    for (DWORD i = 0; i < acl->AceCount; ++i) {
+    for (WORD i = 0; i < acl->AceCount; ++i) {
         if (end - place < static_cast<ptrdiff_t>(sizeof(ACE_HEADER))) {
             return i;
         }
@@ -34,6 +34,16 @@ DWORD CountReadableAces(const ACL* acl) {
         place += size;
     }
     return acl->AceCount;
+}
+
+// Copies the ACL with its readable entries only. Windows adds up the sizes of the entries without a check, so
+// it must not receive the other entries.
+std::unique_ptr<BYTE[]> CopyReadable(const ACL* acl) {
+    const size_t size = std::max(size_t{acl->AclSize}, sizeof(ACL));
+    auto copy = AllocateBytes(size);
+    std::memcpy(copy.get(), acl, size);
+    reinterpret_cast<ACL*>(copy.get())->AceCount = CountReadableAces(acl);
+    return copy;
 }
 
 // Reads the fields of one entry in order, never beyond its end.
@@ -91,7 +101,8 @@ CDacl& CDacl::operator=(const ACL* acl) {
         return *this;
     }
     SetEmpty();
-    ACL* source = const_cast<ACL*>(acl); // only read
+    const auto copy = CopyReadable(acl);
+    ACL* const source = reinterpret_cast<ACL*>(copy.get());
     ACL_SIZE_INFORMATION size = {};
     ACL_REVISION_INFORMATION revision = {};
     if (!GetAclInformation(source, &size, sizeof(size), AclSizeInformation) ||
@@ -99,10 +110,9 @@ CDacl& CDacl::operator=(const ACL* acl) {
         ThrowLastError();
     }
     revision_ = revision.AclRevision;
-    const DWORD readable = CountReadableAces(acl);
     for (DWORD i = 0; i < size.AceCount; ++i) {
         void* ace = nullptr;
-        if (i < readable && ::GetAce(source, i, &ace)) {
+        if (::GetAce(source, i, &ace)) {
             CopyAce(ace);
         }
     }

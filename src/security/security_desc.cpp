@@ -4,21 +4,13 @@
 
 #include "security/atl_exception.h"
 
-namespace {
-
-// Zero bytes after the copy. Windows trusts the entry sizes of a damaged access list, and can read the header
-// of an entry directly after the end of the descriptor.
-constexpr size_t kSpare = sizeof(ACE_HEADER);
-
-} // namespace
-
 void CSecurityDesc::Clear() {
     std::vector<BYTE>().swap(descriptor_);
 }
 
 CSecurityDesc& CSecurityDesc::operator=(PSECURITY_DESCRIPTOR source) {
     DWORD length = GetSecurityDescriptorLength(source);
-    std::vector<BYTE> copy = OrOutOfMemory([length] { return std::vector<BYTE>(length + kSpare); });
+    std::vector<BYTE> copy = OrOutOfMemory([length] { return std::vector<BYTE>(length); });
     SECURITY_DESCRIPTOR_CONTROL control = 0;
     DWORD revision = 0;
     if (!GetSecurityDescriptorControl(source, &control, &revision)) {
@@ -37,7 +29,7 @@ CSecurityDesc& CSecurityDesc::operator=(PSECURITY_DESCRIPTOR source) {
 bool CSecurityDesc::Contains(const ACL* acl) const {
     const size_t begin = reinterpret_cast<size_t>(descriptor_.data());
     const size_t place = reinterpret_cast<size_t>(acl);
-    const size_t size = descriptor_.size() - kSpare;
+    const size_t size = descriptor_.size();
     return place >= begin && place % alignof(ACL) == 0 && place - begin + sizeof(ACL) <= size &&
            place - begin + acl->AclSize <= size;
 }
