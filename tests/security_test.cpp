@@ -148,6 +148,9 @@ TEST_F(SecurityTest, ASetOfPrivilegesIsReadWithinItsBuffer) {
     CTokenPrivileges set;
     set.Add(reinterpret_cast<TOKEN_PRIVILEGES*>(&buffer), sizeof(buffer) - 1);
     EXPECT_EQ(set.GetLength(), sizeof(buffer) - sizeof(LUID_AND_ATTRIBUTES));
+    CTokenPrivileges empty;
+    empty.Add(reinterpret_cast<TOKEN_PRIVILEGES*>(&buffer), sizeof(buffer.count) - 1);
+    EXPECT_TRUE(empty.IsEmpty()) << "a buffer that is smaller than the count";
 }
 
 struct ProfileToken : CAccessToken {

@@ -21,6 +21,9 @@ bool CTokenPrivileges::Add(const char* name, DWORD attributes) {
 }
 
 void CTokenPrivileges::Add(const TOKEN_PRIVILEGES* privileges, DWORD size) {
+    if (size < kHead) {
+        return;
+    }
     const DWORD room = static_cast<DWORD>((size - kHead) / sizeof(LUID_AND_ATTRIBUTES));
     const DWORD count = std::min(privileges->PrivilegeCount, room);
     for (DWORD i = 0; i < count; ++i) {
