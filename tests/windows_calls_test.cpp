@@ -47,6 +47,13 @@ TEST_F(WindowsCallsTest, EnvironmentReferencesAreExpanded) {
     EXPECT_EQ(ExpandEnvString((longText + "%SystemDrive%b").c_str()), longText + "C:b");
     EXPECT_EQ(ExpandEnvString("%NORVANE_UNSET%"), "%NORVANE_UNSET%");
     EXPECT_EQ(ExpandEnvString(nullptr), "");
+    // The environment can grow between the two calls. The text is then cut off and has no terminator.
+    on::ExpandEnvironmentStringsA.Replace([](LPCSTR, LPSTR buffer, DWORD size) {
+        EXPECT_TRUE(buffer == nullptr || _msize(buffer) > size) << "the last byte remains zero";
+        std::fill_n(buffer, size, 'x');
+        return DWORD{3};
+    });
+    EXPECT_EQ(ExpandEnvString("a"), "xxxx");
     on::ExpandEnvironmentStringsA.Fail(1, ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(ExpandEnvString("a"), "");
 }

@@ -56,7 +56,9 @@ std::string ExpandEnvString(const char* text) {
     if (size == 0) {
         return {};
     }
-    std::vector<char> buffer(static_cast<size_t>(size) + 1);
+    // The environment can grow between the calls. Windows then fills its part of the buffer without a
+    // terminator, so the last byte is not part of it and remains zero.
+    std::vector<char> buffer(static_cast<size_t>(size) + 2);
     ExpandEnvironmentStringsA(text, buffer.data(), size + 1);
     return buffer.data();
 }
