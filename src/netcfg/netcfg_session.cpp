@@ -1,7 +1,5 @@
 #include "netcfg/netcfg_session.h"
 
-#include <netcfgn.h>
-
 #include <exception>
 #include <string>
 
