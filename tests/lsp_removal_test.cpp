@@ -42,6 +42,9 @@ TEST_F(LspRemovalTest, AProviderIdIsAddedOnce) {
         EXPECT_EQ(AddGuidToLspEntry(&entry, &id, &error), 0);
     }
     EXPECT_EQ(entry.layerGuidCount, 2);
+    entry.layerCount = 0;
+    EXPECT_EQ(AddGuidToLspEntry(&entry, ids, &error), 0);
+    EXPECT_EQ(entry.layerGuidCount, 1) << "a record without layers starts a new list";
     LspFree(entry.layerGuids);
 }
 

@@ -4,6 +4,7 @@
 
 #include "common/registry_helpers.h"
 #include "common/text_conversion.h"
+#include "comrestore/original_dll_restore.h"
 #include "comrestore/registration_runner.h"
 #include "files/file_remover.h"
 #include "lsp/update_function_loading.h"
@@ -152,6 +153,33 @@ TEST_F(WindowsCallsTest, PathsOfKeysAreTranslated) {
         EXPECT_EQ(named, expected);
         EXPECT_EQ(Traced(), "Failure retrieving SecurityDescruiptor , err 2\n");
     }
+}
+
+bool Impersonates() {
+    HANDLE token = nullptr;
+    const bool found = OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &token) != FALSE;
+    CloseHandle(token);
+    return found;
+}
+
+// The caller's registry calls need the privileges, also after an attempt that failed.
+TEST_F(WindowsCallsTest, TheThreadImpersonatesUntilTheAcquirerIsDestroyed) {
+    for (const DWORD error : {DWORD{ERROR_SUCCESS}, DWORD{ERROR_ACCESS_DENIED}}) {
+        on::SetNamedSecurityInfoA.Replace([error](auto...) { return error; });
+        {
+            PermissionAcquirer acquirer;
+            EXPECT_EQ(acquirer.SetPermissions("HKEY_LOCAL_MACHINE\\Software", 0, false), error == 0);
+            EXPECT_TRUE(Impersonates());
+        }
+        EXPECT_FALSE(Impersonates());
+    }
+    // The restore of one class impersonates from its start.
+    WriteRegistry(HKEY_CLASSES_ROOT, "CLSID\\{I}\\InprocServer32", "", REG_SZ, "x");
+    on::RegOpenKeyExA.Replace([](auto... arguments) {
+        EXPECT_TRUE(Impersonates());
+        return on::RegOpenKeyExA.Real(arguments...);
+    });
+    EXPECT_EQ(RestoreClassOriginalDll("{I}"), ERROR_FILE_NOT_FOUND);
 }
 
 // The runtime would end the process if a part of a path did not fit its buffers.

@@ -51,7 +51,7 @@ void InstallDependent(CatalogSelector catalog, const LspEntry& dependent, WSAPRO
 
 // Finds the new catalog ids of the dependent. The buffer is that of the first enumeration, and its full
 // length is searched. When the call fails, or reads nothing for this selector, the buffer still has the older
-// entries.
+// entries. Kept, see docs/kept-behaviour.md.
 void RereadAndRelink(CatalogSelector catalog, CatalogSnapshot& snapshot, LspEntry& dependent) {
     WSAPROTOCOL_INFOW* providers = snapshot.providers.Get();
     DWORD length = static_cast<DWORD>(snapshot.Providers().size_bytes());

@@ -267,7 +267,8 @@ void ReleaseLspMap(LspEntry* map, int lspCount) {
 }
 
 int AddGuidToLspEntry(LspEntry* entry, GUID* guid, int* error) {
-    // A record without layers starts a new list, whatever its layerGuidCount is.
+    // A record without layers starts a new list, whatever its layerGuidCount is. Kept, see
+    // docs/kept-behaviour.md.
     const std::span<const GUID> known =
         SpanOf(entry->layerGuids, entry->layerCount == 0 ? 0 : entry->layerGuidCount);
     if (std::ranges::any_of(known, [guid](const GUID& each) { return SameGuid(each, *guid); })) {
