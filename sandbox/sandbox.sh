@@ -37,8 +37,8 @@ sandbox_enter() {
     fi
     # In the background, so that a signal ends the wait at once. With an environment of its own, so that the
     # result does not depend on the host's. Debian 13's Wine also aborts when TMPDIR is set.
-    env -i PATH="$PATH" LC_ALL=C.UTF-8 WINEDEBUG="$WINEDEBUG" BRIEF="${BRIEF:-0}" \
-        HOME="$sandbox/home" SANDBOX="$sandbox" SANDBOX_SCRIPT="$script" \
+    env -i PATH="$PATH" LC_ALL=C.UTF-8 WINEDEBUG="$WINEDEBUG" HOME="$sandbox/home" \
+        SANDBOX="$sandbox" SANDBOX_SCRIPT="$script" \
         "${jail[@]}" "$@" </dev/null {script_lock_fd}>&- &
     sandbox_process=$!
     local code=0
@@ -216,4 +216,58 @@ sandbox_fault() {
 # sandbox_set KEY ARGUMENTS...: writes a registry value with "reg add".
 sandbox_set() {
     sandbox_wine reg add "$@" /f >/dev/null || script_fail "reg add $* failed"
+}
+
+# sandbox_test BUILD FILTER: makes the prefix with the release build and BUILD, and runs the tests of BUILD
+# that match. The traces of docs/trace.md are cases, too. The last line is "N passed, N failed", or the cause.
+# Wine's exit code can be 0 after a crash, but GoogleTest writes its results only when all tests have ended.
+sandbox_test() {
+    local results=$drive/tests.xml try code current tests ran failed
+    sandbox_make build/release "build/$1"
+    cp "build/$1/tests/norvane_tests.exe" "$drive/sandbox/"
+    cp -r tests/cases "$drive/sandbox/"
+    awk -v PAGE=trace -f tools/traces_to_cases.awk docs/trace.md >"$drive/sandbox/cases/run_traces.txt"
+    for try in 1 2 3; do
+        code=0
+        sandbox_run_tests "--gtest_filter=$2" '--gtest_output=xml:C:\tests.xml' || code=$?
+        { [ ! -e "$results" ] && sandbox_refused "$SANDBOX/errors"; } || break
+        echo "Wine refused to start, try $try"
+    done
+    { ((code == 0)) && grep -qs '^<testsuites .* failures="0"' "$results"; } || cat "$SANDBOX/errors"
+    if ! grep -qs '^</testsuites>' "$results"; then
+        current=$(sed -n 's/\r$//; s/^\[ RUN      \] //p' "$SANDBOX/tests.log" | tail -n 1)
+        ((code != 124 && code != 137)) || script_fail "More than ten minutes passed, in ${current:-no test}."
+        script_fail "The test program ended early, with exit code $code, in ${current:-no test}."
+    fi
+    tests=$(grep -c '<testcase ' "$results") || script_fail "No test matches '$2'."
+    ran=$(grep -c '<testcase .* result="completed"' "$results") || true
+    failed=$(sed -n 's/^<testsuites .* failures="\([0-9]*\)".*/\1/p' "$results")
+    ((ran == tests)) || script_fail "Only $ran of $tests tests ran."
+    ((failed > 0 || code == 0)) || script_fail "The test program ended with exit code $code after its tests."
+    # Those of a second or more.
+    sed -n 's/.*<testcase name="\(.*\)" file.* time="\([1-9][^"]*\)".* classname="\(.*\)".*/\2 s, \3.\1/p' \
+        "$results" | sort -rn | sed -n '1,3s/^/Longest: /p'
+    echo "$((tests - failed)) passed, $failed failed"
+    ((failed == 0))
+}
+
+# sandbox_run_tests OPTIONS...: runs the test program, and shows what failing tests print as it arrives. Its
+# output is in $SANDBOX/tests.log, and what it wrote to standard error in $SANDBOX/errors. Not through a pipe,
+# which a remaining child of the program would keep open. When Wine's server dies, the program would wait for
+# it forever, and is ended.
+sandbox_run_tests() {
+    local log=$SANDBOX/tests.log program
+    : >"$log" # there when it is first read
+    (sandbox_exec 'C:\sandbox\norvane_tests.exe' "$@" >>"$log" 2>"$SANDBOX/errors") &
+    program=$!
+    {
+        # Not before the program has started: the server of the previous program may still be ending.
+        while [ ! -s "$log" ] && kill -0 "$program"; do sleep 0.1; done
+        "$(sandbox_find wineserver64 wineserver)" -w && sleep 3 && kill "$program"
+    } 2>/dev/null &
+    # What a test prints is held until the test fails, and is dropped when it passes.
+    tail -n +1 -f -s 0.2 --pid="$program" "$log" | sed -un 's/\r$//; /^\[\(-*\|  PASSED  \)\] /d
+        /^\[=*\] /{p;d}; /^\[ *\(RUN\|OK\) /{s/.*//;x;d}
+        H; /^\[  FAILED  \] .* (/!{$!d}; s/.*//; x; s/^\n*//; /./p'
+    wait "$program"
 }

@@ -4,15 +4,12 @@
 # Takes no arguments.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
-. tools/test_runner.sh
 . sandbox/sandbox.sh
 script_arguments 0 "$@"
 
 if sandbox_inside; then
-    sandbox_make build/release build/coverage
-    test_files coverage
     # The build folder is read-only in the jail.
-    GCOV_PREFIX='C:\sandbox\gcov' run_tests 'C:\sandbox\norvane_tests.exe' '*'
+    GCOV_PREFIX='C:\sandbox\gcov' sandbox_test coverage '*'
     mv "$drive/sandbox/gcov" "$SANDBOX/gcov"
     exit
 fi

@@ -2,21 +2,17 @@
 # Builds, and runs the tests under Wine in a sandbox that is made for the run. Installs missing packages.
 #
 # tools/test.sh [FILTER]
-#   FILTER   a GoogleTest filter, such as 'lsp_removal.*'; every test when it is not given
-#   BRIEF=1  in the environment: one line for each suite instead of each test; failures are shown in full
+#   FILTER  a GoogleTest filter, such as 'lsp_removal.*'; every test when it is not given
 #
-# Exit code 0 when every test that matches ran and passed. The last line is "N passed, N failed", or the
-# cause.
+# Shows the output of tests that fail. Exit code 0 when every test that matches ran and passed. The last line
+# is "N passed, N failed", or the cause.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
-. tools/test_runner.sh
 . sandbox/sandbox.sh
 script_arguments 1 "$@"
 
 if sandbox_inside; then
-    sandbox_make build/release build/checked
-    test_files checked
-    run_tests 'C:\sandbox\norvane_tests.exe' "${1-*}"
+    sandbox_test checked "${1-*}"
     exit
 fi
 script_lock
