@@ -111,6 +111,7 @@ class RandomMachineTest : public MachineTest {
         for (const RemovalStep& step : order.steps) {
             names.push_back(step.dllName);
         }
+        Reset(); // the search has left the catalogs of its last run
         for (const std::wstring& name : names) {
             RunCommand(conv_to_char(name.c_str()));
             if (order.runs == 0 || &name == &names.back()) {
