@@ -19,6 +19,9 @@
 
 #include "simulation/fault_plan.h"
 
+// The last error after the failure of a call that returns its error code.
+constexpr DWORD kUnrelatedError = 4711;
+
 struct HookBase {
     const char* name;
     const char* library;
@@ -57,7 +60,7 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
     }
     R Call(A... arguments) {
         if (const std::optional<int> error = Count()) {
-            SetLastError(static_cast<DWORD>(*error));
+            SetLastError(returnsError ? kUnrelatedError : static_cast<DWORD>(*error));
             // Wide enough for each of the results: pointers, handles, numbers.
             const LONG_PTR result = returnsError ? *error : 0;
             if constexpr (!std::is_void_v<R>) {
