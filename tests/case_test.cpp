@@ -138,7 +138,8 @@ class CaseTest : public MachineTest {
             Silent("action ACTION...", [this](const Words& w) { action_ = w[0]; }),
             Silent("catalog ENTRIES...", [this](const Words& w) { AddToCatalogs(w[0]); }),
             {"fail CALL NUMBER CODE", [this](const Words& w) { return Fail(w); }},
-            {"sweep CALL CODE TEXTS...", [this](const Words& w) { return Sweep(w); }}};
+            {"sweep CALL CODE TEXTS...", [this](const Words& w) { return Sweep(w); }},
+            Silent("watch CALLS...", [](const Words& w) { Watch(SplitAt(w[0], " ")); })};
         steps_.insert(steps_.end(), more.begin(), more.end());
         if (executable_.empty()) {
             steps_.push_back(

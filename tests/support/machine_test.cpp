@@ -1,5 +1,7 @@
 #include "support/machine_test.h"
 
+#include <stdexcept>
+
 #include "lsp/private_heap.h"
 #include "lsp/update_function_loading.h"
 #include "machine/files.h"
@@ -94,6 +96,21 @@ std::vector<std::string> TracedMessages() {
         texts.push_back(std::move(message.text));
     }
     return texts;
+}
+
+void Watch(const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        HookBase* const hook = FindHook(name);
+        if (hook == nullptr) {
+            throw std::runtime_error("no hooked call: " + name);
+        }
+        hook->watcher = [](const std::string& call) {
+            HANDLE token = nullptr;
+            on::OpenThreadToken.Real(GetCurrentThread(), TOKEN_QUERY, TRUE, &token);
+            traced.push_back({(token == nullptr ? "> " : ">> ") + call, kDefaultTraceLevel});
+            CloseHandle(token);
+        };
+    }
 }
 
 std::string Changes() {

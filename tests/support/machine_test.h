@@ -33,6 +33,10 @@ std::string Traced();
 // The captured messages as the log wrote them; forgets them.
 std::vector<std::string> TracedMessages();
 
+// From now on, captures the calls of these functions among the messages: "> ImpersonateSelf 0x2", with ">>"
+// when the thread impersonates. Throws std::runtime_error for a function without a hook.
+void Watch(const std::vector<std::string>& names);
+
 // The calls of the simulated Winsock that can change a catalog, a line each, since the last ResetWinsock.
 std::string Changes();
 

@@ -27,6 +27,7 @@ struct HookBase {
     const char* library;
     bool returnsError; // whether a failed call returns its error code, and not 0
     int calls = 0;     // without those that failed with an HRESULT
+    void (*watcher)(const std::string& call) = nullptr; // receives each call, such as "ImpersonateSelf 0x2"
 
     constexpr HookBase(const char* hookName, const char* hookLibrary, bool code)
         : name(hookName), library(hookLibrary), returnsError(code) {}
@@ -38,6 +39,23 @@ struct HookBase {
     // Counts a call. Returns the error with which it fails, or nothing.
     std::optional<int> Count();
 };
+
+// How a watched call shows its arguments: texts, numbers, and a privilege with its attributes. An argument of
+// any other type is not shown.
+inline std::string Shown(LPCSTR text) {
+    return text == nullptr ? "" : std::string(" ") + text;
+}
+template <class T> std::string Shown([[maybe_unused]] const T& argument) {
+    char text[32] = "";
+    if constexpr (std::is_arithmetic_v<T> || std::is_enum_v<T>) {
+        _snprintf(text, sizeof(text), " %#llx", static_cast<unsigned long long>(argument));
+    }
+    return text;
+}
+inline std::string Shown(PTOKEN_PRIVILEGES set) {
+    const LUID_AND_ATTRIBUTES first = set == nullptr ? LUID_AND_ATTRIBUTES{} : set->Privileges[0];
+    return first.Luid.LowPart == 0 ? "" : Shown(first.Luid.LowPart) + " =" + Shown(first.Attributes);
+}
 
 template <class F> struct Hook;
 
@@ -52,6 +70,7 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
     void Reset() {
         delete std::exchange(replacement, nullptr);
         calls = 0;
+        watcher = nullptr;
     }
     R Real(A... arguments) {
         // Never freed: the library is one that the program under test imports.
@@ -59,6 +78,9 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
         return reinterpret_cast<R(WINAPI*)(A...)>(real)(arguments...);
     }
     R Call(A... arguments) {
+        if (watcher != nullptr) {
+            watcher((name + ... + Shown(arguments)));
+        }
         if (const std::optional<int> error = Count()) {
             SetLastError(returnsError ? kUnrelatedError : static_cast<DWORD>(*error));
             // Wide enough for each of the results: pointers, handles, numbers.
