@@ -2,6 +2,7 @@
 #include <stdexcept>
 #include <tuple>
 
+#include "app/command_line.h"
 #include "common/registry_helpers.h"
 #include "common/text_conversion.h"
 #include "comrestore/original_dll_restore.h"
@@ -198,11 +199,24 @@ TEST_F(WindowsCallsTest, AFileWithAnOverlongPartOfItsPathIsScheduledUnderItsPath
 }
 
 // A program that does not start is not waited for.
-TEST_F(WindowsCallsTest, ARegistrationClosesItsHandles) {
+TEST_F(WindowsCallsTest, ARegistrationWaitsForItsEndAndClosesItsHandles) {
     EXPECT_EQ(RegSvr32Dll(L"no_such_program.exe"), 0);
     EXPECT_EQ(Traced(), "RegSvr32Dll\nRegSvr32Dll CreateProcess ret=0 code=2\n");
-    EXPECT_EQ(ResidueOf([] { RegSvr32Dll(L"cmd.exe /c exit 3"); }), "");
+    EXPECT_EQ(ResidueOf([] { RegSvr32Dll(L"cmd.exe /c echo x>C:\\sandbox\\ended & exit 3"); }), "");
+    EXPECT_TRUE(DeleteFileA("C:\\sandbox\\ended")) << "not waited for";
     EXPECT_TRUE(Traced().ends_with("RegSvr32Dll WaitProcess ret=0\n"));
+}
+
+TEST_F(WindowsCallsTest, TheScriptEngineIsUnregisteredAndThenRegistered) {
+    std::wstring started;
+    on::CreateProcessW.Replace([&](LPCWSTR, LPWSTR commandLine, auto...) {
+        started += commandLine + std::wstring(L"; ");
+        return FALSE;
+    });
+    char words[][8] = {"norvane", "remove", "vbs", "x"};
+    char* arguments[] = {words[0], words[1], words[2], words[3]};
+    RunCommandLine(4, arguments);
+    EXPECT_EQ(started, L"regsvr32.exe /s /u vbscript.dll; regsvr32.exe /s vbscript.dll; ");
 }
 
 } // namespace
