@@ -198,6 +198,11 @@ TEST_F(WindowsCallsTest, AFileWithAnOverlongPartOfItsPathIsScheduledUnderItsPath
     EXPECT_EQ(scheduled, "\\\\?\\C:\\" + part + "\\f.dllC:\\" + part);
 }
 
+TEST_F(WindowsCallsTest, AnExceptionThatNothingCatchesEndsTheProgramWithItsText) {
+    const auto end = []() noexcept { conv_wchar_to_utf8(nullptr); };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(3), "after throwing: conv_to_char called wcstombs");
+}
+
 // A program that does not start is not waited for.
 TEST_F(WindowsCallsTest, ARegistrationWaitsForItsEndAndClosesItsHandles) {
     EXPECT_EQ(RegSvr32Dll(L"no_such_program.exe"), 0);
