@@ -94,17 +94,18 @@ std::string MapText(const Words&) {
     return text;
 }
 
-// The ids of a catalog in their order.
-std::string IdsOf(const Catalog& catalog) {
-    std::string ids;
+// The entries of a catalog in their order: the id, and the path if there is one.
+std::string EntriesOf(const Catalog& catalog) {
+    std::string entries;
     for (const CatalogEntry& entry : catalog) {
-        ids += " " + to_string(entry.info.dwCatalogEntryId);
+        entries += " " + to_string(entry.info.dwCatalogEntryId);
+        entries += entry.path.empty() ? "" : "=" + conv_to_char(entry.path.c_str());
     }
-    return ids;
+    return entries;
 }
 
 std::string ShowCatalogs(const Words&) {
-    return "64:" + IdsOf(Winsock().state.catalog64) + " 32:" + IdsOf(Winsock().state.catalog32);
+    return "64:" + EntriesOf(Winsock().state.catalog64) + " 32:" + EntriesOf(Winsock().state.catalog32);
 }
 
 std::string RemoveByName(const Words& words) {

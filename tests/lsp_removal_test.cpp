@@ -6,7 +6,9 @@
 #include "lsp/lsp_map.h"
 #include "lsp/private_heap.h"
 #include "lsp/provider_entries.h"
+#include "lsp/update_functions.h"
 #include "simulation/simulated_winsock.h"
+#include "support/catalog_notation.h"
 #include "support/machine_test.h"
 #include "support/random_machine.h"
 
@@ -30,6 +32,17 @@ TEST_F(LspRemovalTest, RandomCatalogsDoNoHarm) {
         RemoveProvider(static_cast<CatalogSelector>(Below(random, 3)), L"x.dll", path);
         RemoveProvider(static_cast<CatalogSelector>(Below(random, 3)), Below(random, 20));
         ASSERT_EQ(liveBlocks, 0) << "round " << round;
+    }
+}
+
+// Also on a system that has only one of the two functions. Without the 64-bit one the order is written.
+TEST_F(LspRemovalTest, The64BitUpdateFunctionDecides) {
+    for (const bool has64 : {false, true}) {
+        SetUpdateFunctions({has64 ? WSCUpdateProvider : nullptr, has64 ? nullptr : WSCUpdateProvider32});
+        ResetWinsock({CatalogsOf("1 *; 10 a.dll"), false, {}});
+        EXPECT_EQ(RemoveProvider(Catalog64, 10), 0);
+        EXPECT_EQ(Changes(), std::string(has64 ? "" : "WSCWriteProviderOrder = 0\n") +
+                                 "WSCDeinstallProvider {10} = 0\n");
     }
 }
 
