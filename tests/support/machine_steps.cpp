@@ -39,7 +39,8 @@ void WriteFileAnew(const std::string& path, bool keepOpen) {
     SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     WriteWholeFile(path, "x");
     if (keepOpen) {
-        held = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        held = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                           nullptr, OPEN_EXISTING, 0, nullptr);
         EXPECT_NE(held, INVALID_HANDLE_VALUE) << path;
     }
 }
