@@ -66,6 +66,9 @@ TEST_F(SecurityTest, AccessEntriesAreCopiedAndHostileOnesReadWithinTheirSize) {
         << "an entry that ends before its SID";
     EXPECT_EQ(TypesOf(List({Ace(0, 0, {}, 200)})), "invalid") << "a SID beyond its entry";
     EXPECT_EQ(TypesOf(List({Ace(5, 0, {1, 0, 0, 0})})), "invalid") << "a missing GUID";
+    Bytes damaged = Ace(0);
+    damaged[8] = SID_REVISION + 1;
+    EXPECT_EQ(TypesOf(List({damaged})), "invalid") << "a SID of another revision";
     EXPECT_EQ(TypesOf(List({Ace(0)}, -8)), "") << "a list that is cut off";
 }
 
