@@ -11,11 +11,32 @@ namespace {
 
 using TraceLogTest = MachineTest;
 
+// Whether a trace call with this format and arguments of these types compiles.
+template <class... Args, class Format> consteval bool Fits(Format) {
+    return requires {
+        typename std::bool_constant<(CheckedFormat<Args...>(Format()()), true)>;
+    };
+}
+
+#define FITS(format, ...) Fits<__VA_ARGS__>([] { return format; })
+static_assert(FITS("%s %ws %c %d %lld %p", const char*, const wchar_t*, char, DWORD, long long, HANDLE));
+static_assert(!FITS("%d", const char*) && !FITS("%s", int) && !FITS("%s", const wchar_t*));
+static_assert(!FITS("%ws", const char*) && !FITS("%d", long long) && !FITS("%lld", int));
+static_assert(!FITS("%d", int, int) && !FITS("%d %d", int) && !FITS("%x", HANDLE) && !FITS("%f", int));
+
 void Append(const char* text, size_t length, void* context, unsigned level) {
     *static_cast<std::string*>(context) += std::to_string(level) + ":" + std::string(text, length) + ";";
 }
 
+void StopTheClock() {
+    on::GetLocalTime.Replace([](SYSTEMTIME* now) { *now = {2026, 3, 3, 4, 5, 6, 7, 8}; });
+}
+
 TEST_F(TraceLogTest, LevelsChooseFilesAndSinks) {
+    StopTheClock();
+    for (const char* path : {"C:\\sandbox\\main.log", "C:\\sandbox\\extra.log"}) {
+        WriteWholeFile(path, "earlier\n");
+    }
     std::string all;
     std::string results;
     {
@@ -35,16 +56,14 @@ TEST_F(TraceLogTest, LevelsChooseFilesAndSinks) {
     }
     EXPECT_EQ(all, "700:step 1;100:result\n;");
     EXPECT_EQ(results, "100:result\n;");
-    const std::string main = ReadWholeFile("C:\\sandbox\\main.log");
-    const std::string extra = ReadWholeFile("C:\\sandbox\\extra.log");
     char ids[32];
-    _snprintf(ids, sizeof(ids), "%03lu:%04lx ", GetCurrentProcessId(), GetCurrentThreadId());
-    EXPECT_EQ(main.find(ids), 0u);
-    EXPECT_EQ(main.find(" step 1\n"), strlen(ids) + strlen("hh:mm:ss.mmm")) << main;
-    const size_t second = main.find(ids, 1);
-    const std::string line = main.substr(second, main.find(ids, second + 1) - second);
-    EXPECT_EQ(line.substr(line.find_last_of(' ')), " result\n\n") << main;
-    EXPECT_NE(extra.find(line + line), std::string::npos) << "once for each set: " << extra;
+    _snprintf(ids, sizeof(ids), "%03lu:%04lx", GetCurrentProcessId(), GetCurrentThreadId());
+    const std::string stamp = ids + std::string(" 05:06:07.008 ");
+    const std::string first = "earlier\n" + stamp + "step 1\n" + stamp + "result\n\n";
+    const std::string last = stamp + "beyond every sink\n";
+    EXPECT_EQ(ReadWholeFile("C:\\sandbox\\main.log"), first + last);
+    EXPECT_EQ(ReadWholeFile("C:\\sandbox\\extra.log"), first + stamp + "result\n\n" + last)
+        << "the result once for each set";
 }
 
 TEST_F(TraceLogTest, LinesAreNeverCutAndTextBeyondTheCodePageIsUtf8) {
@@ -95,8 +114,9 @@ TEST_F(TraceLogTest, LinesAfterTheLogAreDropped) {
 }
 
 TEST_F(TraceLogTest, ComposesPathsAndOpensNothing) {
+    StopTheClock();
     TraceLog log("%TEMP%", "norvane");
-    const std::string name = R"(norvane \d{4}-\d\d-\d\d \d\d-\d\d-\d\d \(pid \d{3,}\)\.log)";
+    const std::string name = R"(norvane 2026-03-04 05-06-07 \(pid \d{3,}\)\.log)";
     const std::pair<const char*, std::string> rows[] = {
         {".", R"(\.\\)"}, {"", R"(\.\\)"}, {"%TEMP%", R"(%TEMP%\\)"}, {"C:\\", R"(C:\\)"}};
     for (const auto& [directory, start] : rows) {

@@ -103,7 +103,7 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
     X(kernel32, WideCharToMultiByte, false) X(kernel32, FormatMessageA, false) \
     X(kernel32, GetFileAttributesExA, false) X(kernel32, SetFileAttributesA, false) \
     X(kernel32, CreateDirectoryA, false) X(kernel32, GetTempFileNameA, false) \
-    X(kernel32, MoveFileExA, false) X(kernel32, CreateProcessW, false) \
+    X(kernel32, MoveFileExA, false) X(kernel32, CreateProcessW, false) X(kernel32, GetLocalTime, false) \
     X(ole32, CoUninitialize, false) X(ole32, CoTaskMemFree, false) X(ole32, CoCreateInstance, true) \
     X(ole32, CoInitializeEx, true) X(advapi32, OpenProcessToken, false) \
     X(advapi32, GetTokenInformation, false) X(advapi32, ImpersonateSelf, false) \
