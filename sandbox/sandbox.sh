@@ -23,7 +23,17 @@ sandbox_open() {
     sandbox=$PWD/build/sandbox/$1
     trap sandbox_leave EXIT
     rm -rf "$sandbox"
-    mkdir -p "$sandbox/home" "$sandbox/prefix"
+    mkdir -p "$sandbox/home" "$sandbox/prefix" "$sandbox/inputs"
+}
+
+# sandbox_input FILE: copies a file of the script's caller to $sandbox/inputs. Ends the script when it cannot
+# be read, or when another file has its name; Wine ignores the case of letters.
+sandbox_input() {
+    local name=${1##*/}
+    find "$sandbox/inputs" -type f -printf '%f\n' | not grep -ixF -- "$name" >/dev/null ||
+        script_fail "Two files have the name $name; give one of them another name."
+    (cd "$script_caller" && cp -- "$1" "$sandbox/inputs/$name") 2>/dev/null ||
+        script_fail "This file cannot be read: $1"
 }
 
 # sandbox_enter COMMAND...: runs a command in the jail. Returns its exit code.
@@ -156,17 +166,18 @@ sandbox_make() {
     sandbox_winsock update
 }
 
-# sandbox_machine KIND [FILE NAME]: makes the sample machine: catalogs and their DLLs, a shared count,
-# network components and classes. KIND is that of sandbox_winsock. FILE describes other catalogs: a registry
-# export, the output of netsh, or a state file. Messages call it NAME.
+# sandbox_machine KIND [FILE]: makes the sample machine: catalogs and their DLLs, a shared count, network
+# components and classes. KIND is that of sandbox_winsock. FILE describes other catalogs: a registry export,
+# the output of netsh, or a state file. Messages have its base name.
 sandbox_machine() {
+    local file=${2:-sandbox/sample_winsock.txt}
     sandbox_winsock "$1"
-    cp "${2:-sandbox/sample_winsock.txt}" "$drive/sandbox/given"
-    sandbox_check "${3:-sandbox/sample_winsock.txt}" convert given winsock.txt >/dev/null
-    sandbox_state winsock "${3:-sandbox/sample_winsock.txt}"
+    cp "$file" "$drive/sandbox/given"
+    sandbox_check "${file##*/}" convert given winsock.txt >/dev/null
+    sandbox_state winsock "${file##*/}"
     sandbox_check winsock.txt make-dlls winsock.txt >/dev/null
     cp sandbox/sample_netcfg.txt "$drive/sandbox/netcfg.txt"
-    sandbox_state netcfg sandbox/sample_netcfg.txt
+    sandbox_state netcfg sample_netcfg.txt
     echo "stands for a DLL" >"$drive/windows/system32/original.dll"
     sandbox_wine reg import 'C:\sandbox\sample_registry.reg' >/dev/null 2>&1 ||
         script_fail "The sample registry was refused"

@@ -108,7 +108,7 @@ show_command() {
     local code=0 before after fault
     sandbox_forget_prefix
     sandbox_make build/release
-    sandbox_machine "$kind" ${from:+"$SANDBOX/given" "$from"}
+    sandbox_machine "$kind" ${from:+"$SANDBOX/inputs/${from##*/}"}
     for fault in "${faults[@]}"; do
         sandbox_fault "$fault"
     done
@@ -146,7 +146,5 @@ script_lock
 setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}"
 build release
 sandbox_open demo
-if [ -n "$from" ]; then
-    (cd "$script_caller" && cp -- "$from" "$sandbox/given") || script_fail "The file cannot be read: $from"
-fi
+[ -z "$from" ] || sandbox_input "$from"
 sandbox_enter "$script" "${given[@]}"
