@@ -1,13 +1,63 @@
 #!/usr/bin/env bash
 # Checks the package. Two folders and time zones give the same bytes. The version is that of the tag, or names
-# the commit. Every file has its sum, and links inside the package work. Packages that are no commit are
-# refused. Signatures and time stamps of throwaway certificates are verified, and a changed byte is refused.
-# Takes no arguments.
+# the commit. Every file has its sum, and links inside the package work. check.cmd passes in Wine's cmd on the
+# catalogs of the sample machine, and fails after an entry was added that the program cannot read. Packages
+# that are no commit are refused. Signatures and time stamps of throwaway certificates are verified, and a
+# changed byte is refused. Installs missing packages.
+#
+# tools/check_package.sh [FOLDER]
+#   FOLDER  an unpacked package: only its check.cmd is run
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . tools/pages.sh
-script_arguments 0 "$@"
-setup_packages git zip unzip openssl osslsigncode socat
+. sandbox/sandbox.sh
+script_arguments 1 "$@"
+
+# run_check EXPECTED...: runs check.cmd, and checks that its output has each of the lines.
+run_check() {
+    local output line code=0
+    output=$(sandbox_wine cmd /c 'C:\package\check.cmd' | tr -d '\r') || code=$?
+    printf '%s\n' "$output"
+    for line; do
+        grep -qxF "$line" <<<"$output" || script_fail "check.cmd did not print: $line"
+    done
+    return "$code"
+}
+
+if sandbox_inside; then
+    catalog='HKLM\SYSTEM\CurrentControlSet\Services\WinSock2\Parameters\Protocol_Catalog9\Catalog_Entries64'
+    sandbox_make build/release
+    cp -r "$SANDBOX/package" "$drive/package"
+    sandbox_check sandbox/sample_winsock.txt export sample_winsock.txt sample.reg >/dev/null
+    sandbox_wine reg import 'C:\sandbox\sample.reg' >/dev/null 2>&1 || script_fail "The catalogs were refused"
+    # With the files that the catalogs name, those of 32-bit programs, too.
+    sandbox_check sandbox/sample_winsock.txt make-dlls sample_winsock.txt >/dev/null
+    mkdir -p "$drive/windows/syswow64"
+    cp "$drive"/windows/system32/{mswsock,examplelsp,filterlsp,guardlsp}.dll "$drive/windows/syswow64/"
+    run_check "PASS    list, all entries work: exit code 0" \
+        "PASS    export: the same result as this machine, NOTHING TO DO, 0, 0, 0, 0, 0" \
+        "PASS    64-bit catalog: 9 entries, as reg query prints" \
+        "PASS    32-bit catalog: 9 entries, as reg query prints" \
+        "PASS    lsp with a name that no LSP has: exit code 2" "PASS    an unknown option: exit code 1" ||
+        script_fail "check.cmd failed on a sound machine"
+    sandbox_set "$catalog\\000000000010" /v PackedCatalogItem /d none
+    ! run_check "FAIL    64-bit catalog: 9 entries, reg query prints 10" ||
+        script_fail "check.cmd did not fail on a wrong count"
+    echo "check.cmd: passes on a sound machine, fails on a wrong count"
+    exit
+fi
+if (($# == 1)); then
+    folder=$(cd "$script_caller" && realpath "$1")
+    [ -e "$folder/check.cmd" ] || script_fail "This folder has no check.cmd: $1"
+    script_lock
+    setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}"
+    build release
+    sandbox_open check
+    cp -r "$folder" "$sandbox/package"
+    sandbox_enter "$script"
+    exit
+fi
+setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}" git zip unzip openssl osslsigncode socat
 work=$(mktemp -d)
 authority=
 trap 'kill $authority 2>/dev/null || true; rm -rf "$work"' EXIT
@@ -69,7 +119,7 @@ done
 
 unzip -q "$work/one/dist/norvane64-$version.zip" -d "$work"
 package=$work/norvane64-$version
-check "check.cmd in Wine" tools/check_on_wine.sh "$package"
+check "check.cmd in Wine" "$script" "$package"
 (cd "$package" && sha256sum --quiet -c SHA256SUMS) || script_fail "The sums are not those of the package."
 files=$(cd "$package" && find . -type f ! -name SHA256SUMS -printf '%P\n' | sort)
 check "each file has its sum" test "$files" = "$(sed 's/^[0-9a-f]*  //' "$package/SHA256SUMS" | sort)"
