@@ -2,32 +2,22 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <set>
+#include <map>
 #include <stdexcept>
 #include <vector>
 
 #include "common/text_conversion.h"
 #include "lsp/provider_entries.h"
+#include "machine/listing_lines.h"
+#include "machine/netsh_blocks.h"
 #include "machine/text.h"
 
 namespace {
 
-// The values of a block, in their order.
-enum ProtocolValue : size_t {
-    kEntryType,
-    kDescription,
-    kProviderId,
-    kProviderPath,
-    kFirstNumber,
-    kChainLength = 12,
-    kChain
-};
-constexpr size_t kNamespaceValues = 5; // description, provider id, namespace, active, version
-constexpr size_t kShortestRule = 10;   // the dashes below the title of a block
-constexpr size_t kGuidLength = 38;     // with its braces
+constexpr size_t kLargestJoined = 8'000'000; // bytes of a text of which wrapped lines are joined
+constexpr size_t kMostShown = 20;            // gaps of a kind
 
 // The 32-bit members that the numbers of a block belong to, in their order.
 constexpr size_t kNumbers[] = {offsetof(WSAPROTOCOL_INFOW, dwCatalogEntryId),
@@ -40,171 +30,193 @@ constexpr size_t kNumbers[] = {offsetof(WSAPROTOCOL_INFOW, dwCatalogEntryId),
                                offsetof(WSAPROTOCOL_INFOW, dwServiceFlags1),
                                offsetof(WSAPROTOCOL_INFOW, ProtocolChain.ChainLen)};
 
-struct Block {
-    int line;                        // of its title
-    bool hasRule;                    // whether a rule is below the title
-    std::string title;               // can be lost, as can the rule
-    std::vector<std::string> values; // behind the labels
+constexpr std::string_view kOf32Bit = "(32)"; // ends the type of an entry of the 32-bit catalog
+
+// A gap of the text.
+struct Gap {
+    int line;
+    std::string text;
 };
 
-// Without blanks, and without the marks with which a mail quotes.
-std::string Trimmed(const std::string& text) {
-    const size_t first = std::min(text.find_first_not_of(" \t\r>|"), text.size());
-    const size_t last = text.find_last_not_of(" \t\r");
-    return first == text.size() ? "" : text.substr(first, last + 1 - first);
+// What a text says.
+struct Listing {
+    Catalogs catalogs;
+    std::vector<NamespaceProvider> namespaces;
+    std::vector<int> fragments; // see NetshBlocks
+    std::vector<Gap> gaps;
+    size_t entries = 0; // those that could be read
+};
+
+std::string TextAt(const NetshBlock& block, size_t value) {
+    return std::string(block.values[value]);
 }
 
-bool IsRule(const std::string& line) {
-    return line.size() >= kShortestRule && line.find_first_not_of('-') == std::string::npos;
-}
-
-bool IsGuid(const std::string& text) {
-    return text.size() == kGuidLength && text.front() == '{' && text.back() == '}';
-}
-
-// What is behind the label of a line; false for a line without a label. Some languages have a wide colon.
-bool TakeValue(const std::string& line, std::string* value) {
-    const std::string wideColon = "\xEF\xBC\x9A";
-    const size_t narrow = line.find(':');
-    const size_t wide = line.find(wideColon);
-    if (std::min(narrow, wide) == std::string::npos) {
-        return false;
+void ReadChain(const NetshBlock& block, WSAPROTOCOL_INFOW& entry) {
+    const bool layered = IsLayeredLength(block.values[kChainLength]);
+    if (layered != (block.values.size() > kChain)) {
+        throw std::runtime_error("its chain is missing");
     }
-    *value = Trimmed(line.substr(wide < narrow ? wide + wideColon.size() : narrow + 1));
-    return true;
-}
-
-bool IsProtocolBlock(const Block& block) {
-    return block.values.size() > kProviderId && IsGuid(block.values[kProviderId]);
-}
-
-bool IsNamespaceBlock(const Block& block) {
-    return !IsProtocolBlock(block) && block.values.size() >= kNamespaceValues && IsGuid(block.values[1]);
-}
-
-// Whether a chain follows that length. A text that is no number has none, and is reported later.
-bool IsLayeredLength(const std::string& length) {
-    try {
-        return static_cast<int>(ParseNumber32(length)) >= PROTOCOL_CHAIN;
-    } catch (const std::runtime_error&) {
-        return false;
+    const std::vector<std::string> ids = SplitAt(layered ? TextAt(block, kChain) : "", ":");
+    if (layered && ids.size() != static_cast<size_t>(ChainLength(entry))) {
+        throw std::runtime_error("its chain has another length");
+    }
+    for (size_t i = 0; layered && i < ids.size(); ++i) {
+        std::string id = ids[i].substr(std::min(ids[i].find_first_not_of(" \t"), ids[i].size()));
+        entry.ProtocolChain.ChainEntries[i] = ParseNumber32(TakeWord(id));
     }
 }
 
-// Whether all values of a block are there. A layered entry has its chain behind them.
-bool IsWhole(const Block& block) {
-    if (!IsProtocolBlock(block)) {
-        return IsNamespaceBlock(block);
-    }
-    const std::vector<std::string>& values = block.values;
-    return values.size() > kChain || (values.size() == kChain && !IsLayeredLength(values[kChainLength]));
-}
-
-// Takes a text apart. A line without a label begins a block, and so does a rule below another block; other
-// text makes blocks that are passed over later. Titles and rules can be lost: the values are enough.
-std::vector<Block> SplitBlocks(const std::string& text) {
-    std::vector<Block> blocks;
-    int number = 1;
-    for (size_t at = 0; at < text.size(); ++number) {
-        const size_t end = std::min(text.find('\n', at), text.size());
-        const std::string line = Trimmed(text.substr(at, end - at));
-        at = end + 1;
-        std::string value;
-        const bool isRule = IsRule(line);
-        if (isRule && !blocks.empty() && !blocks.back().hasRule && blocks.back().values.empty()) {
-            blocks.back().hasRule = true;
-        } else if (!isRule && TakeValue(line, &value)) {
-            if (blocks.empty() || IsWhole(blocks.back())) {
-                blocks.push_back({number, false, "", {}});
-            }
-            blocks.back().values.push_back(value);
-        } else if (!line.empty()) {
-            blocks.push_back({number, isRule, isRule ? "" : line, {}});
-        }
-    }
-    return blocks;
-}
-
-void ReadChain(std::string ids, WSAPROTOCOL_INFOW& entry) {
-    int count = 0;
-    for (; !ids.empty(); ++count) {
-        const size_t colon = std::min(ids.find(':'), ids.size());
-        if (count == MAX_PROTOCOL_CHAIN || colon + 1 == ids.size()) {
-            break;
-        }
-        entry.ProtocolChain.ChainEntries[count] = ParseNumber32(Trimmed(ids.substr(0, colon)));
-        ids.erase(0, colon + 1);
-    }
-    if (!ids.empty() || count != ChainLength(entry)) {
-        throw std::runtime_error("the chain has another length");
-    }
-}
-
-CatalogEntry ReadEntry(const std::vector<std::string>& values) {
+CatalogEntry ReadEntry(const NetshBlock& block) {
     CatalogEntry entry = {};
-    entry.path = conv_utf8_to_wchar(values[kProviderPath].c_str());
-    entry.info.ProviderId = ParseGuid(values[kProviderId]);
-    const std::wstring name = conv_utf8_to_wchar(values[kDescription].c_str());
+    if (block.values[kEntryType].empty() || block.values[kProviderPath].empty()) {
+        throw std::runtime_error("its type or its path is missing");
+    }
+    entry.path = conv_utf8_to_wchar(TextAt(block, kProviderPath).c_str());
+    entry.info.ProviderId = ParseGuid(TextAt(block, kProviderId));
+    const std::wstring name = conv_utf8_to_wchar(TextAt(block, kDescription).c_str());
     name.copy(entry.info.szProtocol, WSAPROTOCOL_LEN);
     for (size_t i = 0; i < std::size(kNumbers); ++i) {
-        const DWORD number = ParseNumber32(values[kFirstNumber + i]);
+        const DWORD number = ParseNumber32(TextAt(block, kFirstNumber + i));
         std::memcpy(reinterpret_cast<char*>(&entry.info) + kNumbers[i], &number, sizeof(number));
     }
-    if (values.size() > kChain) {
-        ReadChain(values[kChain], entry.info);
-    }
+    ReadChain(block, entry.info);
     return entry;
 }
 
-// Adds what a block describes. Throws std::runtime_error for a block that does not fit.
-void AddBlock(const Block& block, Machine& machine) {
-    if (!IsWhole(block)) {
-        throw std::runtime_error("the block is cut off");
-    }
-    if (IsNamespaceBlock(block)) {
-        std::for_each(block.values.begin() + 2, block.values.end(), ParseNumber32);
-        machine.namespaces.push_back({block.values[0], "", false});
+void AddBlock(const NetshBlock& block, Listing& listing) {
+    if (block.isNamespace) {
+        const bool enabled = ParseNumber32(TextAt(block, kActive)) != 0;
+        listing.namespaces.push_back({TextAt(block, kNamespaceName), "", false, enabled});
         return;
     }
-    const bool is32 = block.values[kEntryType].ends_with("(32)");
-    (is32 ? machine.catalogs.catalog32 : machine.catalogs.catalog64).push_back(ReadEntry(block.values));
+    const CatalogEntry entry = ReadEntry(block);
+    const bool is32 = block.values[kEntryType].ends_with(kOf32Bit);
+    (is32 ? listing.catalogs.catalog32 : listing.catalogs.catalog64).push_back(entry);
+    ++listing.entries;
 }
 
-bool HasGuid(const Block& block) {
-    return std::any_of(block.values.begin(), block.values.end(), IsGuid);
+// The kinds of entries, as the types of blocks name them.
+int KindOf(const NetshBlock& block) {
+    const std::string_view length = block.values[kChainLength];
+    return IsLayeredLength(length) ? PROTOCOL_CHAIN : length == "1" ? BASE_PROTOCOL : LAYERED_PROTOCOL;
+}
+
+// The start of one block and the end of another look like one block, in which the type of an entry does not
+// fit its chain length.
+void CheckTypes(const std::vector<NetshBlock>& blocks, Listing& listing) {
+    std::map<std::string_view, int> kinds;
+    std::map<int, std::string_view> types;
+    for (const NetshBlock& block : blocks) {
+        if (block.isNamespace) {
+            continue;
+        }
+        std::string_view type = block.values[kEntryType];
+        type.remove_suffix(type.ends_with(kOf32Bit) ? kOf32Bit.size() : 0);
+        type = type.substr(0, type.find_last_not_of(' ') + 1);
+        const int kind = KindOf(block);
+        if (kinds.emplace(type, kind).first->second != kind ||
+            types.emplace(kind, type).first->second != type) {
+            listing.gaps.push_back({block.line,
+                                    "the type and the chain length of the entry do not fit: parts "
+                                    "of two blocks, between which others are missing"});
+            return;
+        }
+    }
+}
+
+// Windows prints the entries, then the namespace providers.
+void CheckOrder(const std::vector<NetshBlock>& blocks, Listing& listing) {
+    bool afterNamespace = false;
+    for (const NetshBlock& block : blocks) {
+        if (afterNamespace && !block.isNamespace) {
+            listing.gaps.push_back({block.line, "an entry behind the namespace providers: two outputs"});
+            break;
+        }
+        afterNamespace = block.isNamespace;
+    }
+    if (!blocks.empty() && !blocks.back().isNamespace) {
+        listing.gaps.push_back(
+            {blocks.back().line, "no namespace provider behind the last entry: the end is missing"});
+    }
+}
+
+Listing ReadListing(const std::string& text) {
+    const NetshBlocks found = FindBlocks(text);
+    Listing listing;
+    listing.fragments = found.fragments;
+    for (const NetshBlock& block : found.blocks) {
+        if (listing.gaps.size() == kMostShown) {
+            break;
+        }
+        try {
+            AddBlock(block, listing);
+        } catch (const std::runtime_error& error) {
+            listing.gaps.push_back({block.line, std::string("not read: ") + error.what()});
+        }
+    }
+    CheckTypes(found.blocks, listing);
+    CheckOrder(found.blocks, listing);
+    return listing;
+}
+
+bool IsBetter(const Listing& a, const Listing& b) {
+    return a.entries != b.entries ? a.entries > b.entries : a.fragments.size() < b.fragments.size();
+}
+
+// Reads a text as it is; when that leaves gaps, also as a console of each width can have wrapped it.
+Listing ReadAtBestWidth(const std::string& pasted) {
+    const std::string text = Unpasted(pasted);
+    Listing best = ReadListing(text);
+    if ((best.entries > 0 && best.gaps.empty() && best.fragments.empty()) || text.size() > kLargestJoined) {
+        return best;
+    }
+    for (const size_t width : WidthsOf(text)) {
+        Listing joined = ReadListing(JoinLines(text, width));
+        if (IsBetter(joined, best)) {
+            best = std::move(joined);
+        }
+    }
+    return best;
+}
+
+void AddGaps(const std::string& file, const Listing& listing, Machine& machine) {
+    const auto add = [&](int line, const std::string& text) {
+        machine.gaps.push_back(file + ":" + std::to_string(line) + ": " + text);
+    };
+    for (const Gap& gap : listing.gaps) {
+        add(gap.line, gap.text);
+    }
+    const size_t shown = std::min(listing.fragments.size(), kMostShown);
+    for (size_t i = 0; i < shown; ++i) {
+        const size_t more = listing.fragments.size() - shown;
+        add(listing.fragments[i],
+            "a part of a block, of which other lines are missing" +
+                (i + 1 < shown || more == 0 ? ""
+                                            : "; so are those of " + std::to_string(more) + " other blocks"));
+    }
 }
 
 } // namespace
 
 bool IsNetshListing(const std::string& text) {
-    const std::vector<Block> blocks = SplitBlocks(text);
-    return std::any_of(blocks.begin(), blocks.end(), [](const Block& block) {
-        return IsWhole(block) || (block.hasRule && HasGuid(block));
-    });
+    const std::string unpasted = Unpasted(text);
+    std::string_view above;
+    for (const ListedLine& line : SplitLines(unpasted)) {
+        if (line.hasLabel && (IsRule(above) || IsGuid(line.value))) {
+            return text.find('{') != std::string::npos;
+        }
+        above = line.label;
+    }
+    return false;
 }
 
 void AddNetshListing(const std::string& file, const std::string& text, Machine& machine) {
-    const std::vector<Block> blocks = SplitBlocks(text);
-    std::set<std::string> titles;
-    for (const Block& block : blocks) {
-        if (IsWhole(block) && block.hasRule && !block.title.empty()) {
-            titles.insert(block.title);
-        }
-    }
-    machine.fromListing = true;
-    for (const Block& block : blocks) {
-        if (!titles.contains(block.title) && !HasGuid(block)) {
-            continue; // other text
-        }
-        try {
-            AddBlock(block, machine);
-        } catch (const std::runtime_error& error) {
-            machine.incomplete = true;
-            machine.warnings.push_back(file + ":" + std::to_string(block.line) +
-                                       ": not read: " + error.what());
-        }
-    }
-    if (machine.catalogs.catalog64.empty() && machine.catalogs.catalog32.empty()) {
+    Listing listing = ReadAtBestWidth(text);
+    if (listing.entries == 0) {
         throw std::runtime_error("1: no entry of a catalog can be read");
     }
+    machine.fromListing = true;
+    machine.catalogs = std::move(listing.catalogs);
+    machine.namespaces = std::move(listing.namespaces);
+    AddGaps(file, listing, machine);
 }

@@ -7,8 +7,10 @@
 
 namespace {
 
+constexpr size_t kMost = 100'000; // keys, and values of a key: no Windows has as many
+
 // Returns the error that stopped it; ERROR_SUCCESS for none. So does the next one.
-LONG AddLiveValues(HKEY key, const std::string& path, Registry& registry) {
+LONG AddLiveValues(HKEY key, StoredKey& stored) {
     DWORD longestName = 0;
     DWORD largest = 0;
     LONG error = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
@@ -23,7 +25,8 @@ LONG AddLiveValues(HKEY key, const std::string& path, Registry& registry) {
         error = RegEnumValueA(key, index, name.data(), &nameLength, nullptr, &type,
                               reinterpret_cast<BYTE*>(data.data()), &size);
         if (error == ERROR_SUCCESS) {
-            AddValue(path, FromAnsi(name.substr(0, nameLength)), type, data.substr(0, size), false, registry);
+            AddValue(stored, {type, DecodedValue(type, data.substr(0, size), false),
+                              FromAnsi(name.substr(0, nameLength))});
         }
     }
     return error == ERROR_NO_MORE_ITEMS ? ERROR_SUCCESS : error;
@@ -44,21 +47,46 @@ LONG AddLiveKeys(HKEY key, const std::string& path, Registry& registry) {
 
 } // namespace
 
-bool AddKey(const std::string& path, Registry& registry) {
-    const bool added = registry.loweredKeys.insert(LowerCase(path)).second;
-    if (added) {
-        registry.keys.push_back(path);
+StoredKey* AddKey(const std::string& path, Registry& registry) {
+    const std::string lowered = LowerCase(path);
+    if (registry.keys.size() == kMost) {
+        throw std::runtime_error(path + ": more than 100,000 keys");
     }
-    return added;
+    const auto [place, added] = registry.byPath.try_emplace(lowered, nullptr);
+    if (!added) {
+        return nullptr;
+    }
+    registry.keys.push_back({path, lowered, {}});
+    place->second = &registry.keys.back();
+    return place->second;
 }
 
-void AddValue(const std::string& key, const std::string& name, DWORD type, const std::string& bytes,
-              bool wide, Registry& registry) {
-    std::string content = bytes;
-    if (type == REG_SZ || type == REG_EXPAND_SZ) {
-        content = wide ? ToUtf8(WideOf(bytes)) : FromAnsi(bytes);
+const StoredKey* FindKey(const Registry& registry, const std::string& path) {
+    const auto found = registry.byPath.find(LowerCase(path));
+    return found == registry.byPath.end() ? nullptr : found->second;
+}
+
+const RegistryValue* FindValue(const Registry& registry, const std::string& path, const std::string& name) {
+    const StoredKey* const key = FindKey(registry, path);
+    if (key == nullptr) {
+        return nullptr;
     }
-    registry.values[{LowerCase(key), LowerCase(name)}] = {type, content};
+    const auto found = key->values.find(LowerCase(name));
+    return found == key->values.end() ? nullptr : &found->second;
+}
+
+std::string DecodedValue(DWORD type, const std::string& bytes, bool wide) {
+    if (type != REG_SZ && type != REG_EXPAND_SZ) {
+        return bytes;
+    }
+    return wide ? ToUtf8(WideOf(bytes)) : FromAnsi(bytes);
+}
+
+void AddValue(StoredKey& key, const RegistryValue& value) {
+    if (key.values.size() == kMost) {
+        throw std::runtime_error(key.path + ": more than 100,000 values");
+    }
+    key.values[LowerCase(value.name)] = value;
 }
 
 void AddLiveRegistry(const std::string& path, Registry& registry) {
@@ -69,8 +97,7 @@ void AddLiveRegistry(const std::string& path, Registry& registry) {
         return;
     }
     if (error == ERROR_SUCCESS) {
-        AddKey(fullPath, registry);
-        error = AddLiveValues(key.Get(), fullPath, registry);
+        error = AddLiveValues(key.Get(), *AddKey(fullPath, registry));
     }
     if (error == ERROR_SUCCESS) {
         error = AddLiveKeys(key.Get(), path, registry);

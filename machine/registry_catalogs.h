@@ -1,19 +1,14 @@
-// The Winsock catalogs, namespace providers and shared counts that a registry has.
+// The Winsock catalogs and namespace providers that a registry has.
 #pragma once
+
+#include <string>
 
 #include "machine/machine.h"
 #include "machine/registry.h"
 
-// The key of the catalogs, below HKEY_LOCAL_MACHINE.
-constexpr char kWinsockParametersKey[] = "SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters";
-
-// Whether a registry has catalogs. Throws std::runtime_error, with the key, for a part of them and for
-// another root.
-bool HasCatalogs(const Registry& registry);
-
-// Adds the catalogs and namespace providers, and a warning, with the key, for each thing that Windows would
-// not have written. Throws std::runtime_error, with the key, for catalogs that cannot be read.
-void AddRegistryCatalogs(const Registry& registry, Machine& machine);
-
-// Adds the shared counts. Returns whether the registry has their key.
-bool AddSharedCounts(const Registry& registry, Machine& machine);
+// Adds the catalogs and namespace providers, and a gap or a warning, with the key, for each thing that
+// Windows would not have written. An export of the protocol catalogs alone leaves the namespace providers
+// unknown. Throws std::runtime_error, with the key, for catalogs that cannot be read, and for an export
+// without any entry.
+//   parameters  the key of the catalogs, see FindParameters
+void AddRegistryCatalogs(const Registry& registry, const std::string& parameters, Machine& machine);

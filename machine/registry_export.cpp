@@ -10,12 +10,17 @@
 
 namespace {
 
+constexpr char kOldHeading[] = "REGEDIT4";
+
 // The text of an export while it is read.
 struct Reader {
-    std::string text;
+    const std::string& text;
+    bool (*isNeeded)(const std::string& key);
+    bool wide; // whether texts that are written as bytes are in UTF-16
     size_t at = 0;
     int line = 0;
-    std::string key; // whose values follow
+    bool hasKey = false;      // whether a key was there, whose values follow
+    StoredKey* key = nullptr; // null when it is not needed
 };
 
 std::string NextLine(Reader& reader) {
@@ -93,15 +98,17 @@ DWORD HexType(const std::string& kind) {
     return ParseNumber32("0x" + kind.substr(4, kind.size() - 5));
 }
 
-void AddTypedValue(Reader& reader, std::string line, const std::string& name, bool wide, Registry& registry) {
-    const std::string& key = reader.key;
-    if (line.starts_with('"')) {
-        registry.values[{LowerCase(key), LowerCase(name)}] = {REG_SZ, TakeText(reader, line)};
-        if (!line.empty()) {
-            throw std::runtime_error("something behind a closing quote: " + line.substr(0, 100));
-        }
-        return;
+// Takes a text in quotes, which is all that the line has.
+std::string TakeWholeText(Reader& reader, std::string& line) {
+    std::string text = TakeText(reader, line);
+    if (!line.empty()) {
+        throw std::runtime_error("something behind a closing quote: " + line.substr(0, 100));
     }
+    return text;
+}
+
+// Takes a value off the line that is not written as a text in quotes, and the lines that it goes on in.
+RegistryValue TakeTypedValue(Reader& reader, std::string line, const std::string& name) {
     const size_t colon = std::min(line.find(':'), line.size());
     const std::string kind = line.substr(0, colon);
     line.erase(0, colon + 1);
@@ -110,24 +117,37 @@ void AddTypedValue(Reader& reader, std::string line, const std::string& name, bo
             throw std::runtime_error("not a number of eight digits: " + line.substr(0, 100));
         }
         const DWORD number = ParseNumber32("0x" + line);
-        AddValue(key, name, REG_DWORD, {reinterpret_cast<const char*>(&number), sizeof(number)}, wide,
-                 registry);
-        return;
+        return {REG_DWORD, {reinterpret_cast<const char*>(&number), sizeof(number)}, name};
     }
     const DWORD type = HexType(kind);
-    AddValue(key, name, type, TakeBytes(reader, line), wide, registry);
+    return {type, DecodedValue(type, TakeBytes(reader, line), reader.wide), name};
 }
 
-void ReadExportLine(Reader& reader, bool wide, Registry& registry) {
+void TakeValue(Reader& reader, std::string line, const std::string& name) {
+    const RegistryValue value = line.starts_with('"')
+                                    ? RegistryValue{REG_SZ, TakeWholeText(reader, line), name}
+                                    : TakeTypedValue(reader, line, name);
+    if (reader.key != nullptr) {
+        AddValue(*reader.key, value);
+    }
+}
+
+void BeginKey(Reader& reader, const std::string& path, Registry& registry) {
+    const bool needed = reader.isNeeded(path);
+    reader.hasKey = true;
+    reader.key = needed ? AddKey(path, registry) : nullptr;
+    if (needed && reader.key == nullptr) {
+        throw std::runtime_error("the key is there twice: " + path.substr(0, 200));
+    }
+}
+
+void ReadExportLine(Reader& reader, Registry& registry) {
     std::string line = NextLine(reader);
     if (line.empty() || line[0] == ';') {
         return;
     }
     if (line[0] == '[' && line.ends_with(']') && line[1] != '-') {
-        reader.key = line.substr(1, line.size() - 2);
-        if (!AddKey(reader.key, registry)) {
-            throw std::runtime_error("the key is there twice: " + reader.key.substr(0, 200));
-        }
+        BeginKey(reader, line.substr(1, line.size() - 2), registry);
         return;
     }
     std::string name;
@@ -136,33 +156,24 @@ void ReadExportLine(Reader& reader, bool wide, Registry& registry) {
     } else {
         name = TakeText(reader, line);
     }
-    if (!line.starts_with('=') || reader.key.empty()) {
+    if (!line.starts_with('=') || !reader.hasKey) {
         throw std::runtime_error("not a value of a key: " + line.substr(0, 100));
     }
-    AddTypedValue(reader, line.substr(1), name, wide, registry);
+    TakeValue(reader, line.substr(1), name);
 }
 
 } // namespace
 
-bool IsRegistryExport(const std::string& content) {
-    const std::string start =
-        content.starts_with("\xFF\xFE") ? ToUtf8(WideOf(content.substr(2, 16))) : content;
-    return start.starts_with("Windows ") || start.starts_with("REGEDIT4");
+bool IsRegistryExport(const std::string& text) {
+    return text.starts_with("Windows Registry Editor Version") || text.starts_with(kOldHeading);
 }
 
-void AddRegistryExport(const std::string& content, Registry& registry) {
-    const bool wide = content.starts_with("\xFF\xFE");
-    const std::wstring characters = wide ? WideOf(content.substr(2)) : conv_to_wchar(content.c_str());
-    Reader reader = {ToUtf8(characters), 0, 0, ""};
-    // A NUL would end the text there, and what follows it would be lost in silence.
-    if (wide ? characters.find(L'\0') != std::wstring::npos || content.size() % 2 != 0
-             : content.find('\0') != std::string::npos) {
-        throw std::runtime_error("1: the file is binary, or cut off within a character");
-    }
+void AddRegistryExport(const std::string& text, bool (*isNeeded)(const std::string&), Registry& registry) {
+    Reader reader = {text, isNeeded, !text.starts_with(kOldHeading)};
     try {
         NextLine(reader); // the heading
-        while (reader.at < reader.text.size()) {
-            ReadExportLine(reader, !content.starts_with("REGEDIT4"), registry);
+        while (reader.at < text.size()) {
+            ReadExportLine(reader, registry);
         }
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(std::to_string(reader.line) + ": " + error.what());

@@ -5,9 +5,11 @@
 
 #include "machine/registry.h"
 
-// Whether a file's content begins as a registry export does.
-bool IsRegistryExport(const std::string& content);
+// Whether a text begins as a registry export does.
+bool IsRegistryExport(const std::string& text);
 
-// Adds the keys and values of a registry export: UTF-16 with a byte order mark, or ANSI. Throws
-// std::runtime_error whose text begins with the number of the line that is wrong.
-void AddRegistryExport(const std::string& content, Registry& registry);
+// Adds keys of a registry export with their values. Throws std::runtime_error whose text begins with the
+// number of the line that is wrong.
+//   text      UTF-8
+//   isNeeded  whether a key is added. An export can have a whole hive
+void AddRegistryExport(const std::string& text, bool (*isNeeded)(const std::string& key), Registry& registry);

@@ -9,7 +9,6 @@
 #include <cstring>
 #include <cwchar>
 #include <iterator>
-#include <ranges>
 #include <stdexcept>
 #include <utility>
 
@@ -25,6 +24,13 @@ constexpr std::pair<wchar_t, wchar_t> kUnprintable[] = {
     {0x2060, 0x206F}, {0x3164, 0x3164}, {0xFE00, 0xFE0F}, {0xFEFF, 0xFEFF}, {0xFFA0, 0xFFA0},
     {0xFFF0, 0xFFFB}, {0xDB40, 0xDB43}};
 
+// Byte order marks.
+constexpr char kUtf8[] = "\xEF\xBB\xBF";
+constexpr char kUtf16[] = "\xFF\xFE";
+constexpr char kUtf16BigEndian[] = "\xFE\xFF";
+
+constexpr char kBinary[] = "1: the file is binary, or cut off within a character";
+
 // Most letters beyond ASCII are at 0x80 to 0xAF in OEM code pages, which have box drawing characters where
 // ANSI code pages have most of their letters, at 0xC0 to 0xDF.
 UINT CodePageOf(const std::string& bytes) {
@@ -36,12 +42,35 @@ UINT CodePageOf(const std::string& bytes) {
     return countIn(0x80, 0xAF) > countIn(0xC0, 0xFF) ? CP_OEMCP : CP_ACP;
 }
 
+std::string FromUtf16(const std::string& bytes, bool swapped) {
+    std::wstring wide = WideOf(bytes.substr(2));
+    for (wchar_t& c : wide) {
+        c = swapped ? static_cast<wchar_t>(c << 8 | c >> 8) : c;
+    }
+    // A NUL would end the text there, and what follows it would be lost in silence.
+    if (bytes.size() % 2 != 0 || wide.find(L'\0') != std::wstring::npos) {
+        throw std::runtime_error(kBinary);
+    }
+    return ToUtf8(wide);
+}
+
 std::string FromCodePage(UINT codePage, const std::string& bytes) {
     const int size = static_cast<int>(bytes.size());
     std::wstring wide(static_cast<size_t>(MultiByteToWideChar(codePage, 0, bytes.data(), size, nullptr, 0)),
                       L'\0');
     MultiByteToWideChar(codePage, 0, bytes.data(), size, wide.data(), static_cast<int>(wide.size()));
     return ToUtf8(wide);
+}
+
+// std::views::split would do it, but clang 14, which the lint check uses, cannot compile that of g++ 12.
+template <class Text> std::vector<Text> PartsOf(const Text& text, const Text& separator) {
+    std::vector<Text> parts;
+    size_t at = 0;
+    for (size_t end = 0; (end = text.find(separator, at)) != Text::npos; at = end + separator.size()) {
+        parts.push_back(text.substr(at, end - at));
+    }
+    parts.push_back(text.substr(at));
+    return parts;
 }
 
 } // namespace
@@ -53,7 +82,17 @@ std::wstring LowerCase(std::wstring text) {
 }
 
 std::string LowerCase(const std::string& text) {
-    return ToUtf8(LowerCase(conv_utf8_to_wchar(text.c_str())));
+    if (std::ranges::any_of(text, [](char c) { return static_cast<unsigned char>(c) >= 0x80; })) {
+        return ToUtf8(LowerCase(conv_utf8_to_wchar(text.c_str())));
+    }
+    return AsciiLowerCase(text);
+}
+
+std::string AsciiLowerCase(std::string text) {
+    for (char& c : text) {
+        c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    }
+    return text;
 }
 
 std::string FromAnsi(const std::string& text) {
@@ -84,14 +123,22 @@ std::string Shown(const std::wstring& text) {
     return Printable(ToUtf8(text));
 }
 
-std::string DecodeText(const std::string& bytes) {
-    if (bytes.starts_with("\xFF\xFE")) {
-        return ToUtf8(WideOf(bytes.substr(2)));
+bool IsUnicode(const std::string& bytes) {
+    return bytes.starts_with(kUtf16) || bytes.starts_with(kUtf16BigEndian) || IsUtf8(bytes);
+}
+
+std::string DecodeText(const std::string& bytes, bool ansi) {
+    const bool swapped = bytes.starts_with(kUtf16BigEndian);
+    if (swapped || bytes.starts_with(kUtf16)) {
+        return FromUtf16(bytes, swapped);
     }
-    if (bytes.starts_with("\xEF\xBB\xBF")) {
-        return bytes.substr(3);
+    if (bytes.find('\0') != std::string::npos) {
+        throw std::runtime_error(kBinary);
     }
-    return IsUtf8(bytes) ? bytes : FromCodePage(CodePageOf(bytes), bytes);
+    if (IsUtf8(bytes)) {
+        return bytes.starts_with(kUtf8) ? bytes.substr(std::strlen(kUtf8)) : bytes;
+    }
+    return FromCodePage(ansi ? CP_ACP : CodePageOf(bytes), bytes);
 }
 
 std::wstring WideOf(const std::string& bytes) {
@@ -101,11 +148,11 @@ std::wstring WideOf(const std::string& bytes) {
 }
 
 std::vector<std::string> SplitAt(const std::string& text, const std::string& separator) {
-    std::vector<std::string> parts;
-    for (const auto part : std::views::split(text, separator)) {
-        parts.emplace_back(part.begin(), part.end());
-    }
-    return parts.empty() ? std::vector<std::string>{""} : parts;
+    return PartsOf(text, separator);
+}
+
+std::vector<std::wstring> SplitAt(const std::wstring& text, const std::wstring& separator) {
+    return PartsOf(text, separator);
 }
 
 std::string Joined(const std::vector<std::string>& texts, const char* separator) {

@@ -11,6 +11,9 @@
 std::wstring LowerCase(std::wstring text);
 std::string LowerCase(const std::string& text);
 
+// A text with the letters A to Z in lower case, of the same length.
+std::string AsciiLowerCase(std::string text);
+
 // A text of the ANSI code page.
 std::string FromAnsi(const std::string& text);
 
@@ -28,15 +31,22 @@ std::string Printable(const std::string& text, wchar_t kept = L'\0');
 // A text of the catalogs, such as a path, printable.
 std::string Shown(const std::wstring& text);
 
-// Decodes UTF-16 or UTF-8 with a byte order mark, UTF-8, or the OEM or ANSI code page, into UTF-8. Which code
-// page it is follows from the bytes: letters are in different ranges. A text in UTF-16 ends at its first NUL.
-std::string DecodeText(const std::string& bytes);
+// Whether bytes are UTF-16 with a byte order mark, or UTF-8: those of another text are in a code page, and do
+// not say in which.
+bool IsUnicode(const std::string& bytes);
+
+// Decodes UTF-16 with a byte order mark, UTF-8, or a code page, into UTF-8 without byte order mark. Throws
+// std::runtime_error, with the number of the line, for bytes that are no text.
+//   ansi  whether bytes in a code page are in the ANSI one. Otherwise it is this or the OEM code page, which
+//         follows from the bytes: letters are in different ranges
+std::string DecodeText(const std::string& bytes, bool ansi = false);
 
 // The characters of a UTF-16 text; an odd last byte is dropped.
 std::wstring WideOf(const std::string& bytes);
 
 // The parts between separators, at least one. A part can be empty.
 std::vector<std::string> SplitAt(const std::string& text, const std::string& separator);
+std::vector<std::wstring> SplitAt(const std::wstring& text, const std::wstring& separator);
 
 // Texts with a separator between them.
 std::string Joined(const std::vector<std::string>& texts, const char* separator = ", ");

@@ -17,6 +17,11 @@ constexpr wchar_t kSystem32[] = L"\\system32";
 constexpr wchar_t kSysWow64[] = L"\\SysWOW64";
 constexpr wchar_t kSysnative[] = L"\\sysnative";
 
+// What makes no difference between the names of the 64-bit and the 32-bit file of a product, the longest
+// first.
+constexpr std::wstring_view kMarks[] = {L"amd64", L"i386", L"x86", L"x64", L"32",
+                                        L"64",    L"86",   L"_",   L"-",   L"."};
+
 // The folder that the reference at a percent sign stands for, or null. For 32-bit programs two names have
 // other folders.
 //   end  receives the index behind the reference
@@ -63,9 +68,10 @@ void AddComponent(std::wstring component, size_t fixed, std::vector<std::wstring
 // Removes what makes no difference to the file. A path without a drive is on the drive of Windows.
 std::wstring Normalized(std::wstring path, const std::wstring& systemDrive) {
     std::replace(path.begin(), path.end(), L'/', L'\\');
-    if (LowerCase(path.substr(0, 8)) == L"\\\\?\\unc\\") {
+    const bool hasPrefix = path.starts_with(L"\\\\?\\") || path.starts_with(L"\\\\.\\");
+    if (hasPrefix && LowerCase(path.substr(4, 4)) == L"unc\\") {
         path.erase(2, 6); // a share
-    } else if (path.starts_with(L"\\\\?\\")) {
+    } else if (hasPrefix) {
         path.erase(0, 4);
     }
     const bool share = path.starts_with(L"\\\\");
@@ -75,8 +81,8 @@ std::wstring Normalized(std::wstring path, const std::wstring& systemDrive) {
     size_t fixed = share ? 2 : 0; // the components that ".." does not remove
     fixed += path.size() > 1 && path[1] == L':' ? 1u : 0u;
     std::vector<std::wstring> kept;
-    for (const auto component : std::views::split(path, L'\\')) {
-        AddComponent({component.begin(), component.end()}, fixed, kept);
+    for (const std::wstring& component : SplitAt(path, L"\\")) {
+        AddComponent(component, fixed, kept);
     }
     std::wstring joined = share ? L"\\" : L"";
     for (const std::wstring& component : kept) {
@@ -142,9 +148,11 @@ bool IsInCodePage(const std::wstring& path) {
     return conv_to_wchar(conv_to_char(path.c_str()).c_str()) == path;
 }
 
-std::wstring OpenedPath(const std::wstring& path, const Folders& folders, bool for32Bit) {
-    const std::wstring expanded = ExpandFolders(path, folders, for32Bit);
-    const std::wstring opened = Normalized(expanded, folders.at(L"systemdrive"));
+std::wstring OpenedPath(const std::wstring& spelling, const Folders& folders, bool for32Bit) {
+    const std::wstring expanded = ExpandFolders(spelling, folders, for32Bit);
+    const bool isName = !expanded.empty() && expanded.find_first_of(L"\\/:") == std::wstring::npos;
+    const std::wstring path = isName ? folders.at(L"systemroot") + kSystem32 + L"\\" + expanded : expanded;
+    const std::wstring opened = Normalized(path, folders.at(L"systemdrive"));
     return for32Bit ? Redirected(opened, folders.at(L"systemroot")) : opened;
 }
 
@@ -167,24 +175,22 @@ std::wstring FolderOf(const std::wstring& file) {
 std::wstring PlainName(const std::wstring& file) {
     const std::wstring name = FileNameForWindows(file);
     std::wstring plain;
-    for (size_t at = 0; at < name.size(); ++at) {
-        const std::wstring digits = name.substr(at, 2);
-        if (digits != L"32" && digits != L"64" && digits != L"86") {
-            plain += name[at];
-            continue;
-        }
-        plain.resize(plain.size() - (plain.ends_with(L'x') ? 1u : 0u));
-        ++at;
+    for (size_t at = 0; at < name.size();) {
+        const std::wstring_view rest = std::wstring_view(name).substr(at);
+        const auto mark = std::ranges::find_if(kMarks, [&](auto text) { return rest.starts_with(text); });
+        plain += mark == std::end(kMarks) ? name.substr(at, 1) : L"";
+        at += mark == std::end(kMarks) ? 1 : mark->size();
     }
     return plain;
 }
 
-bool IsSharedFolder(const std::wstring& folder, const Folders& folders) {
-    for (const wchar_t* name : {L"systemroot", L"programfiles", L"programfiles(x86)"}) {
-        if (folder == LowerCase(folders.at(name))) {
-            return true;
-        }
-    }
-    const std::wstring windows = LowerCase(folders.at(L"systemroot"));
-    return folder == windows + L"\\system32" || folder == windows + L"\\syswow64" || folder.ends_with(L':');
+bool CanBeFile(const std::wstring& path) {
+    return path.find_last_not_of(L"\\/\"") == path.size() - 1 && !path.empty() && path[0] != L'"';
+}
+
+std::wstring LongPath(const std::wstring& path) {
+    std::wstring resolved(GetLongPathNameW(path.c_str(), nullptr, 0), L'\0');
+    const DWORD length = static_cast<DWORD>(resolved.size());
+    resolved.resize(length == 0 ? 0 : GetLongPathNameW(path.c_str(), resolved.data(), length));
+    return resolved.empty() || resolved.size() >= length ? path : resolved;
 }

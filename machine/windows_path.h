@@ -23,11 +23,12 @@ bool IsRooted(const std::wstring& path);
 bool IsInCodePage(const std::wstring& path);
 
 // The path that a program opens, in the spelling of the catalog: with the references to known folders
-// replaced, backslashes alone, and without the parts that make no difference (a prefix \\?\, the components .
-// and .., repeated backslashes, dots and blanks at the end of a component).
+// replaced, backslashes alone, and without the parts that make no difference (a prefix \\?\ or \\.\, the
+// components . and .., repeated backslashes, dots and blanks at the end of a component). A name without a
+// folder is in system32, where Windows looks first.
 //   for32Bit  whether a 32-bit program opens it. Windows then redirects system32 to SysWOW64, and Sysnative
 //   to system32
-std::wstring OpenedPath(const std::wstring& path, const Folders& folders, bool for32Bit);
+std::wstring OpenedPath(const std::wstring& spelling, const Folders& folders, bool for32Bit);
 
 // The same in lower case: equal texts are one file.
 std::wstring FileOf(const std::wstring& path, const Folders& folders, bool for32Bit);
@@ -41,10 +42,13 @@ std::wstring FileNameForWindows(const std::wstring& path);
 // The part of a file, as FileOf has it, before its last backslash.
 std::wstring FolderOf(const std::wstring& file);
 
-// The name of a file, as FileOf has it, without the marks of 32-bit and 64-bit files: 32, 64, 86, x32,
-// x64, x86.
+// The name of a file, as FileOf has it, without what makes no difference between the names of the 64-bit and
+// the 32-bit file of a product: 32, 64, 86, x86, x64, i386, amd64, underscores, hyphens and dots.
 std::wstring PlainName(const std::wstring& file);
 
-// Whether a folder belongs to many products: the Windows folder, system32, SysWOW64, a drive's root, a
-// Program Files folder.
-bool IsSharedFolder(const std::wstring& folder, const Folders& folders);
+// Whether a path can be that of a file: not empty, without a backslash or a slash at its end, not in quotes.
+bool CanBeFile(const std::wstring& path);
+
+// A path with the long names of its components, which this machine knows; the same path for a file that it
+// does not have.
+std::wstring LongPath(const std::wstring& path);

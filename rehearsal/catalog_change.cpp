@@ -4,49 +4,41 @@
 
 #include "lsp/provider_entries.h"
 
-namespace {
-
-// The removal takes entries by their provider ids: an id has all of its entries afterwards, or none.
-CatalogChange ChangeOf(const CatalogHealth& before, const Catalog& after,
-                       const std::set<std::wstring>& deletedFiles) {
+Flags FindRemaining(const CatalogHealth& before, const Catalog& after) {
     GuidSet left;
     for (const CatalogEntry& entry : after) {
         left.insert(entry.info.ProviderId);
     }
     Flags remains;
-    for (const CatalogEntry& entry : before.entries) {
+    for (const CatalogEntry& entry : before.facts->entries) {
         remains.push_back(left.contains(entry.info.ProviderId));
     }
-    return {before, Without(before, remains, deletedFiles)};
+    return remains;
 }
-
-} // namespace
 
 MachineChange FindChange(const MachineHealth& before, const Catalogs& after,
                          const std::set<std::wstring>& deletedFiles) {
-    return {ChangeOf(before.catalog64, after.catalog64, deletedFiles),
-            ChangeOf(before.catalog32, after.catalog32, deletedFiles), deletedFiles};
+    const auto changeOf = [&](const CatalogHealth& health, const Catalog& catalog) {
+        return CatalogChange{health, Without(health, FindRemaining(health, catalog), deletedFiles)};
+    };
+    return {changeOf(before.catalog64, after.catalog64), changeOf(before.catalog32, after.catalog32),
+            deletedFiles};
 }
 
 bool StopsWorking(const CatalogChange& change, size_t index) {
-    return change.after.present[index] && !IsLsp(change.after.entries[index]) && change.before.works[index] &&
-           !change.after.works[index];
-}
-
-bool LosesId(const CatalogChange& change, size_t index) {
-    return change.after.present[index] &&
-           FindMissingIds(change.before, index) != FindMissingIds(change.after, index);
+    return change.after.present[index] && !IsLsp(change.after.facts->entries[index]) &&
+           change.before.works[index] && !change.after.works[index];
 }
 
 bool BecomesOrphan(const CatalogChange& change, size_t index) {
-    const CatalogHealth& after = change.after;
-    const DWORD first = after.entries[index].info.ProtocolChain.ChainEntries[0];
-    for (size_t i = 0; i < after.entries.size(); ++i) {
-        if (after.present[i] && IsLsp(after.entries[i]) && after.entries[i].info.dwCatalogEntryId == first) {
+    const Catalog& entries = change.after.facts->entries;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (change.after.present[i] && IsLsp(entries[i]) &&
+            IsLayerOf(entries[index].info, entries[i].info.dwCatalogEntryId)) {
             return false;
         }
     }
-    return IsLayered(after.entries[index]);
+    return IsLayered(entries[index]);
 }
 
 size_t CountRemoved(const CatalogChange& change) {
@@ -54,7 +46,7 @@ size_t CountRemoved(const CatalogChange& change) {
 }
 
 bool HadFile(const CatalogChange& change, const std::wstring& file) {
-    const CatalogHealth& before = change.before;
-    const auto found = std::ranges::find(before.files, file);
-    return found == before.files.end() || before.hasFile[static_cast<size_t>(found - before.files.begin())];
+    const std::vector<std::wstring>& files = change.before.facts->files;
+    const auto found = std::ranges::find(files, file);
+    return found == files.end() || change.before.hasFile[static_cast<size_t>(found - files.begin())];
 }

@@ -15,21 +15,23 @@ struct CatalogChange {
 struct MachineChange {
     CatalogChange catalog64;
     CatalogChange catalog32;
-    std::set<std::wstring> deletedFiles; // by the removal, as FileOf has them
+    std::set<std::wstring> deletedFiles; // by the removal, see FileOn
 };
+
+// Which entries remain of a catalog. The removal takes entries by their provider ids: an id has all of its
+// entries afterwards, or none.
+//   after  the catalog afterwards
+Flags FindRemaining(const CatalogHealth& before, const Catalog& after);
 
 // What a removal changes.
 //   after         the catalogs afterwards
-//   deletedFiles  by the removal, as FileOf has them
+//   deletedFiles  by the removal, see FileOn
 MachineChange FindChange(const MachineHealth& before, const Catalogs& after,
                          const std::set<std::wstring>& deletedFiles);
 
 // Whether an entry that programs use remains and stops working. A hidden entry matters through the layered
 // entries that name it.
 bool StopsWorking(const CatalogChange& change, size_t index);
-
-// Whether an entry remains and loses an id of its chain.
-bool LosesId(const CatalogChange& change, size_t index);
 
 // Whether an entry remains as a layered one without an LSP.
 bool BecomesOrphan(const CatalogChange& change, size_t index);

@@ -6,18 +6,19 @@
 
 #include "rehearsal/product.h"
 
-// An entry that does not work.
+// The entries of one product that do not work.
 struct Defect {
-    Product entry;   // the entry itself, without its DLL
-    Product product; // that it belongs to
-    DWORD id;        // of the entry
-    FaultReason reason;
-    bool hasOwner;        // whether it is a layered entry of an LSP
-    bool isOrphan;        // whether the command removes it with the layered entries without an LSP
-    std::wstring dllName; // by which the command removes its LSP; empty where that is not possible
-    bool in64 = false;    // the catalogs that have it
+    Product product;
+    FaultReason reason; // the nearest to the cause, without ids
+    size_t entries = 0; // how many, in both catalogs together
+    bool in64 = false;  // the catalogs that have them
     bool in32 = false;
+    bool isOrphan = false; // whether the command removes them with the layered entries without an LSP
+    std::wstring dllName;  // by which the command removes their LSP; empty where that is not possible
 };
 
-// The entries that do not work as the machine is, each once where both catalogs have it alike.
+// The entries that do not work as the machine is, by product.
 std::vector<Defect> FindDefects(const MachineHealth& health);
+
+// Whether the machine has an entry that does not work, or a catalog without a base provider.
+bool HasDefects(const MachineHealth& health);

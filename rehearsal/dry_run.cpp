@@ -71,15 +71,9 @@ void TraceMissingCounts() {
     }
 }
 
-// The messages of RemoveFile, which decides by the path as it is in the ANSI code page.
-void RunOnFile(const Machine& machine, DryRun& run) {
-    const std::string path = conv_to_char(run.dllPath.c_str());
-    run.fileExists = machine.live ? GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES
-                                  : IsRooted(run.dllPath) && IsInCodePage(run.dllPath) &&
-                                        !HasReference(run.dllPath, machine.folders);
-    run.fileExists =
-        run.fileExists && !machine.deletedFiles.contains(FileOf(run.dllPath, machine.folders, false));
-    if (!run.fileExists) {
+// The messages of RemoveFile.
+void TraceFile(const Machine& machine, const std::string& path, const DllFate& file) {
+    if (!file.exists) {
         Trace("warning: file '%s' not exist", path.c_str());
         return;
     }
@@ -87,29 +81,42 @@ void RunOnFile(const Machine& machine, DryRun& run) {
     for (int opened = 0; keyIsMissing && opened < 2; ++opened) {
         TraceMissingCounts();
     }
-    const auto counted = machine.sharedCounts.find(LowerCase(FromAnsi(path)));
-    run.sharedCount = counted == machine.sharedCounts.end() ? 1 : counted->second;
-    run.fileDeleted = run.sharedCount <= 1;
-    if (!run.fileDeleted) {
-        Trace("warning: shared file '%s' can not be deleted, refcount is %i", path.c_str(), run.sharedCount);
+    if (!file.deleted) {
+        Trace("warning: shared file '%s' can not be deleted, refcount is %i", path.c_str(), file.sharedCount);
     }
     // A stored 0 is lowered below zero, and the deletion is then not reported.
-    if (run.sharedCount == 1 && !keyIsMissing) {
+    if (file.sharedCount == 1 && !keyIsMissing) {
         TraceAtLevel(kExtraFileLevel, "File deleted: %s", path.c_str());
     }
 }
 
 } // namespace
 
-DryRun RunDry(const Machine& machine, const std::string& dllName) {
+DllFate FindDllFate(const Machine& machine, const std::wstring& path) {
+    const std::string ansi = conv_to_char(path.c_str()); // by which the command decides
+    DllFate file;
+    file.exists = machine.live ? GetFileAttributesA(ansi.c_str()) != INVALID_FILE_ATTRIBUTES
+                               : IsRooted(path) && IsInCodePage(path) && !HasReference(path, machine.folders);
+    file.exists = file.exists && !machine.deletedFiles.contains(FileOn(machine, path, false));
+    const auto counted = machine.sharedCounts.find(LowerCase(FromAnsi(ansi)));
+    if (file.exists && counted != machine.sharedCounts.end()) {
+        file.sharedCount = counted->second;
+    }
+    file.deleted = file.exists && file.sharedCount <= 1;
+    return file;
+}
+
+DryRun RunDry(const Machine& machine, const std::wstring& dllName) {
     DryRun run;
+    const std::string name = conv_to_char(dllName.c_str());        // as the command receives it
     traceLog->AddSink({KeepMessage, nullptr, kDefaultTraceLevel}); // a second call adds nothing
     messages.clear();
-    Trace("64-bit utility started, params: 'remove lsp %s'", dllName.c_str());
-    Trace("Command detected: remove lsp '%s'", dllName.c_str());
-    Trace("removing LSP '%s'...", dllName.c_str());
-    RunOnCatalogs(machine, conv_to_wchar(dllName.c_str()), run);
-    RunOnFile(machine, run);
+    Trace("64-bit utility started, params: 'remove lsp %s'", name.c_str());
+    Trace("Command detected: remove lsp '%s'", name.c_str());
+    Trace("removing LSP '%s'...", name.c_str());
+    RunOnCatalogs(machine, conv_to_wchar(name.c_str()), run);
+    run.file = FindDllFate(machine, run.dllPath);
+    TraceFile(machine, conv_to_char(run.dllPath.c_str()), run.file);
     Trace("64-bit utility finished, return code = %d", 0); // whatever happened
     run.trace = std::exchange(messages, {});
     return run;

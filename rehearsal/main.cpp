@@ -31,7 +31,9 @@ int Run(const Arguments& arguments) {
 
 } // namespace
 
-int main(int argc, char** argv) {
+extern "C" int wmain(int argc, wchar_t** argv);
+
+int wmain(int argc, wchar_t** argv) {
     try {
         if (argc > 1) {
             return Run(ParseArguments({argv + 1, argv + argc}));

@@ -22,8 +22,8 @@ Product ProductOfEntry(const CatalogEntry& entry) {
 }
 
 Product ProductOf(const CatalogHealth& health, size_t index) {
-    const size_t owner = health.owners[index];
-    return ProductOfEntry(health.entries[owner == kNoOwner ? index : owner]);
+    const size_t owner = health.facts->owners[index];
+    return ProductOfEntry(health.facts->entries[owner == kNoOwner ? index : owner]);
 }
 
 Product ProductOfNamespace(const NamespaceProvider& provider) {

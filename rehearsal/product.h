@@ -17,7 +17,7 @@ struct Product {
     int protocol = 0;
     bool isNamespace = false; // whether it is a namespace provider
 
-    auto operator<=>(const Product&) const = default;
+    auto operator<=>(const Product&) const = default; // NOLINT(modernize-use-nullptr): clang 14 errs here
 };
 
 // The product of an entry by itself.

@@ -1,8 +1,38 @@
 #include "rehearsal/remainders.h"
 
-#include "rehearsal/product_files.h"
+#include <algorithm>
+
+#include "common/text_conversion.h"
+#include "machine/text.h"
+#include "rehearsal/product.h"
 
 namespace {
+
+// The files of a removed product, by which its other parts are recognised.
+struct ProductFiles {
+    std::set<std::wstring> removed; // of the removed entries, see FileOn
+    std::set<std::wstring> names;   // of these files, see PlainName
+    std::set<std::wstring> named;   // of the entries and namespace providers that remain
+};
+
+ProductFiles CollectFiles(const Machine& machine, const MachineChange& change) {
+    ProductFiles files;
+    for (const CatalogChange* catalog : {&change.catalog64, &change.catalog32}) {
+        for (size_t i = 0; i < catalog->after.present.size(); ++i) {
+            const std::wstring& file = catalog->after.facts->files[i];
+            if (catalog->after.present[i]) {
+                files.named.insert(file);
+            } else if (CanBeFile(file)) {
+                files.removed.insert(file);
+                files.names.insert(PlainName(file));
+            }
+        }
+    }
+    for (const NamespaceProvider& provider : machine.namespaces) {
+        files.named.insert(FileOfNamespace(machine, provider));
+    }
+    return files;
+}
 
 // What the remainders are looked for with.
 struct Search {
@@ -15,18 +45,35 @@ struct Search {
     std::vector<Remainder> found;
 };
 
+// Whether a stored count is that of a file. Those of the 32-bit view can be of a file that 32-bit programs
+// open under that path.
+bool IsSameFile(const Machine& machine, const SharedCount& count, const std::wstring& file) {
+    const std::wstring path = conv_utf8_to_wchar(count.path.c_str());
+    return FileOn(machine, path, false) == file || (!count.isRead && FileOn(machine, path, true) == file);
+}
+
+// Whether no other product needs a file, as far as that is known: the counts of both views and the files of
+// the namespace providers.
+bool IsKnownUnshared(const Search& search, const std::wstring& file) {
+    const Machine& machine = search.machine;
+    return machine.hasCounts && machine.hasCounts32 && machine.knowsNamespaces &&
+           std::ranges::none_of(machine.storedCounts, [&](const SharedCount& count) {
+               return count.count > 1 && IsSameFile(machine, count, file);
+           });
+}
+
 // A file, which a person can delete afterwards when nothing names it.
 Remainder FileRemainder(RemainderKind kind, const Search& search, const std::wstring& path,
                         const std::wstring& file, bool is32) {
     Remainder remainder = {kind, path, OpenedPath(path, search.machine.folders, is32)};
     remainder.inUse = search.files.named.contains(file);
-    remainder.deletable = !remainder.inUse && IsRooted(file);
+    remainder.deletable = !remainder.inUse && IsRooted(file) && IsKnownUnshared(search, file);
     return remainder;
 }
 
 DllReason ReasonOfDll(const Search& search) {
     const std::wstring& path = search.run.dllPath;
-    if (search.run.sharedCount > 1) {
+    if (search.run.file.sharedCount > 1) {
         return DllReason::kShared;
     }
     if (HasReference(path, search.machine.folders)) {
@@ -40,49 +87,60 @@ DllReason ReasonOfDll(const Search& search) {
 
 void LookAtDll(Search& search) {
     const DryRun& run = search.run;
-    if (run.fileDeleted && run.sharedCount == 0) {
+    if (run.file.deleted && run.file.sharedCount == 0) {
         search.found.push_back({RemainderKind::kSharedCount, run.dllPath});
     }
-    if (run.fileDeleted || run.dllPath.empty() || !HadFile(search.change.catalog64, search.dllFile)) {
+    if (run.file.deleted || run.dllPath.empty() || !HadFile(search.change.catalog64, search.dllFile)) {
         return;
     }
     Remainder dll = FileRemainder(RemainderKind::kDll, search, run.dllPath, search.dllFile, false);
     dll.reason = ReasonOfDll(search);
-    dll.deletable = dll.deletable && dll.reason != DllReason::kShared;
     search.found.push_back(dll);
 }
 
 // The files of the other removed entries, each once.
 void LookAtFiles(const CatalogChange& change, Search& search, std::set<std::wstring>& known) {
-    const CatalogHealth& before = change.before;
-    for (size_t i = 0; i < before.entries.size(); ++i) {
-        const std::wstring& file = before.files[i];
-        if (change.after.present[i] || file.empty() || !before.hasFile[i] || !known.insert(file).second) {
+    const CatalogFacts& facts = *change.before.facts;
+    for (size_t i = 0; i < facts.entries.size(); ++i) {
+        const std::wstring& file = facts.files[i];
+        if (change.after.present[i] || !change.before.hasFile[i] || !known.insert(file).second) {
             continue;
         }
-        const std::wstring& path = before.entries[i].path;
-        Remainder remainder = FileRemainder(RemainderKind::kFile, search, path, file, before.is32);
-        remainder.redirected = file != FileOf(path, search.machine.folders, false);
+        const std::wstring& path = facts.entries[i].path;
+        Remainder remainder = FileRemainder(RemainderKind::kFile, search, path, file, facts.is32);
+        remainder.redirected = file != FileOn(search.machine, path, false);
         search.found.push_back(remainder);
     }
 }
 
+// Whether an entry is an LSP that only the 32-bit catalog has, and that looks like the 32-bit part of the
+// product: its file has the same name but for the marks of 32-bit and 64-bit files, or it has the same name.
+bool IsOnly32BitPart(const Search& search, const CatalogFacts& facts, size_t index) {
+    const CatalogEntry& entry = facts.entries[index];
+    if (!facts.is32 || !IsLsp(entry) ||
+        FindProvider(search.change.catalog64.before.facts->entries, entry.info.ProviderId) != nullptr) {
+        return false;
+    }
+    const std::wstring name = RawNameOf(entry.info);
+    return search.files.names.contains(PlainName(facts.files[index])) ||
+           (search.run.target && !name.empty() && name == RawNameOf(search.run.target->info));
+}
+
 // LSPs, and layered entries without one, that belong to the product and would remain.
 void LookAtEntries(const CatalogChange& change, Search& search) {
-    const CatalogHealth& after = change.after;
-    for (size_t i = 0; i < after.entries.size(); ++i) {
-        const CatalogEntry& entry = after.entries[i];
+    const CatalogFacts& facts = *change.after.facts;
+    for (size_t i = 0; i < facts.entries.size(); ++i) {
+        const CatalogEntry& entry = facts.entries[i];
         Remainder remainder = {RemainderKind::kEntry};
         remainder.hasName = FileNameForWindows(entry.path) == search.dllName;
-        const bool ofProduct =
-            remainder.hasName || search.files.removed.contains(after.files[i]) ||
-            IsOnly32BitPart(search.change, change, i, search.files, search.machine.folders);
-        if (!after.present[i] || !ofProduct || (!IsLsp(entry) && !BecomesOrphan(change, i))) {
+        const bool ofProduct = remainder.hasName || search.files.removed.contains(facts.files[i]) ||
+                               IsOnly32BitPart(search, facts, i);
+        if (!change.after.present[i] || !ofProduct || (!IsLsp(entry) && !BecomesOrphan(change, i))) {
             continue;
         }
         const CatalogEntry* in64 =
-            FindProvider(search.change.catalog64.before.entries, entry.info.ProviderId);
-        remainder.is32 = after.is32;
+            FindProvider(search.change.catalog64.before.facts->entries, entry.info.ProviderId);
+        remainder.is32 = facts.is32;
         remainder.index = i;
         remainder.byRunningAgain = IsLsp(entry) && search.run.found && in64 != nullptr &&
                                    FileNameForCommand(in64->path) == search.dllName;
@@ -93,7 +151,7 @@ void LookAtEntries(const CatalogChange& change, Search& search) {
 void LookAtNamespaces(Search& search) {
     const std::vector<NamespaceProvider>& providers = search.machine.namespaces;
     for (size_t i = 0; i < providers.size(); ++i) {
-        const std::wstring file = FileOfNamespace(providers[i], search.machine.folders);
+        const std::wstring file = FileOfNamespace(search.machine, providers[i]);
         if (search.files.removed.contains(file) && !search.change.deletedFiles.contains(file)) {
             Remainder remainder = {RemainderKind::kNamespace};
             remainder.index = i;
@@ -106,13 +164,9 @@ void LookAtNamespaces(Search& search) {
 
 std::vector<Remainder> FindRemainders(const Machine& machine, const DryRun& run, const MachineChange& change,
                                       const std::wstring& dllName) {
-    Search search = {machine,
-                     run,
-                     change,
-                     dllName,
-                     FileOf(run.dllPath, machine.folders, false),
-                     CollectFiles(machine, change),
-                     {}};
+    Search search = {
+        machine, run, change, dllName, FileOn(machine, run.dllPath, false), CollectFiles(machine, change),
+        {}};
     LookAtDll(search);
     std::set<std::wstring> known = {search.dllFile};
     for (const CatalogChange* catalog : {&change.catalog64, &change.catalog32}) {
@@ -122,8 +176,18 @@ std::vector<Remainder> FindRemainders(const Machine& machine, const DryRun& run,
         LookAtEntries(*catalog, search);
     }
     LookAtNamespaces(search);
-    if (machine.incomplete) {
-        search.found.push_back({RemainderKind::kUnread});
-    }
     return search.found;
+}
+
+std::vector<SharedCount> FindIgnoredCounts(const Machine& machine, const DryRun& run) {
+    std::vector<SharedCount> ignored;
+    const std::wstring file = FileOn(machine, run.dllPath, false);
+    const std::string read = LowerCase(ToUtf8(run.dllPath));
+    for (const SharedCount& count : machine.storedCounts) {
+        const bool isFound = count.isRead && LowerCase(count.path) == read;
+        if (run.file.deleted && !isFound && count.count > 1 && IsSameFile(machine, count, file)) {
+            ignored.push_back(count);
+        }
+    }
+    return ignored;
 }

@@ -12,8 +12,7 @@ enum class RemainderKind {
     kDll,         // the DLL of the command
     kFile,        // of another removed entry
     kEntry,       // an LSP, or a layered entry without one
-    kNamespace,   // a namespace provider
-    kUnread       // entries that could not be read
+    kNamespace    // a namespace provider
 };
 
 // Why the DLL of the command remains.
@@ -36,3 +35,8 @@ struct Remainder {
 // Finds what would remain.
 std::vector<Remainder> FindRemainders(const Machine& machine, const DryRun& run, const MachineChange& change,
                                       const std::wstring& dllName);
+
+// The stored counts of the deleted file that the command does not find, because they have another spelling,
+// another type, or are those of 32-bit programs; only counts above 1, which say that another product needs
+// the file.
+std::vector<SharedCount> FindIgnoredCounts(const Machine& machine, const DryRun& run);

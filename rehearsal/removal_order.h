@@ -1,4 +1,4 @@
-// An order in which LSPs can be removed without breaking those that remain.
+// An order in which LSPs can be removed without breaking what remains.
 #pragma once
 
 #include <optional>
@@ -7,22 +7,30 @@
 
 #include "rehearsal/verdict.h"
 
-struct RemovalStep {
-    std::optional<Product> product; // nothing for the layered entries without an LSP
+// One run of the command.
+struct RemovalRun {
     std::wstring dllName;
-    Verdict verdict;
+    std::vector<Product> products; // that it removes, each once
+    std::wstring deletedFile;      // as 64-bit programs open it; empty for none
 };
 
-// Why there is no order.
-enum class Obstacle { kNone, kTooManyOrCircle, kOnly32Bit, kNotFound, kBreaks };
+// How the search for an order ended.
+enum class OrderSearch {
+    kFound,
+    kNone,   // there is none
+    kOnly32, // there is none, and an LSP over the target is in the 32-bit catalog alone
+    kGivenUp // none was found within the time or the number of runs
+};
 
 struct RemovalOrder {
-    std::vector<RemovalStep> steps; // from the top down; empty when there is no order
-    Obstacle obstacle = Obstacle::kNone;
-    Product inTheWay = {}; // the product of the obstacle
-    int runs = 0; // when the same command, run that often, breaks nothing in the end; 0 when that is not so
+    std::vector<RemovalRun> runs; // empty unless one was found
+    OrderSearch search = OrderSearch::kNone;
+    Product inTheWay = {}; // of kOnly32
 };
 
-// Looks for the order in which the LSPs over the target, and then the target, can be removed, by rehearsing
-// each step on the catalogs that the step before left. Each step of an order is CLEAN or INCOMPLETE.
+// Looks for the order with the fewest runs that removes the target. A step is one or more runs with one name;
+// at the end of each step everything works that remains and worked before. The names are those of the LSPs
+// over the target, that of the target, and the empty name while there are layered entries without an LSP.
+// Every order of at most five runs is found, and longer ones where LSPs lie over one another without a name,
+// an id or a file in common.
 RemovalOrder FindRemovalOrder(const Rehearsal& rehearsal);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,8 +11,15 @@
 #include "rehearsal/product.h"
 #include "rehearsal/remainders.h"
 
-// In rising order; a verdict is the highest that applies. The numbers are the exit codes.
-enum class Verdict { kClean = 0, kNothingToDo = 2, kIncomplete = 3, kBreaksNetworking = 4 };
+// The numbers are the exit codes.
+enum class Verdict {
+    kClean = 0,
+    kNotFound = 2,
+    kLeavesParts = 3,
+    kBreaksNetworking = 4,
+    kCannotRemove = 6,
+    kCannotTell = 7
+};
 
 // What programs notice of a product that stops working.
 enum class Harm {
@@ -30,22 +38,28 @@ struct Broken {
     bool in32 = false; // the same of 32-bit programs
 };
 
-// Finds what a removal harms besides the LSPs that are to be removed.
-//   isTarget  whether an LSP is to be removed, by its hidden entry
-std::vector<Broken> FindBroken(const Machine& machine, const MachineChange& change,
-                               const std::function<bool(const CatalogEntry& lsp)>& isTarget);
+// Whether an LSP is one that is to be removed, by its hidden entry.
+using IsTarget = std::function<bool(const CatalogEntry& lsp, bool is32)>;
+
+// What a removal harms of an entry that worked before; nothing for an entry that keeps working, and for one
+// of a target.
+std::optional<Harm> FindHarm(const CatalogChange& change, size_t index, const IsTarget& isTarget);
+
+// Whether a removal deletes the file of a namespace provider that is in use.
+bool HarmsLookups(const Machine& machine, const MachineChange& change, const NamespaceProvider& provider);
 
 // A rehearsed command: what it would do, and what follows from that.
 struct Rehearsal {
-    Machine machine;     // before the removal
-    std::string dllName; // in the ANSI code page
+    Machine machine; // before the removal
+    std::wstring dllName;
     DryRun run;
     MachineChange change;
     std::vector<Broken> broken;
     std::vector<Remainder> remainders;
+    std::vector<SharedCount> ignoredCounts; // of the deleted file, above 1, which the command does not find
+    Verdict finding;                        // what follows if the description lacks nothing
     Verdict verdict;
 };
 
 // Rehearses "remove lsp NAME" on a machine, and judges it.
-//   dllName  in the ANSI code page
-Rehearsal Rehearse(const Machine& machine, const std::string& dllName);
+Rehearsal Rehearse(const Machine& machine, const std::wstring& dllName);

@@ -45,14 +45,16 @@ void MakeDlls(const Catalogs& catalogs) {
 // Writes the state of the machine that a file describes. ReadMachine names the file in its errors, and so
 // does the caller.
 void Convert(const std::string& file, const std::string& resultFile) {
-    const std::string text = ReadWholeFile(file);
-    if (!IsRegistryExport(text) && !IsNetshListing(DecodeText(text))) {
-        ParseWinsockState(text);
-        WriteWholeFile(resultFile, text);
+    const std::string content = ReadWholeFile(file);
+    const std::string text = DecodeText(content);
+    if (!IsRegistryExport(text) && !IsNetshListing(text)) {
+        ParseWinsockState(content);
+        WriteWholeFile(resultFile, content);
         return;
     }
     try {
-        WriteWholeFile(resultFile, FormatWinsockState({ReadMachine({file}).catalogs, false, {}}));
+        const Machine machine = ReadMachine({conv_to_wchar(file.c_str())});
+        WriteWholeFile(resultFile, FormatWinsockState({machine.catalogs, false, {}}));
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(std::string(error.what()).substr(file.size() + 1));
     }

@@ -26,7 +26,7 @@ std::string FormatCall(const WinsockCall& call);
 
 struct SimulatedWinsock {
     WinsockState state;
-    std::vector<WinsockCall> calls = {}; // in their order
+    std::vector<WinsockCall> calls; // in their order
 
     // Called around each function; the stand-in DLL reads and writes its file there, and a test changes the
     // catalog under the program's feet. begin gets the function's name.

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "common/text_conversion.h"
-#include "machine/registry_catalogs.h"
+#include "machine/control_set.h"
 #include "machine/text.h"
 
 namespace {

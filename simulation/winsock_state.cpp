@@ -90,7 +90,7 @@ void ReadStateLine(std::string line, WinsockState& state, Catalog*& catalog) {
     } else if (word == "entry") {
         catalog->push_back(ParseEntry(line));
     } else {
-        throw std::runtime_error("not a line of a Winsock state: " + (word + " " + line).substr(0, 100));
+        throw std::runtime_error("not a line of a state file: " + (word + " " + line).substr(0, 100));
     }
 }
 

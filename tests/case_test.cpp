@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "case_actions.h"
+#include "common/text_conversion.h"
 #include "machine/files.h"
 #include "machine/machine_reading.h"
 #include "rehearsal/report/answer.h"
@@ -55,7 +56,11 @@ class CaseTest : public MachineTest {
     // Runs the rehearsal on the catalogs of the case, or on the files that the arguments name.
     std::string RunRehearsal(const std::string& words) {
         try {
-            const Arguments arguments = ParseArguments(SplitArguments(words));
+            std::vector<std::wstring> given;
+            for (const std::string& word : SplitArguments(words)) {
+                given.push_back(conv_to_wchar(word.c_str()));
+            }
+            const Arguments arguments = ParseArguments(given);
             Machine machine;
             machine.name = "machine";
             machine.catalogs = state_;

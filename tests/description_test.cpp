@@ -4,12 +4,15 @@
 #include <stdexcept>
 
 #include "common/text_conversion.h"
+#include "files/file_remover.h"
+#include "machine/control_set.h"
 #include "machine/files.h"
 #include "machine/machine_reading.h"
-#include "machine/registry_catalogs.h"
 #include "rehearsal/report/drawing.h"
 #include "simulation/windows_output.h"
+#include "simulation/winsock_state.h"
 #include "support/catalog_notation.h"
+#include "support/descriptions.h"
 #include "support/machine_test.h"
 #include "support/text.h"
 
@@ -17,36 +20,20 @@ namespace {
 
 using DescriptionTest = MachineTest;
 
-constexpr char kDescription[] = "C:\\sandbox\\machine.reg";
-constexpr char kMachine[] = "1 *; 10 a; 11 a [10,1]; 20 C:\\\xC3\xA9\\b.dll; 21 b [20,11,1]; 30 %X%\\c:d.dll";
+const std::string kKey = std::string("[HKEY_LOCAL_MACHINE\\") + kWinsockParametersKey;
 
-Machine ReadDescription(const std::string& bytes) {
-    WriteWholeFile(kDescription, bytes);
-    return ReadMachine({kDescription});
-}
-
-// What is wrong with a description; empty for nothing.
-std::string RefusalOf(const std::string& bytes) {
-    try {
-        ReadDescription(bytes);
-        return "";
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-}
-
-// Changes a text between two places as copying and pasting, or a bad disk, could.
-std::string Damaged(std::mt19937& random, std::string text, size_t from, size_t to) {
+// Changes a text as copying and pasting, or a bad disk, could.
+std::string Damaged(std::mt19937& random, std::string text) {
     const auto below = [&](size_t limit) { return random() % limit; };
-    const size_t at = from + below(to - from);
-    const size_t length = 1 + below(std::min<size_t>(to - at, 150));
+    const size_t at = below(text.size());
+    const size_t length = 1 + below(std::min<size_t>(text.size() - at, below(4) == 0 ? 9000 : 150));
     switch (below(6)) {
     case 0:
-        return text.substr(0, at);
+        return text.substr(below(2) * at, at);
     case 1:
         return text.erase(at, length);
     case 2:
-        return text.insert(from + below(to - from), text.substr(at, length));
+        return text.insert(below(text.size()), text.substr(at, length));
     case 3:
         return text.insert(text.find('\n', at) + 1, "Some other text\r\n");
     case 4:
@@ -57,112 +44,95 @@ std::string Damaged(std::mt19937& random, std::string text, size_t from, size_t 
     return text;
 }
 
-// Damage is reported: by an exception with the line or the key, or by a warning. No entry is lost without
-// one.
-void CheckDamaged(const std::string& bytes, const Catalogs& sound) {
-    const std::regex place("machine\\.reg:( no catalogs|\\d+: |HKEY_)");
-    try {
-        const Machine machine = ReadDescription(bytes);
-        EXPECT_TRUE(!machine.warnings.empty() ||
-                    machine.catalogs.catalog64.size() + machine.catalogs.catalog32.size() ==
-                        sound.catalog64.size() + sound.catalog32.size())
-            << bytes;
-    } catch (const std::runtime_error& error) {
-        EXPECT_TRUE(std::regex_search(error.what(), place)) << error.what();
-    }
-}
-
 TEST_F(DescriptionTest, DamagedDescriptionsAreReported) {
     std::mt19937 random(20261126);
     const Catalogs catalogs = CatalogsOf(kMachine);
     const std::string sound = ExportOf(catalogs);
     const std::string listing = ListingOf(catalogs);
-    for (int round = 0; round < 600; ++round) {
-        std::string bytes = AsWide(Damaged(random, sound, 0, sound.size()));
+    for (const std::string& text : {AsWide(sound), listing}) {
+        EXPECT_EQ(Joined(ReadDescription(text).gaps, "\n"), "");
+    }
+    for (int round = 0; round < 600 && !HasFailure(); ++round) {
+        SCOPED_TRACE(round);
+        std::string bytes = AsWide(Damaged(random, sound));
         bytes.resize(random() % 9 == 0 ? random() % bytes.size() : bytes.size());
         CheckDamaged(bytes, catalogs);
-        // Of a listing one block is damaged: it does not say how many there were.
-        size_t from = 0;
-        for (size_t block = random() % 12; block > 0; --block) {
-            from = listing.find("\r\n--", from + 1);
-        }
-        CheckDamaged(Damaged(random, listing, from + 2, listing.find("\r\n\r\n", from)), catalogs);
-        if (HasFailure()) {
-            FAIL() << "round " << round;
-        }
+        CheckDamaged(Damaged(random, listing), catalogs);
     }
 }
 
-std::string Replaced(std::string text, const std::string& from, const std::string& to) {
-    ReplaceAll(text, from, to);
-    return text;
-}
-
-TEST_F(DescriptionTest, AListingIsReadHoweverItWasPasted) {
-    const Catalogs catalogs = CatalogsOf(kMachine);
-    const std::string listing = ListingOf(catalogs);
-    const std::string quoted = Replaced("> " + listing, "\r\n", "\r\n> ");
-    const std::string narrow = std::regex_replace(listing, std::regex(" {2,}"), " ");
-    const std::string translated =
-        std::regex_replace(listing, std::regex("(\n[A-Z][A-Za-z ]+):"), "$1\xEF\xBC\x9A");
-    const std::string pasted[] = {
-        listing,
-        AsWide(listing),
-        "\xEF\xBB\xBF" + listing,
-        conv_to_char(conv_utf8_to_wchar(listing.c_str()).c_str()),
-        Replaced(listing, "\xC3\xA9", "\x82"), // the OEM code page
-        quoted,
-        Replaced(narrow, ": ", ":"),
-        Replaced(listing, "\r\n\r\n", "\r\n"),
-        Replaced(listing, "\r\n", "\n"),
-        "Hello,\r\nmy log: here\r\n----------------\r\n" +
-            Replaced(listing, "\r\n\r\n", "\r\n\r\nsee: below\r\n\r\n"),
-        Replaced(translated, "Layered Chain Entry", "\xE4\xB8\xAD"),
-    };
-    for (const std::string& text : pasted) {
-        const Machine machine = ReadDescription(text);
-        EXPECT_EQ(DrawCatalogs(machine.catalogs), DrawCatalogs(catalogs)) << text;
-        EXPECT_EQ(machine.warnings, std::vector<std::string>{});
-        EXPECT_EQ(machine.namespaces.size(), 1u);
-    }
-}
-
-TEST_F(DescriptionTest, WhatWindowsWouldNotHaveWrittenIsWarnedAbout) {
-    Catalogs catalogs = CatalogsOf("1 *; 2 C:\\a.dll [=1000] | -");
+TEST_F(DescriptionTest, WhatAnExportLacksIsAGapOrAWarning) {
+    Catalogs catalogs = CatalogsOf("1 *; 2 C:\\a.dll [=1000]; 2 * | -");
     std::fill_n(catalogs.catalog64[0].info.szProtocol, WSAPROTOCOL_LEN + 1, L'n');
     catalogs.catalog64[1].path.assign(300, L'p');
-    const std::string key = std::string("[HKEY_LOCAL_MACHINE\\") + kWinsockParametersKey;
     std::string text = ExportOf(catalogs);
-    ReplaceAll(text, "\"Num_Catalog_Entries64\"=dword:00000002", "\"Num_Catalog_Entries64\"=hex:03");
+    ReplaceAll(text, "\"Num_Catalog_Entries64\"=dword:00000003", "\"Num_Catalog_Entries64\"=hex:03");
     ReplaceAll(text, "\"Next_Catalog", "\"No_Catalog");
-    const Machine machine = ReadDescription(AsWide(
-        text + key +
+    text +=
+        kKey +
         "\\Protocol_Catalog9\\Catalog_Entries64\\000000000009]\r\n\"PackedCatalogItem\"=hex(3):01,02\r\n" +
-        key + "\\NameSpace_Catalog5\\Catalog_Entries\\000000000001]\r\n"));
-    std::string warnings;
-    for (const std::string& warning : machine.warnings) {
-        warnings += warning.substr(warning.rfind('\\') + 1) + "\n";
+        kKey + "\\NameSpace_Catalog5\\Catalog_Entries\\000000000001]\r\n\"Enabled\"=dword:00000000\r\n";
+    const Machine machine = ReadDescription(AsWide(text));
+    std::string said;
+    for (const std::vector<std::string>& texts : {machine.gaps, {""}, machine.warnings}) {
+        for (const std::string& line : texts) {
+            said += line.substr(line.rfind('\\') + 1) + "\n";
+        }
     }
     EXPECT_EQ(
-        warnings,
-        "Protocol_Catalog9: Num_Catalog_Entries64 is not a REG_DWORD of 4 bytes, and there are 3 entries\n"
-        "000000000009: 000000000003 is expected here\n"
-        "000000000001: its name has no terminator\n"
+        said,
+        "Protocol_Catalog9: Num_Catalog_Entries64 is not a REG_DWORD of 4 bytes, and there are 4 entries\n"
         "000000000002: its path has no terminator\n"
-        "000000000002: its chain length is 1000\n"
         "000000000009: not read: its PackedCatalogItem has 2 bytes\n"
-        "Protocol_Catalog9: Next_Catalog_Entry_ID is missing\n"
         "NameSpace_Catalog5: Num_Catalog_Entries is 0, and there are 1 entries\n"
-        "000000000001: LibraryPath is missing\n");
-    EXPECT_EQ(machine.catalogs.catalog64.size(), 2u);
-    EXPECT_TRUE(machine.incomplete);
+        "000000000001: LibraryPath is missing\n"
+        "machine.reg: two entries of the 64-bit catalog have the id 2\n"
+        "\n"
+        "000000000009: 000000000004 is expected here\n"
+        "000000000001: its name has no terminator\n"
+        "000000000002: its chain length is 1000\n"
+        "Protocol_Catalog9: Next_Catalog_Entry_ID is missing\n");
+    EXPECT_EQ(machine.catalogs.catalog64.size(), 3u);
+    ASSERT_EQ(machine.namespaces.size(), 2u);
+    EXPECT_TRUE(machine.namespaces[0].enabled && !machine.namespaces[1].enabled);
     text = ExportOf(CatalogsOf(kMachine));
-    const Machine plain = ReadDescription(AsWide(text.substr(0, text.find(key + "\\NameSpace"))));
-    EXPECT_FALSE(plain.incomplete);
-    EXPECT_EQ(plain.warnings.size(), 2u);
-    const Machine bare = ReadDescription(AsWide(Replaced(text, "\"Current_NameSpace", "\"No")));
-    EXPECT_FALSE(bare.incomplete);
-    EXPECT_EQ(bare.warnings.size(), 1u);
+    EXPECT_EQ(ReadDescription(AsWide(text.substr(0, text.find(kKey + "\\NameSpace")))).gaps.size(), 2u);
+    EXPECT_EQ(GapsOf(AsWide(Replaced(text, "\"Current_NameSpace", "\"No"))),
+              "Current_NameSpace_Catalog is missing\n");
+    EXPECT_EQ(ReadDescription(ListingOf(catalogs) + "Active: 0").namespaces.size(), 1u);
+}
+
+// An export of the protocol catalogs alone, or of a hive with several control sets.
+TEST_F(DescriptionTest, AnExportOfMoreOrLessIsRead) {
+    const Catalogs catalogs = CatalogsOf(kMachine);
+    const std::string sound = ExportOf(catalogs);
+    const std::string alone = "REGEDIT4\r\n" + sound.substr(sound.find(kKey + "\\Protocol"));
+    const auto inSet = [&](const char* set, const char* notation) {
+        const std::string text = ExportOf(CatalogsOf(notation));
+        return Replaced(text.substr(text.find('[')), "SYSTEM\\CurrentControlSet", set);
+    };
+    const std::string heading = sound.substr(0, sound.find('['));
+    const std::string sets =
+        heading + inSet("SYSTEM\\ControlSet001", "1 *") + inSet("SYSTEM\\ControlSet002", kMachine);
+    const std::string select = "[HKEY_LOCAL_MACHINE\\SYSTEM\\Select]\r\n\"Current\"=dword:0000000";
+    const std::string rows[] = {alone.substr(0, alone.find(kKey + "\\NameSpace")), sound,
+                                sets + select + "2\r\n", sets + sound.substr(sound.find('[')),
+                                heading + inSet("X\\ControlSet001", kMachine)};
+    for (const std::string& text : rows) {
+        const Machine machine = ReadDescription(text);
+        EXPECT_EQ(DrawCatalogs(machine.catalogs), DrawCatalogs(catalogs));
+        EXPECT_EQ(Joined(machine.gaps, "\n"), "");
+        EXPECT_EQ(machine.knowsNamespaces, &text != rows);
+    }
+    const std::pair<std::string, const char*> refused[] = {
+        {sets, "ControlSet001\\Services\\WinSock2\\Parameters, HKEY_LOCAL_MACHINE\\SYSTEM\\ControlSet002"},
+        {sets + select + "3\r\n", "not the control set that the value Select\\Current names"},
+        {heading + inSet("X\\ControlSet001", "1 *") + inSet("Y\\ControlSet001", "1 *"),
+         "of several machines"},
+    };
+    for (const auto& [text, reason] : refused) {
+        EXPECT_NE(RefusalOf(text).find(reason), std::string::npos) << RefusalOf(text);
+    }
 }
 
 TEST_F(DescriptionTest, WhatCannotBeUsedIsRefusedWithAReason) {
@@ -180,19 +150,33 @@ TEST_F(DescriptionTest, WhatCannotBeUsedIsRefusedWithAReason) {
         {with("\"a\"=dword:0000002"), "not a number of eight digits: 0000002"},
         {with("\"a\"=hex:01,\\\r\n\r\n"), "not hexadecimal bytes: "},
         {with("\"a\"=hex:01,\\"), "the file is cut off"},
-        {"\xEF\xBB\xBF" + sound, ".reg:1: saved in another encoding; export again with reg export"},
-        {without("\\Parameters]", "\\Other]"), "export the whole key HKLM\\SYSTEM\\CurrentControlSet"},
-        {without("HKEY_LOCAL_MACHINE", "HKEY_USERS\\x"), "HKEY_LOCAL_MACHINE alone; export the whole key"},
+        {without("\\Parameters", "\\Other"), ".reg: no catalogs"},
+        {without("Protocol_Catalog9\\Catalog", "Protocol_Catalog9\\Other"),
+         "export the whole key HKLM\\SYSTEM\\CurrentControlSet"},
+        {without("HKEY_LOCAL_MACHINE", "HKEY_USERS\\x"), "HKEY_LOCAL_MACHINE alone; export the key"},
         {without("Catalog_Entries64", "Entries"), "this is a 32-bit Windows"},
         {without("Catalog_Entries64\\000000000002", "Catalog_Entries64\\000000000001"), "twice: HKEY_LOCAL"},
-        {with("[HKEY_LOCAL_MACHINE\\X]").substr(1), ".reg:1: "},
+        {with("[HKEY_LOCAL_MACHINE\\X]").substr(1), ".reg:1: the file is binary"},
+        {sound + std::string(1, '\0'), ".reg:1: the file is binary"},
         {"Windows Registry Editor Version 5.00\r\n", ".reg: no catalogs"},
+        {AsWide(ExportOf({})), "no entry of the catalogs can be read"},
         {"", ".reg:1: the file is empty"},
+        {"; a comment\r\n \r\n", ".reg:1: only blanks or comments"},
+        {"Windows 11 laptop\r\n", ".reg:1: not a registry export and not the output of netsh"},
         {listing.substr(0, 400), ".reg:1: no entry of a catalog can be read"},
+        {listing + std::string(16'000'000, ' '), ".reg:1: not a registry export"},
     };
     for (const auto& [bytes, reason] : refused) {
         EXPECT_NE(RefusalOf(bytes).find(reason), std::string::npos) << reason << "\n" << RefusalOf(bytes);
     }
+    std::string counts = ExportOf(CatalogsOf("1 *")) + "[HKEY_LOCAL_MACHINE\\" + kSharedDllsKey + "]\r\n";
+    for (int i = 0; i <= 100'000; ++i) {
+        counts += "\"" + std::to_string(i) + "\"=\"\"\r\n";
+    }
+    EXPECT_NE(RefusalOf(counts).find("SharedDLLs: more than 100,000 values"), std::string::npos);
+    Catalogs many = CatalogsOf("1 *");
+    many.catalog64.resize(5001, many.catalog64[0]);
+    EXPECT_NE(RefusalOf(ExportOf(many)).find("more than 5,000 entries"), std::string::npos);
 }
 
 // Older exports are ANSI, and their texts of other types are, too.
@@ -202,12 +186,42 @@ TEST_F(DescriptionTest, AnOldExportIsReadInTheCodePage) {
     std::string text = ExportOf(catalogs);
     ReplaceAll(text, "Windows Registry Editor Version 5.00", "REGEDIT4");
     ReplaceAll(text, "\"Protocol_Catalog9\"", "hex(2):50,72,6f,74,6f,63,6f,6c,5f,43,61,74,61,6c,6f,67,39,00");
-    ReplaceAll(text, "C:\\\\p\\\\a.dll", "C:\\\\p\\\\\xE9\\\"a.dll");
-    const Machine machine = ReadDescription(text);
-    EXPECT_EQ(DrawCatalogs(machine.catalogs),
-              "\n64-bit catalog\n    1     base     x  C:\\a?b.dll\n\n32-bit catalog: empty\n");
-    ASSERT_EQ(machine.namespaces.size(), 1u);
-    EXPECT_EQ(machine.namespaces[0].path, "C:\\p\\\xC3\xA9\"a.dll");
+    for (const char* e : {"\x80\xE9", "\xE2\x82\xAC\xC3\xA9"}) {
+        const Machine machine =
+            ReadDescription(Replaced(text, "C:\\\\p\\\\a.dll", std::string("C:\\\\p\\\\") + e + "\\\"a.dll"));
+        EXPECT_EQ(DrawCatalogs(machine.catalogs),
+                  "\n64-bit catalog\n    1     base     x  C:\\a?b.dll\n\n32-bit catalog: empty\n");
+        ASSERT_EQ(machine.namespaces.size(), 1u);
+        EXPECT_EQ(machine.namespaces[0].path, "C:\\p\\\xE2\x82\xAC\xC3\xA9\"a.dll");
+    }
+}
+
+// The command reads a number of four bytes of the 64-bit view alone.
+TEST_F(DescriptionTest, BothViewsHaveSharedCounts) {
+    const std::string key = std::string("[HKEY_LOCAL_MACHINE\\") + kSharedDllsKey + "]\r\n";
+    const Machine machine = ReadDescription(
+        ExportOf(CatalogsOf("1 *")) + key +
+        "@=\"\"\r\n\"C:\\\\A\"=dword:00000002\r\n\"B\"=\"3\"\r\n\"C\"=hex:04,00,00,00,00\r\n" +
+        Replaced(key, "SOFTWARE", "SOFTWARE\\WOW6432NODE") + "\"D\"=dword:00000005\r\n");
+    std::string stored;
+    for (const SharedCount& count : machine.storedCounts) {
+        stored += count.path + " " + std::to_string(count.count) + (count.isRead ? " read; " : "; ");
+    }
+    EXPECT_EQ(stored, "B 3; C 4; C:\\A 2 read; D 5; ");
+    EXPECT_EQ(machine.sharedCounts, (std::map<std::string, DWORD>{{"c:\\a", 2}}));
+    EXPECT_TRUE(machine.hasCounts && machine.hasCounts32);
+}
+
+TEST_F(DescriptionTest, FilesHaveAnyName) {
+    constexpr wchar_t kName[] = L"C:\\sandbox\\\u4E2D.txt";
+    WriteWholeFile(kDescription, ListingOf(CatalogsOf(kMachine)));
+    ASSERT_TRUE(CopyFileW(conv_to_wchar(kDescription).c_str(), kName, FALSE));
+    EXPECT_EQ(ReadMachine({kName}).name, "C:\\sandbox\\\xE4\xB8\xAD.txt");
+    EXPECT_THROW(ReadMachine({kName, kName}), std::runtime_error);
+    RunChild("C:\\sandbox\\norvane64-rehearse.exe list --from C:\\sandbox\\\xE4\xB8\xAD.txt");
+    EXPECT_NE(lastExitCode, 1u);
+    EXPECT_THROW(ReadMachine({L"C:\\sandbox"}), std::runtime_error);
+    DeleteFileW(kName);
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "common/text_conversion.h"
+#include "machine/text.h"
+#include "rehearsal/report/list.h"
 #include "rehearsal/report/report.h"
 #include "support/catalog_notation.h"
 #include "support/machine_test.h"
@@ -15,7 +17,8 @@ using VerdictTest = MachineTest;
 Machine MachineOf(const std::string& notation) {
     Machine machine;
     machine.name = "m";
-    machine.catalogs = CatalogsOf("1 *");
+    machine.hasCounts = machine.hasCounts32 = machine.knowsNamespaces = true;
+    machine.catalogs = CatalogsOf("1 m *");
     AddEntries(Unescaped(notation), machine.catalogs);
     return machine;
 }
@@ -33,82 +36,81 @@ constexpr char kRows[] = R"(
 10{30} c*; 10 a; 11 a [10,1] ~ a.dll ~ 0 2 2 0 0 0
 # Nothing has the name.
 10 b ~ a.dll ~ 2 0 0 0 0 0 ~ The DLL names of this machine are: b.dll!Did you mean x
-2 a*; 10 b ~ a.dll ~ 2 0 0 0 0 0
-10 C:\p\mid.dll; 20 C:\p\other.dll ~ midd.dll ~ 2 0 0 0 0 0 ~ Did you mean mid.dll?
+10 C:\p\mid.dll; 20 C:\p\other.dll ~ midd.dll ~ 2 0 0 0 0 0 ~ Did you mean mid.dll?!netsh winsock reset
 10 C:\p\A.dll ~ a.dll ~ 2 0 0 0 0 0 ~ Did you mean A.dll?
 10 a ~ C:\p\a.dll ~ 2 0 0 0 0 0 ~ without a folder
 10 a ~  ~ 2 0 0 0 0 0
-10 a | 30 b [99,1] ~  ~ 2 0 0 0 0 1 ~ "netsh winsock reset" and a restart!rehearse lsp
 10 C:\p\<e4><b8><ad>.dll ~ ?.dll ~ 2 0 0 0 0 0
+# Something has the name, and the command removes nothing.
+2 a*; 10 b ~ a.dll ~ 6 0 0 0 0 0
+10 a | 30 b [99,1] ~  ~ 6 0 0 0 0 1 ~ The command cannot remove it!rehearse lsp
+10 b | 20 a ~ a.dll ~ 6 0 0 1 0 0 ~ the command looks for names in the 64-bit catalog alone
+10 C:/p/a.dll ~ a.dll ~ 6 0 0 2 0 0 ~ the command does not find it
+2{10} c*; 10 a ~ a.dll ~ 6 0 0 2 0 0
+10 C:\p\<e4><b8><ad>.dll ~ <e4><b8><ad>.dll ~ 6 0 0 2 0 0 ~ This name cannot be typed!remove lsp "
 # The file remains, or that of another removed entry.
-10 %SystemRoot%\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ delete by hand: C:\Windows\a.dll
-10 a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ begins with neither!delete by hand
-10 C:q\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ begins with neither!delete by hand
-10 C:\<e4><b8><ad>\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ the code page lacks a character
-10 a; 11 b [10,1] ~ a.dll ~ 3 2 2 1 0 0 ~ delete by hand: C:\p\b.dll
+10 %SystemRoot%\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ del "C:\Windows\a.dll"
+10 a.dll ~ a.dll ~ 3 1 1 2 0 0 ~ begins with neither
+10 a.dll ~ a.dll ~ 3 1 1 2 0 0 ~ del "C:\Windows\SysWOW64\a.dll"
+10 C:q\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ begins with neither!del "
+10 C:\<e4><b8><ad>\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ the code page lacks a character!del "
+10 a; 11 b [10,1] ~ a.dll ~ 3 2 2 1 0 0 ~ del "C:\p\b.dll"!Uninstall
 10 a; 11 C:\P\.\A.dll [10,1] ~ a.dll ~ 0 2 2 0 0 0
-10 a; 11 b [10,1]; 2 C:\P\B.dll* ~ a.dll ~ 3 2 2 1 0 0 ~ File C:\p\b.dll!delete by hand
+10 a; 11 b [10,1]; 2 C:\P\B.dll* ~ a.dll ~ 3 2 2 1 0 0 ~ File C:\p\b.dll!del "
 10 C:\Windows\system32\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ SysWOW64\a.dll, which 32-bit programs open as
 10 D:\Windows\system32\a.dll ~ a.dll ~ 0 1 1 0 0 0
 10 a; 11 b [10,1] | 10 b ~ a.dll ~ 3 2 1 1 0 0
 # An LSP, or a layered entry without one, remains that has the name or a file of a removed entry.
-10 a; 20 C:\q\a.dll ~ a.dll ~ 3 1 1 2 0 0 ~ and again until the rehearsal says NOTHING TO DO
+10 a; 20 C:\q\a.dll ~ a.dll ~ 3 1 1 2 0 0 ~ Rehearse again, for the next LSP with this name
 10 a | 20 C:\q\a.dll ~ a.dll ~ 3 1 0 1 0 0 ~ the command looks for names in the 64-bit catalog alone
 10 a; 20 C:\q\A.dll ~ a.dll ~ 0 1 1 0 0 0
-10 a; 20 C:\P\A.dll ~ a.dll ~ 3 1 1 2 0 0
+10 a; 20 C:\P\A.dll ~ a.dll ~ 3 1 1 2 0 0 ~ it would never work again!until
 10 a; 30 C:\q\a.dll [99,1] ~ a.dll ~ 3 1 1 2 0 2
 10 a; 30 C:\P\A.DLL [99,1] ~ a.dll ~ 3 1 1 2 0 2
 10 a; 30 C:\q\A.DLL [99,1] ~ a.dll ~ 0 1 1 0 0 2
 10 a | 30 a [99,1] ~ a.dll ~ 3 1 0 1 0 1
-10 a; 11 b [10,1]; 20 b ~ a.dll ~ 3 2 2 3 0 0 ~ nothing is left but "netsh winsock reset"!delete by hand
+10 a; 11 b [10,1]; 20 b ~ a.dll ~ 3 2 2 3 0 0 ~ Uninstall the rest of the product!del "
 30 b [99,1] ~  ~ 3 1 1 1 0 2 ~ norvane64 remove lsp ""!MISSING 99
 # An LSP of the 32-bit catalog alone that looks like a part of the product, or not.
 10 C:\p\flt64.dll | 40 C:\q\flt32.dll ~ flt64.dll ~ 3 1 0 1 0 0
 10 C:\p\fltx64.dll | 40 C:\q\FLT.dll ~ fltx64.dll ~ 3 1 0 1 0 0
-10 C:\p\flt.dll | 40 C:\q\flt_x86.dll ~ flt.dll ~ 0 1 0 0 0 0
-10 C:\p\flt_64.dll | 40 C:\q\flt_x86.dll ~ flt_64.dll ~ 3 1 0 1 0 0
+10 C:\p\f-l.t.amd64.dll | 40 C:\q\flt_i386.dll ~ f-l.t.amd64.dll ~ 3 1 0 1 0 0
 10 C:\p\flt48.dll | 40 C:\q\flt32.dll ~ flt48.dll ~ 0 1 0 0 0 0
-10 a | 40 C:\P\z.dll ~ a.dll ~ 3 1 0 1 0 0
-10 a | 40 C:\q\z.dll ~ a.dll ~ 0 1 0 0 0 0
-10 a | 40 C:\p\q\z.dll ~ a.dll ~ 0 1 0 0 0 0
-10 a | 41 C:\p\z.dll [99,1] ~ a.dll ~ 0 1 0 0 0 1
-10 a; 40 C:\q\z.dll | 40 C:\p\z.dll ~ a.dll ~ 0 1 0 0 0 0
-10 C:\a.dll | 40 C:\z.dll ~ a.dll ~ 0 1 0 0 0 0
-10 C:\Windows\a.dll | 40 C:\Windows\z.dll ~ a.dll ~ 0 1 0 0 0 0
-10 C:\Windows\SysWOW64\a.dll | 40 C:\Windows\system32\z.dll ~ a.dll ~ 0 1 0 0 0 0
-10 C:\Windows\system32\a.dll | 40 C:\Windows\Sysnative\z.dll ~ a.dll ~ 0 1 0 0 0 0
-10 C:\Program Files\a.dll | 40 C:\Program Files\z.dll ~ a.dll ~ 0 1 0 0 0 0
-10 C:\Program Files (x86)\a.dll | 40 %ProgramFiles%\z.dll ~ a.dll ~ 0 1 0 0 0 0
-10 C:\Program Files\a\a.dll | 40 C:\Program Files\a\z.dll ~ a.dll ~ 3 1 0 1 0 0
-# The command does not find the name that an LSP has.
-10 b | 20 a ~ a.dll ~ 3 0 0 1 0 0
-10 C:/p/a.dll ~ a.dll ~ 3 0 0 2 0 0 ~ the command does not find it
-2{10} c*; 10 a ~ a.dll ~ 3 0 0 2 0 0
-# An entry that programs use stops working, or loses an id.
+10 a | 40 C:\p\z.dll ~ a.dll ~ 0 1 0 0 0 0
+10 a name=N | 40 C:\q\z.dll name=N ~ a.dll ~ 3 1 0 1 0 0
+10 a | 41 C:\p\a32.dll [99,1] ~ a.dll ~ 0 1 0 0 0 1
+10 a; 40 C:\q\z.dll | 40 C:\p\a32.dll ~ a.dll ~ 0 1 0 0 0 0
+# An entry that programs use stops working. What did not work before cannot.
 10 a; 11 a [10,1]; 20 b; 21 b [20,11,1] ~ a.dll ~ 4 2 2 0 1 0
 10 a; 20 b; 21 b [20,10,1] ~ a.dll ~ 4 1 1 0 1 0
-10 a; 20 b; 21 b [20,10,9] ~ a.dll ~ 4 1 1 0 1 2
+10 a; 20 b; 21 b [20,10,9] ~ a.dll ~ 0 1 1 0 0 2
+10 a; 21 b [20,10,1] ~ a.dll ~ 0 1 1 0 0 2
+10 a; 20 C:\q\; 21 b [20,10,1] ~ a.dll ~ 0 1 1 0 0 4 ~ its path cannot be a file
 10 a; 20 b; 21 b [20,1,10=2] ~ a.dll ~ 0 1 1 0 0 0
+10 a; 2 b [10=1] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 10{30} c*; 20 b; 21 b [20,10] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 2 C:\P\a.dll* ~ a.dll ~ 4 1 1 0 1 0
 10 a; 20 b; 21 c [20,22]; 22 C:\p\A.dll* ~ a.dll ~ 4 1 1 0 2 0
 10 C:\Program Files (x86)\a.dll | 2 %ProgramFiles%\a.dll* ~ a.dll ~ 4 1 0 0 1 0
 10 a; 20 C:\p\A.dll; 21 b [20,1] ~ a.dll ~ 4 1 1 2 1 0
-10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ Run the command 2 times: norvane64
+10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ norvane64 remove lsp a.dll<lf>       norvane64 remove lsp a.dll<lf>  5
 10 a; 11 a [10,1] | 10 a; 12{112} a [10,1]; 20 C:\q\b.dll; 21 C:\q\b.dll [20,12] ~ a.dll ~ 4 2 1 1 2 0
 10 a; 11 a [10,1] | 40 a; 41 a [40,1] ~ a.dll ~ 4 2 0 1 1 0
 10 a; 11 a [10,1] | 40 C:\q\a.dll ~ a.dll ~ 3 2 0 1 0 0
 10 a; 20 b; 21 b [20,1]; 30 c; 31 c [30,21,11]; 11 a [10,21] ~ a.dll ~ 4 2 2 0 1 0
 # A base provider is removed, or another LSP or an entry of one.
 10{5} a; 2{5} c* ~ a.dll ~ 4 2 2 1 1 0
-10{5} a; 2{5} c*; 20 a ~ a.dll ~ 4 2 2 3 1 0 ~ No order of removals!Run the command
+10{5} a; 2{5} c*; 20 a ~ a.dll ~ 4 2 2 3 1 0 ~ no safe order of removals was found!in this order
 10{5} a | 2{5} c* ~ a.dll ~ 4 1 1 1 1 0
+10{5} a | 2{5} C:\q\* ~ a.dll ~ 0 1 1 0 0 1
 2{10} c*; 10 a ~ c.dll ~ 4 2 2 1 1 0
 10 a; 20{10} c ~ a.dll ~ 4 2 2 1 1 0
-10 a | 20{10} c ~ a.dll ~ 3 1 1 1 0 0
+10 a | 20{10} c ~ a.dll ~ 4 1 1 1 1 0
+10 C:\p\a64.dll | 20{10} C:\q\a32.dll ~ a64.dll ~ 3 1 1 1 0 0
 10 a; 11 a [10,1]; 20 b; 21{11} b [20,1] ~ a.dll ~ 4 3 3 3 1 0
 # Which entries work.
 10 a; 20 b; 21 b [20,1] ~ a.dll ~ 0 1 1 0 0 0
+10 a; 20 b; 21 [20,1] ~ a.dll ~ 0 1 1 0 0 2
 10 a; 20 b [=-1] ~ a.dll ~ 0 1 1 0 0 2
 10 a; 20 b; 21 b [20,1,1,1,1,1,1] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 20 b; 21 b [20,1,1,1,1,1,1=8] ~ a.dll ~ 0 1 1 0 0 2
@@ -124,7 +126,7 @@ constexpr char kRows[] = R"(
 
 // Looks for the first of the texts in a report; the others behind "!" must not be in it.
 void CheckTexts(const std::string& report, const std::string& expected) {
-    const std::vector<std::string> texts = SplitAt(expected, "!");
+    const std::vector<std::string> texts = SplitAt(Unescaped(expected), "!");
     for (size_t i = 0; i < texts.size(); ++i) {
         EXPECT_EQ(report.find(texts[i]) != std::string::npos, i == 0) << texts[i] << "\n" << report;
     }
@@ -139,7 +141,7 @@ TEST_F(VerdictTest, FollowsFromEachClause) {
         ASSERT_GE(fields.size(), 3u) << row;
         SCOPED_TRACE(row);
         const Rehearsal rehearsal =
-            Rehearse(MachineOf(fields[0]), conv_to_char(conv_utf8_to_wchar(fields[1].c_str()).c_str()));
+            Rehearse(MachineOf(fields[0]), conv_utf8_to_wchar(Unescaped(fields[1]).c_str()));
         EXPECT_EQ(static_cast<int>(rehearsal.verdict), fields[2][0] - '0');
         std::string counts = WriteBrief(rehearsal);
         counts.erase(0, counts.find('\t', 2));
@@ -194,9 +196,90 @@ TEST_F(VerdictTest, OneFileHasManySpellings) {
         const std::vector<std::string> fields = SplitAt(row, " ~ ");
         SCOPED_TRACE(row);
         const Rehearsal rehearsal = Rehearse(
-            MachineOf("10 " + fields[0] + "; 2 " + fields[1] + " * | 2 " + fields[1] + " *"), "x.dll");
+            MachineOf("10 " + fields[0] + "; 2 " + fields[1] + " * | 2 " + fields[1] + " *"), L"x.dll");
         CheckTexts(WriteReport(rehearsal, false), fields[2]);
         EXPECT_EQ(rehearsal.verdict, fields[2] == "CLEAN" ? Verdict::kClean : Verdict::kBreaksNetworking);
+    }
+}
+
+TEST_F(VerdictTest, NothingIsConcludedFromADescriptionThatLacksSomething) {
+    for (const char* notation : {"10 a; 11 a [10,1]", "10 b", "10 a; 20 b; 21 b [20,10]", "20 b [99,1]"}) {
+        Machine machine = MachineOf(notation);
+        machine.gaps = {"m:7: the block is cut off"};
+        const Rehearsal rehearsal = Rehearse(machine, L"a.dll");
+        const std::string report = WriteReport(rehearsal, false);
+        EXPECT_EQ(rehearsal.verdict, Verdict::kCannotTell);
+        EXPECT_TRUE(
+            report.starts_with("CANNOT TELL: norvane64 remove lsp a.dll, on m\nMissing: m:7: the block"))
+            << report;
+        const MachineHealth health = Examine(machine);
+        const std::string list = ListText(machine, health, false);
+        EXPECT_EQ(JudgeMachine(machine, health), Soundness::kCannotTell);
+        EXPECT_TRUE(list.starts_with("CANNOT TELL") && list.ends_with("CANNOT TELL (exit code 7)\n")) << list;
+        for (const char* text : {"CLEAN", "All entries work", "- none\n", "No fault"}) {
+            EXPECT_EQ((report + list).find(text), std::string::npos) << text;
+        }
+    }
+}
+
+// A count above 1 of the same file under another name is reported, and prevents a deletion by hand; so does
+// what is not known.
+TEST_F(VerdictTest, FilesThatOthersMayNeedAreNotToBeDeletedByHand) {
+    const auto report = [](const std::function<void(Machine&)>& change) {
+        Machine machine = MachineOf("10 a; 11 b [10,1]");
+        change(machine);
+        return WriteReport(Rehearse(machine, L"a.dll"), false);
+    };
+    const char* const del = "del \"C:\\p\\b.dll\"";
+    EXPECT_NE(report([](Machine&) {}).find(del), std::string::npos);
+    for (bool Machine::*known : {&Machine::hasCounts, &Machine::hasCounts32, &Machine::knowsNamespaces}) {
+        EXPECT_EQ(report([=](Machine& machine) { machine.*known = false; }).find(del), std::string::npos);
+    }
+    for (const char* path : {"C:\\P\\.\\B.dll", "\\p\\b.dll"}) {
+        EXPECT_EQ(report([=](Machine& m) {
+                      m.storedCounts = {{path, 2, false}};
+                  }).find(del),
+                  std::string::npos);
+        EXPECT_NE(report([=](Machine& m) {
+                      m.storedCounts = {{path, 1, true}};
+                  }).find(del),
+                  std::string::npos);
+    }
+    const std::string ignored = report([](Machine& m) { m.storedCounts = {{"C:\\p\\.\\A.dll", 2, true}}; });
+    EXPECT_NE(ignored.find("C:\\p\\.\\A.dll has the count 2"), std::string::npos) << ignored;
+    const std::string read = report([](Machine& m) { m.storedCounts = {{"C:\\P\\A.dll", 2, true}}; });
+    EXPECT_EQ(read.find("has the count"), std::string::npos) << read;
+}
+
+TEST_F(VerdictTest, ANamespaceProviderCountsUnlessItIsDisabled) {
+    Machine machine = MachineOf("10 a");
+    machine.namespaces = {{"N", "c:\\p\\A.dll", false, false}};
+    EXPECT_EQ(Rehearse(machine, L"a.dll").verdict, Verdict::kClean);
+    machine.namespaces[0].enabled = true;
+    EXPECT_EQ(Rehearse(machine, L"a.dll").verdict, Verdict::kBreaksNetworking);
+}
+
+// What a command line interprets is never printed in a command.
+TEST_F(VerdictTest, ANameThatCannotBeTypedIsInNoCommand) {
+    const std::pair<const wchar_t*, const char*> names[] = {
+        {L"a.dll", "lsp a.dll\n"}, {L"a b&c(d)^;,'@#=+{}[].dll", "lsp \"a b&c(d)^;,'@#=+{}[].dll\"\n"},
+        {L"a|calc.exe", nullptr},  {L"%a%.dll", nullptr},
+        {L"a$(b).dll", nullptr},   {L"a`b.dll", nullptr},
+        {L"a!b.dll", nullptr},     {L"\u4E2D.dll", nullptr}};
+    for (const auto& [name, command] : names) {
+        Machine machine = MachineOf("10 a; 20 b; 21 b [20,10]; 30 C:\\p\\q.dll; 31 [30,1]");
+        for (Catalog* catalog : {&machine.catalogs.catalog64, &machine.catalogs.catalog32}) {
+            (*catalog)[2].path = std::wstring(L"C:\\p\\") + name;
+        }
+        std::string text =
+            WriteReport(Rehearse(machine, L"a.dll"), false) + WriteReport(Rehearse(machine, name), false);
+        text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+        const std::string typed = command == nullptr ? "This name cannot be typed" : command;
+        EXPECT_NE(text.find(typed), std::string::npos) << text;
+        for (const char* start : {"remove lsp ", "rehearse lsp ", "copy \"C:\\p\\", "del \"C:\\p\\"}) {
+            const std::string in = start + ToUtf8(name);
+            EXPECT_TRUE(command != nullptr || text.find(in) == std::string::npos) << in << "\n" << text;
+        }
     }
 }
 

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <tuple>
 
+#include "machine/text.h"
 #include "machine/windows_path.h"
 #include "rehearsal/report/similar_text.h"
 #include "simulation/netcfg_state.h"
@@ -81,15 +82,34 @@ TEST(SandboxTest, TheNearestNameComesFirst) {
     EXPECT_FALSE(IsAlike("--form", "--full"));
 }
 
-TEST(SandboxTest, AShareHasTwoForms) {
+TEST(SandboxTest, APathHasManyForms) {
     const Folders folders = AssumedFolders();
     const std::wstring file = L"\\\\srv\\share\\x.dll";
-    for (const wchar_t* path : {L"\\\\SRV\\share\\x.dll", L"\\\\?\\unc\\srv\\share\\x.dll",
-                                L"//srv/share/./x.dll", L"\\\\srv\\share\\..\\x.dll"}) {
+    for (const wchar_t* path :
+         {L"\\\\SRV\\share\\x.dll", L"\\\\?\\unc\\srv\\share\\x.dll", L"\\\\.\\UNC\\srv\\share\\x.dll",
+          L"//srv/share/./x.dll", L"\\\\srv\\share\\..\\x.dll"}) {
         EXPECT_EQ(FileOf(path, folders, true), file);
     }
     EXPECT_EQ(OpenedPath(L"\\a\\b.dll", folders, false), L"C:\\a\\b.dll") << "on the drive of Windows";
-    EXPECT_EQ(PlainName(L"c:\\p\\fltx64.dll"), PlainName(L"c:\\q\\flt32.dll"));
+    EXPECT_EQ(OpenedPath(L"\\\\.\\C:\\a.dll", folders, false), L"C:\\a.dll");
+    EXPECT_EQ(OpenedPath(L"a.dll", folders, false), L"C:\\Windows\\system32\\a.dll");
+    EXPECT_EQ(OpenedPath(L"a.dll", folders, true), L"C:\\Windows\\SysWOW64\\a.dll");
+    EXPECT_EQ(OpenedPath(L"", folders, true), L"");
+    for (const wchar_t* name :
+         {L"fltx64.dll", L"flt32.dll", L"flt_i386.dll", L"flt-amd64.dll", L"f86lt.x86dll"}) {
+        EXPECT_EQ(PlainName(std::wstring(L"c:\\p64\\") + name), L"fltdll");
+    }
+    EXPECT_EQ(PlainName(L"x48amd6"), L"x48amd6");
+    for (const wchar_t* path : {L"", L"C:\\a\\", L"C:/a/", L"\"C:\\a.dll\"", L"\"a.dll"}) {
+        EXPECT_FALSE(CanBeFile(path)) << ToUtf8(path);
+    }
+    EXPECT_TRUE(CanBeFile(L"a.dll"));
+    CreateDirectoryA("C:\\a long name", nullptr);
+    wchar_t shortName[MAX_PATH] = {};
+    ASSERT_NE(GetShortPathNameW(L"C:\\a long name", shortName, MAX_PATH), 0u);
+    EXPECT_EQ(LongPath(shortName), L"C:\\a long name") << ToUtf8(shortName);
+    EXPECT_EQ(LongPath(L"C:\\NOSUCH~1\\a.dll"), L"C:\\NOSUCH~1\\a.dll");
+    RemoveDirectoryA("C:\\a long name");
 }
 
 } // namespace

@@ -2,156 +2,197 @@
 
 #include <algorithm>
 
-#include "common/text_conversion.h"
 #include "machine/text.h"
+#include "rehearsal/defects.h"
 #include "rehearsal/removal_order.h"
 #include "rehearsal/report/command_text.h"
 #include "rehearsal/report/names.h"
-#include "rehearsal/report/report.h"
+#include "rehearsal/report/sections.h"
 
 namespace {
 
-using Texts = std::vector<std::string>;
+constexpr char kIndent[] = "\n       ";
+constexpr char kUninstallRest[] = "Uninstall the rest of the product with its own uninstaller";
 
-constexpr char kReset[] = "\"netsh winsock reset\" and a restart, which remove every LSP and rebuild the "
-                          "catalogs; then reinstall the products that are still wanted";
-constexpr char kCheck[] = "Restart, and check the machine: norvane64-rehearse list";
-constexpr char kBackup[] =
-    "Back up: reg export HKLM\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters winsock.reg /y";
-
-std::string WriteSteps(const std::vector<RemovalStep>& steps) {
-    std::string text =
-        "Where that is not possible, run these commands in an elevated console, in this order:";
-    size_t width = 0;
-    for (const RemovalStep& step : steps) {
-        width = std::max(width, CommandFor(step.dllName).size() + 3);
+// A command for each of the files, on lines of their own.
+std::string CommandsFor(const std::string& what, const std::string& command,
+                        const std::vector<std::wstring>& files) {
+    std::vector<std::string> lines;
+    lines.reserve(files.size());
+    for (const std::wstring& file : files) {
+        lines.push_back(CanBeTyped(file) ? command + " \"" + Shown(file) + "\""
+                                         : Shown(file) + " (This name cannot be typed: use the Explorer.)");
     }
-    for (const RemovalStep& step : steps) {
-        const std::string command = CommandFor(step.dllName);
-        text += "\n       " + command + std::string(width - command.size(), ' ') + VerdictText(step.verdict);
+    std::string text = what;
+    for (const std::string& line : Shortened(lines)) {
+        text += kIndent + line;
     }
     return text;
 }
 
-Texts AdviseOnOrder(const std::vector<RemovalStep>& steps) {
-    Texts products;
-    Texts others; // than the one that is to be removed
-    for (const RemovalStep& step : steps) {
-        const std::string product =
-            step.product ? NameOf(*step.product) : "the layered entries without an LSP";
-        std::erase(products, product);
-        products.push_back(product);
-        others.insert(others.end(), step.dllName == steps.back().dllName ? 0 : 1, product);
+void AddCopies(const std::vector<std::wstring>& files, Steps& steps) {
+    if (!files.empty()) {
+        steps.push_back(CommandsFor("Copy what is deleted into the current folder:", "copy", files));
     }
-    return {
-        kBackup, "Uninstall these products with their own uninstallers, in this order: " + Joined(products),
-        WriteSteps(steps), kCheck,
-        "Reinstall these products if they are still wanted: " + (others.empty() ? "none" : Joined(others))};
 }
 
-std::string ObstacleText(const RemovalOrder& order) {
-    const std::string product = NameOf(order.inTheWay);
-    switch (order.obstacle) {
-    case Obstacle::kTooManyOrCircle:
-        return ": too many LSPs lie over one another, or in a circle";
-    case Obstacle::kOnly32Bit:
-        return ": only the 32-bit catalog has " + product;
-    case Obstacle::kNotFound:
-        return ": the command does not find " + product;
-    case Obstacle::kBreaks:
-        return ": the removal of " + product + " would break networking, too";
-    case Obstacle::kNone:
+// The products of the runs, in their order, each once.
+std::vector<std::string> ProductsOf(const std::vector<RemovalRun>& runs) {
+    std::vector<std::string> names;
+    for (const RemovalRun& run : runs) {
+        for (const Product& product : run.products) {
+            if (std::ranges::find(names, NameOf(product)) == names.end()) {
+                names.push_back(NameOf(product));
+            }
+        }
+    }
+    return Shortened(names);
+}
+
+Steps AdviseOnOrder(const Rehearsal& rehearsal, const std::vector<RemovalRun>& runs) {
+    Steps steps = {kBackup};
+    std::vector<std::wstring> files;
+    std::string commands = "Where that is not possible, run in an elevated console, in this order:";
+    for (const RemovalRun& run : runs) {
+        commands += kIndent + CommandFor(kRemoveCommand, run.dllName);
+        if (!run.deletedFile.empty() && std::ranges::find(files, run.deletedFile) == files.end()) {
+            files.push_back(run.deletedFile);
+        }
+    }
+    AddCopies(files, steps);
+    std::vector<std::string> others = ProductsOf(runs);
+    steps.push_back("Uninstall these products with their own uninstallers, in this order: " + Joined(others));
+    steps.push_back(commands);
+    steps.push_back(kCheck);
+    if (rehearsal.run.target) {
+        std::erase(others, NameOf(ProductOfEntry(*rehearsal.run.target)));
+    }
+    if (!others.empty()) {
+        steps.push_back("Reinstall these products if they are still wanted: " + Joined(others));
+    }
+    return steps;
+}
+
+std::string WhyNoOrder(const RemovalOrder& order) {
+    switch (order.search) {
+    case OrderSearch::kOnly32:
+        return ": only the 32-bit catalog has " + NameOf(order.inTheWay);
+    case OrderSearch::kGivenUp:
+        return " within 50 runs and the time for the search";
+    case OrderSearch::kNone:
+    case OrderSearch::kFound:
         break;
     }
     return "";
 }
 
-Texts AdviseOnBroken(const Rehearsal& rehearsal) {
+Steps AdviseOnBroken(const Rehearsal& rehearsal) {
     const RemovalOrder order = FindRemovalOrder(rehearsal);
-    if (!order.steps.empty()) {
-        return AdviseOnOrder(order.steps);
+    if (order.search == OrderSearch::kFound) {
+        return AdviseOnOrder(rehearsal, order.runs);
     }
-    if (order.runs > 0) {
-        return {kBackup,
-                "Run the command " + std::to_string(order.runs) +
-                    " times: " + CommandFor(conv_to_wchar(rehearsal.dllName.c_str())) +
-                    ". Afterwards what remains works as before",
-                kCheck};
-    }
-    return {"No order of removals avoids this" + ObstacleText(order),
-            std::string("Uninstall the products with their own uninstallers. Where that is not possible: ") +
-                kReset};
+    return {"Do not run the command: no safe order of removals was found" + WhyNoOrder(order), kBackup,
+            "Uninstall the products with their own uninstallers",
+            std::string("Where that is not possible: ") + kReset};
 }
 
 // What to do about what remains after the command.
-Texts AdviseOnRemainders(const std::vector<Remainder>& remainders) {
-    Texts files;
-    bool inCatalog = false;
-    for (const Remainder& remainder : remainders) {
-        inCatalog = inCatalog || remainder.kind == RemainderKind::kNamespace ||
-                    (remainder.kind == RemainderKind::kEntry && !remainder.byRunningAgain);
+void AdviseOnRemainders(const Rehearsal& rehearsal, Steps& steps) {
+    std::vector<std::wstring> files;
+    bool more = false;
+    bool again = false;
+    for (const Remainder& remainder : rehearsal.remainders) {
         if (remainder.deletable) {
-            files.push_back(Shown(remainder.opened));
+            files.push_back(remainder.opened);
         }
+        again = again || remainder.byRunningAgain;
+        more = more || (!remainder.deletable && !remainder.inUse && !remainder.byRunningAgain &&
+                        remainder.kind != RemainderKind::kSharedCount);
     }
-    Texts advice;
+    if (again) {
+        steps.push_back("Rehearse again, for the next LSP with this name: " +
+                        CommandFor(kRehearseCommand, rehearsal.dllName));
+    }
     if (!files.empty()) {
-        advice.push_back("After the restart, delete by hand: " + Joined(files));
+        steps.push_back(CommandsFor("After the restart, delete by hand:", "del", files));
     }
-    if (inCatalog) {
-        advice.push_back(
-            std::string(
-                "Uninstall the rest of the product with its own uninstaller. Where that is not possible, "
-                "nothing is left but ") +
-            kReset);
+    if (more) {
+        steps.push_back(kUninstallRest);
     }
-    return advice;
+}
+
+Steps AdviseOnRemoval(const Rehearsal& rehearsal) {
+    Steps steps = {kBackup};
+    if (rehearsal.run.file.deleted) {
+        AddCopies({OpenedPath(rehearsal.run.dllPath, rehearsal.machine.folders, false)}, steps);
+    }
+    steps.push_back("Run in an elevated console: " + CommandFor(kRemoveCommand, rehearsal.dllName));
+    steps.push_back(kCheck);
+    AdviseOnRemainders(rehearsal, steps);
+    return steps;
+}
+
+Steps AdviseOnGaps(const Machine& machine) {
+    if (machine.live) {
+        return {kBackup, std::string("If the network fails: ") + kReset};
+    }
+    return {machine.fromListing
+                ? "Save the whole output on that machine: netsh winsock show catalog > catalog.txt"
+                : "Export the whole key on that machine: reg export "
+                  "HKLM\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters winsock.reg",
+            "If the same is missing again, run norvane64-rehearse on that machine"};
 }
 
 } // namespace
 
-std::vector<std::string> Advise(const Rehearsal& rehearsal) {
-    const std::vector<Remainder>& remainders = rehearsal.remainders;
-    const std::wstring name = conv_to_wchar(rehearsal.dllName.c_str());
-    if (rehearsal.verdict == Verdict::kBreaksNetworking) {
+Steps Advise(const Rehearsal& rehearsal) {
+    switch (rehearsal.verdict) {
+    case Verdict::kCannotTell:
+        return AdviseOnGaps(rehearsal.machine);
+    case Verdict::kNotFound:
+        return {SuggestNames(rehearsal.machine.catalogs, rehearsal.dllName)};
+    case Verdict::kCannotRemove:
+        return {"The command cannot remove it. Uninstall the product with its own uninstaller", kBackup,
+                std::string("Where there is no uninstaller: ") + kReset};
+    case Verdict::kBreaksNetworking:
         return AdviseOnBroken(rehearsal);
+    case Verdict::kClean:
+    case Verdict::kLeavesParts:
+        break;
     }
-    const bool again =
-        std::ranges::any_of(remainders, [](const Remainder& each) { return each.byRunningAgain; });
-    Texts advice = {SuggestNames(rehearsal.machine.catalogs, name)};
-    if (rehearsal.run.found) {
-        advice = {kBackup,
-                  "Run in an elevated console: " + CommandFor(name) +
-                      (again ? ", and again until the rehearsal says NOTHING TO DO" : ""),
-                  kCheck};
-    }
-    const Texts more = AdviseOnRemainders(remainders);
-    advice.insert(advice.end(), more.begin(), more.end());
-    return advice;
+    return AdviseOnRemoval(rehearsal);
 }
 
-std::vector<std::string> AdviseOnDefects(const std::vector<Defect>& defects) {
-    std::set<std::wstring> names;
-    bool orphans = false;
-    bool others = false;
+Steps AdviseOnMachine(const Machine& machine, const MachineHealth& health) {
+    if (!machine.gaps.empty()) {
+        return AdviseOnGaps(machine);
+    }
+    const std::vector<Defect> defects = FindDefects(health);
+    if (std::ranges::any_of(defects, &Defect::isOrphan)) {
+        return {"Rehearse the removal of the layered entries without an LSP: " +
+                CommandFor(kRehearseCommand, L"")};
+    }
+    Steps steps;
     for (const Defect& defect : defects) {
-        orphans = orphans || defect.isOrphan;
-        others = others || (!defect.isOrphan && defect.dllName.empty());
-        if (!defect.isOrphan && !defect.dllName.empty()) {
-            names.insert(defect.dllName);
+        if (!defect.dllName.empty()) {
+            steps.push_back("Reinstall " + NameOf(defect.product) +
+                            ", or rehearse its removal: " + CommandFor(kRehearseCommand, defect.dllName));
         }
     }
-    Texts advice;
-    for (const std::wstring& name : names) {
-        advice.push_back("Reinstall the product of " + Shown(name) +
-                         ", or rehearse its removal: norvane64-rehearse lsp " + Typed(name));
+    if (steps.empty() && HasDefects(health)) {
+        return {kBackup, std::string("No removal repairs this: ") + kReset};
     }
-    if (orphans) {
-        advice.push_back("Rehearse the removal of the layered entries without an LSP: norvane64-rehearse "
-                         "lsp \"\" (in PowerShell '\"\"')");
+    return steps;
+}
+
+std::string GapText(const Machine& machine) {
+    if (machine.gaps.empty()) {
+        return "";
     }
-    if (others) {
-        advice.push_back(std::string("The command cannot repair every entry: ") + kReset);
-    }
-    return advice;
+    return "Missing: " + Printable(machine.gaps.front()) + ". " +
+           (machine.live
+                ? "The catalogs of this machine are damaged; netsh winsock reset rebuilds them, after a "
+                  "backup"
+                : AdviseOnGaps(machine).front()) +
+           "\n";
 }

@@ -9,9 +9,14 @@ namespace {
 using Texts = std::vector<std::string>;
 
 // The paths with short names, which cannot be resolved without the disk.
-Texts ShortNames(const Catalogs& catalogs) {
+Texts ShortNames(const Machine& machine) {
     std::set<std::string> paths;
-    for (const Catalog* catalog : {&catalogs.catalog64, &catalogs.catalog32}) {
+    for (const NamespaceProvider& provider : machine.namespaces) {
+        if (provider.path.find('~') != std::string::npos) {
+            paths.insert(Printable(provider.path));
+        }
+    }
+    for (const Catalog* catalog : {&machine.catalogs.catalog64, &machine.catalogs.catalog32}) {
         for (const CatalogEntry& entry : *catalog) {
             if (entry.path.find(L'~') != std::wstring::npos) {
                 paths.insert(Shown(entry.path));
@@ -30,15 +35,16 @@ std::vector<std::string> DescribeAssumptions(const Machine& machine) {
     }
     lines.push_back(
         "Windows is in C:\\Windows, each file exists, and the code page is that of this computer");
-    if (machine.fromListing) {
-        lines.push_back(
-            "No namespace provider has the DLL: netsh prints neither their files nor the next id");
+    if (!machine.knowsNamespaces) {
+        lines.push_back("No namespace provider has the DLL: not checked; use a registry export of the key "
+                        "Parameters");
     }
     if (!machine.hasCounts) {
         lines.push_back(
-            "No other product shares the DLL: no file has the shared counts (the key SharedDLLs)");
+            "No other product shares the DLL: not checked; add --from counts.reg, which reg export "
+            "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs counts.reg writes");
     }
-    const Texts paths = ShortNames(machine.catalogs);
+    const Texts paths = ShortNames(machine);
     if (!paths.empty()) {
         lines.push_back("Short names are other files: " + Joined(paths));
     }

@@ -20,7 +20,7 @@ Texts DrawChanges(const CatalogChange& change, size_t width) {
     const auto noNote = [](size_t) { return std::string(); };
     const auto removed = [&](size_t i) { return change.after.present[i] ? '\0' : '-'; };
     const auto broken = [&](size_t i) { return StopsWorking(change, i) ? '!' : '\0'; };
-    const Catalog& entries = change.before.entries;
+    const Catalog& entries = change.before.facts->entries;
     Texts lines = DrawEntries(entries, change.before.present, width, removed, noNote);
     const Texts more = DrawEntries(entries, change.after.present, width, broken, noNote);
     lines.insert(lines.end(), more.begin(), more.end());
@@ -43,7 +43,8 @@ Texts TakeShared(Texts& in64, Texts& in32) {
 } // namespace
 
 std::string DrawAllChanges(const MachineChange& change) {
-    const size_t width = NameWidth(change.catalog64.before.entries, change.catalog32.before.entries);
+    const size_t width =
+        NameWidth(change.catalog64.before.facts->entries, change.catalog32.before.facts->entries);
     Texts in64 = DrawChanges(change.catalog64, width);
     Texts in32 = DrawChanges(change.catalog32, width);
     const Texts shared = TakeShared(in64, in32);
@@ -51,29 +52,50 @@ std::string DrawAllChanges(const MachineChange& change) {
     for (const auto& [catalogs, lines] : {std::pair(NameOfCatalogs(true, true), &std::as_const(shared)),
                                           std::pair(NameOfCatalogs(true, false), &std::as_const(in64)),
                                           std::pair(NameOfCatalogs(false, true), &std::as_const(in32))}) {
-        text += lines->empty() ? ""
-                               : std::string("\nEntries that would be removed (-) or stop working (!), ") +
-                                     catalogs + "\n";
+        text += lines->empty() ? "" : "  " + catalogs + "\n";
         for (const std::string& line : Shortened(*lines)) {
             text += line.ends_with('\n') ? line : "    " + line + "\n";
         }
     }
+    return text.empty() ? "" : "\nEntries that would be removed (-) or stop working (!)\n" + text;
+}
+
+namespace {
+
+// The lines of a catalog. Of a long one those with a mark come first, and the rest is cut.
+std::string DrawCatalog(const CatalogHealth& health, size_t width, bool full) {
+    const CatalogFacts& facts = *health.facts;
+    const auto mark = [&](size_t i) {
+        const char plain = full || !IsBase(facts.entries[i]) ? ' ' : '\0';
+        return health.works[i] ? plain : '!';
+    };
+    size_t reasons = 0; // which take time
+    const auto note = [&](size_t i) {
+        const bool shown = !health.works[i] && (full || reasons++ < kMostLines);
+        return shown ? "does not work: " + ReasonText(FindFault(health, i)) : "";
+    };
+    Texts lines = DrawEntries(facts.entries, health.present, width, mark, note);
+    if (!full && lines.size() > kMostLines) {
+        std::stable_partition(lines.begin(), lines.end(),
+                              [](const std::string& line) { return line[2] == '!'; });
+        lines = Shortened(lines);
+        lines.back() = "    " + lines.back() + "; --full shows all\n";
+    }
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line;
+    }
     return text;
 }
 
-std::string DrawDefects(const MachineHealth& health) {
-    const size_t width = NameWidth(health.catalog64.entries, health.catalog32.entries);
+} // namespace
+
+std::string DrawMachine(const MachineHealth& health, bool full) {
+    const size_t width = NameWidth(health.catalog64.facts->entries, health.catalog32.facts->entries);
     std::string text;
     for (const CatalogHealth* catalog : {&health.catalog64, &health.catalog32}) {
-        const auto mark = [&](size_t i) { return catalog->works[i] ? ' ' : '!'; };
-        const auto note = [&](size_t i) {
-            return catalog->works[i] ? "" : "does not work: " + ReasonText(FindFault(*catalog, i));
-        };
-        text += "\n" + NameOfCatalogs(!catalog->is32, catalog->is32) + ": " +
-                std::to_string(catalog->entries.size()) + " entries\n";
-        for (const std::string& line : DrawEntries(catalog->entries, catalog->present, width, mark, note)) {
-            text += line;
-        }
+        text += "\n" + NameOfCatalogs(!catalog->facts->is32, catalog->facts->is32) + ": " +
+                std::to_string(catalog->present.size()) + " entries\n" + DrawCatalog(*catalog, width, full);
     }
     return text;
 }

@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "common/text_conversion.h"
+#include "machine/text.h"
 
 namespace {
 
@@ -26,7 +27,8 @@ bool WriteConsolePart(HANDLE console, const std::wstring& part) {
 
 } // namespace
 
-bool Print(std::FILE* stream, const std::string& text) {
+bool Print(std::FILE* stream, const std::string& lines) {
+    const std::string text = Joined(SplitAt(lines, "\n"), "\r\n");
     const HANDLE output = GetStdHandle(stream == stderr ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE);
     DWORD mode = 0;
     if (!GetConsoleMode(output, &mode)) {

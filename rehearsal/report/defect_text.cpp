@@ -9,26 +9,35 @@ std::string ReasonText(const FaultReason& reason) {
         ids.push_back(std::to_string(id));
     }
     switch (reason.fault) {
+    case Fault::kNoFileName:
+        return "its path cannot be a file";
     case Fault::kMissingFile:
         return "its file is missing";
     case Fault::kChainLength:
         return "its chain length is " + std::to_string(reason.chainLength);
     case Fault::kMissingId:
-        return "it names the missing id " + Joined(ids);
+        return "it names " + (ids.empty() ? "an id that is missing" : "the missing id " + Joined(ids));
     case Fault::kBrokenId:
-        return "it names " + Joined(ids) + ", which does not work";
+        return "it names " + (ids.empty() ? "an entry" : Joined(ids)) + (ids.empty() ? " that" : ", which") +
+               " does not work";
     case Fault::kNone:
         break;
     }
     return "";
 }
 
-std::vector<std::string> DescribeDefects(const std::vector<Defect>& defects) {
+std::vector<std::string> DescribeDefects(const MachineHealth& health) {
     std::vector<std::string> lines;
-    for (const Defect& defect : defects) {
-        lines.push_back(NameOfCatalogs(defect.in64, defect.in32) + ": " + TitleOf(defect.id, defect.entry) +
-                        (defect.hasOwner ? ", of " + NameOf(defect.product) : "") + ": " +
-                        ReasonText(defect.reason));
+    for (const CatalogHealth* catalog : {&health.catalog64, &health.catalog32}) {
+        if (!HasBase(*catalog)) {
+            lines.push_back("The " + NameOfCatalogs(!catalog->facts->is32, catalog->facts->is32) +
+                            " has no base provider: programs that use it have no network");
+        }
+    }
+    for (const Defect& defect : FindDefects(health)) {
+        lines.push_back(NameOf(defect.product) + ": " + ReasonText(defect.reason) + " (" +
+                        std::to_string(defect.entries) + (defect.entries == 1 ? " entry, " : " entries, ") +
+                        NameOfCatalogs(defect.in64, defect.in32) + ")");
     }
     return lines;
 }

@@ -10,6 +10,6 @@
 // works.
 std::string ReasonText(const FaultReason& reason);
 
-// A line for each defect: "both catalogs: 1021 Filter over Example TCP, of Filter (filterlsp.dll): it names
-// the missing id 1011".
-std::vector<std::string> DescribeDefects(const std::vector<Defect>& defects);
+// A line for each product: "AcmeShield (acme.dll): its file is missing (10 entries, both catalogs)", and one
+// for each catalog without a base provider.
+std::vector<std::string> DescribeDefects(const MachineHealth& health);

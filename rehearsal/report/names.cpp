@@ -61,7 +61,7 @@ std::string OfSides(bool in64, bool in32, const char* both, const char* one64, c
 } // namespace
 
 std::string ShortNameOf(const Product& product) {
-    const std::string name = Shown(product.name);
+    std::string name = Shown(product.name);
     if (!name.starts_with('@')) {
         return name;
     }

@@ -29,21 +29,22 @@ std::string FileText(const Remainder& file) {
 }
 
 std::string EntryText(const Remainder& remainder, const CatalogHealth& after) {
-    const CatalogEntry& entry = after.entries[remainder.index];
-    const std::string bits = after.is32 ? "32-bit " : "64-bit ";
-    const std::string text =
+    const CatalogEntry& entry = after.facts->entries[remainder.index];
+    const bool is32 = after.facts->is32;
+    const bool works = after.works[remainder.index];
+    std::string text =
         (IsLsp(entry) ? "LSP " : "Layered entry without LSP ") +
         TitleOf(entry.info.dwCatalogEntryId, ProductOfEntry(entry)) + " (" + Shown(entry.path) + ") of the " +
-        NameOfCatalogs(!after.is32, after.is32) + ": " +
-        (after.works[remainder.index] ? bits + "programs would keep using it" : "it would not work");
+        NameOfCatalogs(!is32, is32) + ": " +
+        (works ? NameOfPrograms(!is32, is32) + " would keep using it" : "it would never work again");
     if (remainder.byRunningAgain) {
-        return text + " until the command is run again";
+        return text + (works ? " until the command is run again" : "; the same command removes it");
     }
     if (!remainder.hasName) {
         return text;
     }
-    return text + (after.is32 ? "; the command looks for names in the 64-bit catalog alone"
-                              : "; the command does not find it");
+    return text + (is32 ? "; the command looks for names in the 64-bit catalog alone"
+                        : "; the command does not find it");
 }
 
 std::string NamespaceText(const NamespaceProvider& provider) {
@@ -56,18 +57,16 @@ std::string TextOf(const Remainder& remainder, const Rehearsal& rehearsal) {
     case RemainderKind::kSharedCount:
         return "The shared count of the deleted file: it is 0 and would become 4294967295";
     case RemainderKind::kDll:
-        return "File " + Shown(remainder.path) + ": " + ReasonText(remainder, rehearsal.run.sharedCount);
+        return "File " + Shown(remainder.path) + ": " + ReasonText(remainder, rehearsal.run.file.sharedCount);
     case RemainderKind::kFile:
         return FileText(remainder);
     case RemainderKind::kEntry:
         return EntryText(remainder, remainder.is32 ? rehearsal.change.catalog32.after
                                                    : rehearsal.change.catalog64.after);
     case RemainderKind::kNamespace:
-        return NamespaceText(rehearsal.machine.namespaces[remainder.index]);
-    case RemainderKind::kUnread:
         break;
     }
-    return "Entries that could not be read: see the warnings";
+    return NamespaceText(rehearsal.machine.namespaces[remainder.index]);
 }
 
 } // namespace

@@ -19,15 +19,15 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-size_t CountDefects(const MachineChange& change) {
-    return CountFaults(change.catalog64.before) + CountFaults(change.catalog32.before);
+MachineHealth HealthBefore(const Rehearsal& rehearsal) {
+    return {rehearsal.change.catalog64.before, rehearsal.change.catalog32.before};
 }
 
 // The products that the removed entries belong to.
 Texts RemovedProducts(const MachineChange& change) {
     std::set<std::string> products;
     for (const CatalogChange* catalog : {&change.catalog64, &change.catalog32}) {
-        for (size_t i = 0; i < catalog->before.entries.size(); ++i) {
+        for (size_t i = 0; i < catalog->before.present.size(); ++i) {
             if (!catalog->after.present[i]) {
                 products.insert(NameOf(ProductOf(catalog->before, i)));
             }
@@ -44,15 +44,15 @@ Texts DescribeRemoval(const Rehearsal& rehearsal) {
     if (removed64 + removed32 > 0) {
         lines.push_back("Entries: " + std::to_string(removed64) + " of the 64-bit catalog, " +
                         std::to_string(removed32) + " of the 32-bit catalog, of " +
-                        Joined(RemovedProducts(change)));
+                        Joined(Shortened(RemovedProducts(change))));
     }
-    if (rehearsal.run.fileDeleted) {
+    if (rehearsal.run.file.deleted) {
         lines.push_back("File " + Shown(rehearsal.run.dllPath) + " (at the next restart if it is in use)");
     }
     lines.push_back(removed64 + removed32 > 0
                         ? "A restart would be due: running programs keep the old catalogs"
                         : "Nothing, and no restart would be due");
-    if (!rehearsal.run.found && FromAnsi(rehearsal.dllName).find_first_of("\\/:") != std::string::npos) {
+    if (!rehearsal.run.found && rehearsal.dllName.find_first_of(L"\\/:") != std::wstring::npos) {
         lines.push_back("The name has to be the file name of the DLL alone, without a folder");
     }
     return lines;
@@ -65,7 +65,7 @@ const char* HarmText(Harm harm) {
     case Harm::kUse:
         return "use it would fail";
     case Harm::kBaseRemoved:
-        return "use it would fail: this provider of Windows would be removed, too";
+        return "use it would fail: this base provider would be removed, too";
     case Harm::kLspRemoved:
         return "use it would fail: it has the provider id of a removed entry, and would be removed, too";
     case Harm::kLookups:
@@ -83,6 +83,19 @@ Texts DescribeBroken(const std::vector<Broken>& broken) {
     return lines;
 }
 
+// The warnings of the reader, and the shared counts that the command does not find.
+Texts DescribeWarnings(const Rehearsal& rehearsal) {
+    Texts lines;
+    for (const SharedCount& count : rehearsal.ignoredCounts) {
+        lines.push_back(
+            "SharedDLLs: " + count.path + " has the count " + std::to_string(count.count) +
+            ". The command does not find it under this name or type, and deletes the file all the "
+            "same");
+    }
+    lines.insert(lines.end(), rehearsal.machine.warnings.begin(), rehearsal.machine.warnings.end());
+    return lines;
+}
+
 std::string DrawEverything(const Rehearsal& rehearsal) {
     std::string text = "\nThe catalogs before\n" + DrawCatalogs(rehearsal.machine.catalogs) +
                        "\nThe catalogs afterwards\n" + DrawCatalogs(rehearsal.run.after) +
@@ -96,28 +109,37 @@ std::string DrawEverything(const Rehearsal& rehearsal) {
 } // namespace
 
 const char* VerdictText(Verdict verdict) {
-    const char* const texts[] = {"CLEAN", "", "NOTHING TO DO", "INCOMPLETE", "BREAKS NETWORKING"};
-    return texts[static_cast<size_t>(verdict)];
+    switch (verdict) {
+    case Verdict::kClean:
+        return "CLEAN";
+    case Verdict::kNotFound:
+        return "NOT FOUND";
+    case Verdict::kLeavesParts:
+        return "LEAVES PARTS";
+    case Verdict::kBreaksNetworking:
+        return "BREAKS NETWORKING";
+    case Verdict::kCannotRemove:
+        return "CANNOT REMOVE";
+    case Verdict::kCannotTell:
+        break;
+    }
+    return "CANNOT TELL";
 }
 
 std::string WriteReport(const Rehearsal& rehearsal, bool full) {
     const std::string verdict = VerdictText(rehearsal.verdict);
-    const MachineChange& change = rehearsal.change;
-    const std::vector<Defect> defects = FindDefects({change.catalog64.before, change.catalog32.before});
-    std::string text = "Rehearsal: nothing was changed.\n" + verdict + ": norvane64 remove lsp " +
-                       Typed(conv_to_wchar(rehearsal.dllName.c_str())) + ", on " +
-                       Printable(rehearsal.machine.name) + "\n";
+    const Machine& machine = rehearsal.machine;
+    std::string text = verdict + ": " + SubjectFor(rehearsal.dllName) + ", on " + Printable(machine.name) +
+                       "\n" + GapText(machine) + "Rehearsal: nothing was changed.\n";
     text += Section("Would be removed", DescribeRemoval(rehearsal));
-    text += Section("Would stop working", Shortened(DescribeBroken(rehearsal.broken)));
-    text += Section("Would remain", Shortened(DescribeRemainders(rehearsal)));
-    text += Section("Does not work already", Shortened(DescribeDefects(defects)));
-    std::vector<std::string> advice = Advise(rehearsal);
-    const std::vector<std::string> more = AdviseOnDefects(defects);
-    advice.insert(advice.end(), more.begin(), more.end());
-    text += NumberedSection("What to do", advice);
-    text += Section("Assumptions", DescribeAssumptions(rehearsal.machine));
-    text += Section("Warnings", Shortened(rehearsal.machine.warnings));
-    text += DrawAllChanges(change);
+    text += Section("Would stop working", DescribeBroken(rehearsal.broken));
+    text += Section("Would remain", DescribeRemainders(rehearsal));
+    text += Section("Does not work already", DescribeDefects(HealthBefore(rehearsal)));
+    text += NumberedSection("What to do", Advise(rehearsal));
+    text += Section("Assumptions", DescribeAssumptions(machine));
+    text += Section("Missing in the description", machine.gaps);
+    text += Section("Warnings", DescribeWarnings(rehearsal));
+    text += DrawAllChanges(rehearsal.change);
     text += full ? DrawEverything(rehearsal) : "";
     return text + "\n" + verdict + " (exit code " + std::to_string(static_cast<int>(rehearsal.verdict)) +
            ")\n";
@@ -125,10 +147,12 @@ std::string WriteReport(const Rehearsal& rehearsal, bool full) {
 
 std::string WriteBrief(const Rehearsal& rehearsal) {
     std::string text = Printable(rehearsal.machine.name) + "\t" + VerdictText(rehearsal.verdict);
+    const MachineHealth before = HealthBefore(rehearsal);
     for (const size_t count :
          {CountRemoved(rehearsal.change.catalog64), CountRemoved(rehearsal.change.catalog32),
-          rehearsal.remainders.size(), rehearsal.broken.size(), CountDefects(rehearsal.change),
-          rehearsal.machine.warnings.size()}) {
+          rehearsal.remainders.size(), rehearsal.broken.size(),
+          CountFaults(before.catalog64) + CountFaults(before.catalog32),
+          DescribeWarnings(rehearsal).size() + rehearsal.machine.gaps.size()}) {
         text += "\t" + std::to_string(count);
     }
     return text + "\n";

@@ -4,15 +4,9 @@
 
 #include "machine/text.h"
 
-namespace {
-
-constexpr size_t kMostLines = 10; // of a shortened list
-
-} // namespace
-
 std::string Section(const std::string& heading, const std::vector<std::string>& lines) {
     std::string text = lines.empty() ? "" : "\n" + heading + "\n";
-    for (const std::string& line : lines) {
+    for (const std::string& line : Shortened(lines)) {
         text += "  - " + Printable(line) + "\n";
     }
     return text;

@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-// A heading with its lines, each made printable; empty without lines.
+constexpr size_t kMostLines = 19; // of a list; a further line says how many more there are
+
+// A heading with its lines, each made printable; empty without lines. A long list is shortened.
 std::string Section(const std::string& heading, const std::vector<std::string>& lines);
 
 // The same with numbered lines.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "machine/text.h"
 
@@ -29,11 +30,18 @@ size_t Differences(std::string a, std::string b) {
 
 } // namespace
 
-std::vector<std::string> SortedByLikeness(const std::string& text, std::vector<std::string> known) {
-    std::stable_sort(known.begin(), known.end(), [&](const std::string& a, const std::string& b) {
-        return Differences(text, a) < Differences(text, b);
-    });
-    return known;
+std::vector<std::string> SortedByLikeness(const std::string& text, const std::vector<std::string>& known) {
+    std::vector<std::pair<size_t, size_t>> order; // differences, and the place in known
+    for (size_t i = 0; i < known.size(); ++i) {
+        order.emplace_back(Differences(text, known[i]), i);
+    }
+    std::ranges::sort(order);
+    std::vector<std::string> sorted;
+    sorted.reserve(order.size());
+    for (const auto& [differences, place] : order) {
+        sorted.push_back(known[place]);
+    }
+    return sorted;
 }
 
 bool IsAlike(const std::string& text, const std::string& known) {

@@ -13,12 +13,23 @@ Options, before or behind the command; "--" ends them:
                FILE with one of these commands:
                  reg export HKLM\SYSTEM\CurrentControlSet\Services\WinSock2\Parameters FILE
                  reg export HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs FILE
+                 reg export HKLM\SOFTWARE\Wow6432Node\Microsoft\Windows\CurrentVersion\SharedDLLs FILE
                  netsh winsock show catalog > FILE
   --full       "lsp": also both catalogs before and afterwards, and the trace that the command would write
+               "list": also the base providers that work
   --brief      "lsp": one line with tabs: machine, verdict, entries removed from the 64-bit catalog, entries
                removed from the 32-bit catalog, things that would remain, products that would stop working,
                entries that do not work already, warnings
+               "list": one line with tabs: machine, exit code, LSPs, entries that do not work in the 64-bit
+               catalog, in the 32-bit catalog, warnings
 
-Exit codes of "lsp": 0 CLEAN, 2 NOTHING TO DO, 3 INCOMPLETE, 4 BREAKS NETWORKING.
-Exit codes of "list": 0 all entries work, 5 an entry does not work. Both: 1 for an error.
+Exit codes of "lsp":
+  0  CLEAN               the LSP and its files would be removed; everything else works as before
+  2  NOT FOUND           no entry of either catalog has the name
+  3  LEAVES PARTS        something of the product would remain
+  4  BREAKS NETWORKING   something that works now would stop working
+  6  CANNOT REMOVE       something has the name, and the command would remove nothing
+  7  CANNOT TELL         the description of the machine is not whole
+Exit codes of "list": 0 all entries work, 5 an entry does not work, 7 CANNOT TELL.
+Both: 1 for an error.
 )";

@@ -14,7 +14,7 @@ namespace trace_detail {
 struct WideArgument {
     long long number = 0;
     const void* address = nullptr;
-    std::wstring converted = {}; // of a narrow text; address points into it
+    std::wstring converted; // of a narrow text; address points into it
 };
 
 // Returns the value with the type that the wide functions take for an argument of this kind.

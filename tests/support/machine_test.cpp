@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "common/text_conversion.h"
 #include "lsp/private_heap.h"
 #include "lsp/update_function_loading.h"
 #include "machine/files.h"
@@ -146,8 +147,10 @@ std::string ResidueOf(const std::function<void()>& action) {
     return residue;
 }
 
-DWORD RunProgram(std::string commandLine, HANDLE output) {
-    STARTUPINFOA startup = {};
+DWORD RunProgram(const std::string& commandLine, HANDLE output) {
+    const char* const text = commandLine.c_str();
+    std::wstring wide = IsUtf8(commandLine) ? conv_utf8_to_wchar(text) : conv_to_wchar(text);
+    STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdOutput = startup.hStdError = output;
@@ -156,8 +159,8 @@ DWORD RunProgram(std::string commandLine, HANDLE output) {
     BOOL started = FALSE;
     for (int tries = 0; !started && (tries == 0 || GetLastError() == ERROR_INTERNAL_ERROR) && tries < 3;
          ++tries) {
-        started = CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                                 &startup, &process);
+        started = CreateProcessW(nullptr, wide.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                                 &process);
     }
     EXPECT_TRUE(started) << commandLine.substr(0, 200) << ": error " << GetLastError();
     if (started && WaitForSingleObject(process.hProcess, kSecondsForAProgram * 1000) == WAIT_TIMEOUT) {

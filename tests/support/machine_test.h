@@ -53,8 +53,9 @@ enum class ChildOutput { kFile, kNone, kUnwritable };
 // fails.
 std::string RunChild(const std::string& commandLine, ChildOutput to = ChildOutput::kFile);
 
-// Runs a command line with the given handle as its output. Returns its exit code.
-DWORD RunProgram(std::string commandLine, HANDLE output);
+// Runs a command line, in UTF-8 or else in the ANSI code page, with the given handle as its output. Returns
+// its exit code.
+DWORD RunProgram(const std::string& commandLine, HANDLE output);
 
 // The exit code of the last RunChild.
 extern DWORD lastExitCode;

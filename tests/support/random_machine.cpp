@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <iterator>
 
 #include "common/text_conversion.h"
 #include "files/file_remover.h"
@@ -25,7 +26,11 @@ constexpr char kSystem[] = "C:\\windows\\system32\\s.dll";
 constexpr char kWow[] = "C:\\windows\\syswow64\\s.dll";
 constexpr char kNative[] = "C:\\windows\\sysnative\\s.dll";
 constexpr char kOther[] = "C:\\p\\d & \xE9.dll";
-constexpr const char* kFiles[] = {kA, kB, kSystem, kWow, kNative, kOther};
+constexpr char kPlain64[] = "C:\\windows\\system32\\e.dll";
+constexpr char kPlain32[] = "C:\\windows\\syswow64\\e.dll";
+constexpr char kBase64[] = "C:\\windows\\system32\\base.dll";
+constexpr char kBase32[] = "C:\\windows\\syswow64\\base.dll";
+constexpr const char* kFiles[] = {kA, kB, kSystem, kWow, kNative, kOther, kPlain64, kPlain32, kBase64, kBase32};
 constexpr Spelling kSpellings[] = {{L"C:\\p\\a.dll", kA, kA},
                                    {L"c:\\P\\x\\..\\A.DLL", kA, kA},
                                    {L"\\\\?\\C:\\p\\a.dll", kA, kA},
@@ -37,8 +42,8 @@ constexpr Spelling kSpellings[] = {{L"C:\\p\\a.dll", kA, kA},
                                    {L"C:\\Windows\\Sysnative\\s.dll", kNative, kSystem},
                                    {L"C:\\p\\d & \xE9.dll", kOther, kOther},
                                    {L"%X%\\c.dll", "", ""},
-                                   {L"e.dll", "", ""},
-                                   {L"C:\\windows\\system32\\mswsock.dll", "", ""},
+                                   {L"e.dll", kPlain64, kPlain32},
+                                   {L"C:\\windows\\system32\\base.dll", kBase64, kBase32},
                                    {L"C:\\n\\n.dll", "", ""}};
 constexpr size_t kOfLsps = std::size(kSpellings) - 2; // the last two are of Windows
 
@@ -115,7 +120,7 @@ void AddLsp(Maker& maker, std::initializer_list<Catalog*> catalogs) {
 void Fill(Maker& maker, DWORD lsps, std::initializer_list<Catalog*> catalogs) {
     for (int i = 0; i < 3; ++i) {
         CatalogEntry base = MakeEntry(maker, NewId(maker), BASE_PROTOCOL);
-        base.path = maker.damaged && OnceIn(maker, 5) ? base.path : L"C:\\windows\\system32\\mswsock.dll";
+        base.path = maker.damaged && OnceIn(maker, 5) ? base.path : L"C:\\windows\\system32\\base.dll";
         for (Catalog* catalog : catalogs) {
             catalog->push_back(base);
         }
@@ -167,7 +172,9 @@ RandomMachine MakeRandomMachine(Random& random, int round) {
     const Spelling& provider = kSpellings[std::min<DWORD>(Below(random, 30), kOfLsps + 1)];
     machine.provider = {"@%SystemRoot%\\System32\\mswsock.dll,-60100", conv_wchar_to_utf8(provider.path),
                         false};
-    machine.counts = {{kA, Below(random, 3)}, {kSystem, 1 + Below(random, 2)}};
+    if (Below(random, 2) == 0) {
+        machine.counts = {{kA, Below(random, 3)}, {kSystem, 1 + Below(random, 2)}};
+    }
     machine.dllName = AnyDllName(random, in64);
     machine.live = small || round % 4 == 1;
     return machine;
@@ -180,9 +187,10 @@ Machine DescriptionOf(const RandomMachine& random) {
     machine.folders = random.live ? LiveFolders() : AssumedFolders();
     machine.catalogs = random.catalogs;
     machine.namespaces = {random.provider};
-    machine.hasCatalogs = machine.hasCounts = true;
+    machine.hasCatalogs = machine.hasCounts = machine.hasCounts32 = machine.knowsNamespaces = true;
     for (const auto& [path, count] : random.counts) {
         machine.sharedCounts[LowerCase(path)] = count;
+        machine.storedCounts.push_back({path, count, true});
     }
     return machine;
 }
@@ -191,12 +199,26 @@ void UseFiles(const RandomMachine& machine, Random random) {
     for (const char* folder : {"C:\\p", "C:\\n", "C:\\windows\\sysnative", "C:\\windows\\syswow64"}) {
         CreateDirectoryA(folder, nullptr);
     }
-    for (const char* file : {"C:\\n\\n.dll", "C:\\windows\\syswow64\\mswsock.dll"}) {
-        WriteWholeFile(file, "stands for a DLL");
-    }
+    WriteWholeFile("C:\\n\\n.dll", "stands for a DLL");
     for (const char* file : kFiles) {
         if (machine.live && Below(random, 4) == 0) {
             DeleteFileA(file);
+        } else if (!FileExists(file)) {
+            WriteWholeFile(file, "stands for a DLL");
+        }
+    }
+}
+
+std::set<std::string> ExistingFiles() {
+    std::set<std::string> files;
+    std::ranges::copy_if(kFiles, std::inserter(files, files.end()), FileExists);
+    return files;
+}
+
+void KeepFiles(const std::set<std::string>& files) {
+    for (const std::string file : kFiles) {
+        if (!files.contains(file)) {
+            DeleteFileA(file.c_str());
         } else if (!FileExists(file)) {
             WriteWholeFile(file, "stands for a DLL");
         }

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 
 #include "machine/machine.h"
@@ -34,6 +35,11 @@ Machine DescriptionOf(const RandomMachine& random);
 // Writes the files that a random machine has, and removes those that are missing. Only what differs is
 // written.
 void UseFiles(const RandomMachine& machine, Random random);
+
+// Those of the files of the random machines that exist; and keeps only these, of which one that is missing is
+// written.
+std::set<std::string> ExistingFiles();
+void KeepFiles(const std::set<std::string>& files);
 
 // Writes the shared counts of a machine, and no others.
 void UseCounts(const std::map<std::string, DWORD>& counts);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include "machine/text.h"
+#include "machine/windows_path.h"
 #include "support/machine_test.h"
 #include "support/random_machine.h"
 
@@ -60,20 +62,6 @@ class Proofs {
     std::set<size_t> open_;
 };
 
-// Whether an entry has lost an id of its chain.
-bool LosesId(const ModelCatalog& model, size_t i, Proofs& before, Proofs& after) {
-    const auto any = [](size_t) { return true; };
-    const WSAPROTOCOLCHAIN& chain = model.before[i].info.ProtocolChain;
-    for (int at = 0; chain.ChainLen > 1 && chain.ChainLen <= MAX_PROTOCOL_CHAIN && at < chain.ChainLen;
-         ++at) {
-        if (before.AnyOther(i, chain.ChainEntries[at], any) &&
-            !after.AnyOther(i, chain.ChainEntries[at], any)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 // The path that Windows gives for the provider id of an entry: that of the first one.
 std::wstring PathByProvider(const Catalog& catalog, const CatalogEntry& entry) {
     return std::ranges::find_if(
@@ -104,40 +92,58 @@ void LookAfter(const Catalog& after, ModelCatalog& model) {
     }
     const auto remains = [&](size_t i) { return left.contains(model.before[i].info.dwMessageSize); };
     Proofs proofs(model.before, model.is32, remains);
-    Proofs earlier(model.before, model.is32, [](size_t) { return true; });
     model.remains.clear();
     model.stops.clear();
     for (size_t i = 0; i < model.before.size(); ++i) {
         const bool isLsp = IsLsp(model.before[i]);
         model.remains.push_back(remains(i));
         model.stops.push_back(remains(i) && !isLsp && model.worked[i] && !proofs.Works(i));
-        model.breaks = model.breaks || model.stops[i] || (!remains(i) && IsBase(model.before[i])) ||
-                       (remains(i) && LosesId(model, i, earlier, proofs));
+        const bool baseIsGone = !remains(i) && IsBase(model.before[i]) && model.worked[i];
+        model.breaks = model.breaks || model.stops[i] || baseIsGone;
     }
 }
 
-bool LosesAnotherLsp(const ModelCatalog& in64, const std::wstring& dllName, long long hiddenId) {
-    const Catalog& before = in64.before;
-    size_t target = before.size();
-    for (size_t i = 0; i < before.size() && target == before.size(); ++i) {
-        const bool isNamed = IsLsp(before[i]) && before[i].info.dwCatalogEntryId == hiddenId &&
-                             NameIn(PathByProvider(before, before[i])) == dllName;
-        target = !in64.remains[i] && isNamed ? i : target;
-    }
+namespace {
+
+// Whether an entry that worked is removed, and none of its LSPs is a target.
+bool LosesAnother(const ModelCatalog& model, const std::function<bool(size_t)>& isTarget) {
+    const Catalog& before = model.before;
     for (size_t i = 0; i < before.size(); ++i) {
-        const DWORD owner = before[i].info.ProtocolChain.ChainEntries[0];
-        bool ofOther = IsLsp(before[i]) && i != target;
-        bool ofTarget = i == target;
+        bool ofOther = IsLsp(before[i]) && !isTarget(i);
+        bool ofTarget = IsLsp(before[i]) && isTarget(i);
         for (size_t lsp = 0; lsp < before.size() && IsLayered(before[i]); ++lsp) {
-            if (IsLsp(before[lsp]) && before[lsp].info.dwCatalogEntryId == owner) {
-                (lsp == target ? ofTarget : ofOther) = true;
+            if (IsLsp(before[lsp]) &&
+                before[lsp].info.dwCatalogEntryId == before[i].info.ProtocolChain.ChainEntries[0]) {
+                (isTarget(lsp) ? ofTarget : ofOther) = true;
             }
         }
-        if (!in64.remains[i] && ofOther && !ofTarget) {
+        if (!model.remains[i] && model.worked[i] && ofOther && !ofTarget) {
             return true;
         }
     }
     return false;
+}
+
+} // namespace
+
+bool LosesAnotherLsp(const ModelCatalog& in64, const ModelCatalog& in32, const std::wstring& dllName,
+                     long long hiddenId) {
+    const Catalog& before = in64.before;
+    const auto target = std::ranges::find_if(before, [&](const CatalogEntry& entry) {
+        return !in64.remains[static_cast<size_t>(&entry - before.data())] && IsLsp(entry) &&
+               entry.info.dwCatalogEntryId == hiddenId && NameIn(PathByProvider(before, entry)) == dllName;
+    });
+    // In the 32-bit catalog the product is recognised by its provider id, and its id, name or DLL.
+    const auto isSame = [&](size_t i) {
+        const CatalogEntry& entry = in32.before[i];
+        return target != before.end() && entry.info.ProviderId == target->info.ProviderId &&
+               (entry.info.dwCatalogEntryId == target->info.dwCatalogEntryId ||
+                (*entry.info.szProtocol != L'\0' &&
+                 std::wstring(entry.info.szProtocol) == target->info.szProtocol) ||
+                LowerCase(FileNameForWindows(entry.path)) == LowerCase(FileNameForWindows(target->path)));
+    };
+    const auto isTarget = [&](size_t i) { return before.begin() + static_cast<ptrdiff_t>(i) == target; };
+    return LosesAnother(in64, isTarget) || LosesAnother(in32, isSame);
 }
 
 bool LeavesParts(const ModelCatalog& in64, const ModelCatalog& in32, const std::wstring& dllName,

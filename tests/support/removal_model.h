@@ -15,8 +15,7 @@ struct ModelCatalog {
     std::vector<bool> worked;
     std::vector<bool> remains = {};
     std::vector<bool> stops = {}; // remains, worked, and does not work afterwards
-    bool breaks = false;          // whether anything that remains stops working or loses an id, or a base
-                                  // provider is removed
+    bool breaks = false;          // whether anything stops, or a base provider that worked is removed
 };
 
 // A catalog before a removal, with the files that are on the disk.
@@ -25,10 +24,11 @@ ModelCatalog LookBefore(const Catalog& catalog, bool is32);
 // Compares with the catalog and the files that a removal left. Entries are recognised by their dwMessageSize.
 void LookAfter(const Catalog& after, ModelCatalog& model);
 
-// Whether the removal took another LSP of the 64-bit catalog than the one that has the name, or an entry of
-// another one.
+// Whether the removal took another LSP than the one that has the name, or an entry of another one, that
+// worked.
 //   hiddenId  of the LSP that the trace names; -1 for none
-bool LosesAnotherLsp(const ModelCatalog& in64, const std::wstring& dllName, long long hiddenId);
+bool LosesAnotherLsp(const ModelCatalog& in64, const ModelCatalog& in32, const std::wstring& dllName,
+                     long long hiddenId);
 
 // Whether anything of the product remains that is seen at once: a file of a removed entry that is on the disk
 // and that nothing names, or an LSP with the name.

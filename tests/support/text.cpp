@@ -63,6 +63,11 @@ void ReplaceAll(std::string& text, const std::string& from, const std::string& t
     }
 }
 
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    ReplaceAll(text, from, to);
+    return text;
+}
+
 std::string ReplaceStamps(const std::string& trace, const std::string& to) {
     static const std::regex stamp("(^|\\n)\\d{3,}:[0-9a-f]{4,} \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ");
     return std::regex_replace(trace, stamp, "$1" + to);

@@ -19,5 +19,8 @@ std::vector<std::string> SplitArguments(std::string line);
 // Replaces every occurrence. The replacements themselves are not searched.
 void ReplaceAll(std::string& text, const std::string& from, const std::string& to);
 
+// The same with a copy, which it returns.
+std::string Replaced(std::string text, const std::string& from, const std::string& to);
+
 // Replaces the stamp at the start of each trace message: process, thread and time.
 std::string ReplaceStamps(const std::string& trace, const std::string& to);
