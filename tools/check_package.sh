@@ -3,7 +3,7 @@
 # the commit. Every file has its sum, and links inside the package work. check.cmd passes in Wine's cmd on the
 # catalogs of the sample machine, and fails after an entry was added that the program cannot read. Packages
 # that are no commit are refused. Signatures and time stamps of throwaway certificates are verified, and a
-# changed byte is refused. Installs missing packages.
+# changed byte is refused.
 #
 # tools/check_package.sh [FOLDER]
 #   FOLDER  an unpacked package: only its check.cmd is run

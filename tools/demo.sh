@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
 # Runs one command of norvane64.exe on a sample machine in a throwaway Wine prefix, and shows the result.
-# Installs missing packages.
 #
 # tools/demo.sh [OPTIONS] [COMMAND...]
 #   COMMAND          the arguments of norvane64.exe; "remove lsp examplelsp.dll" by default; "all" for one

@@ -3,7 +3,7 @@
 # libraries, and SHA256SUMS; its name ends with -signed when the programs are signed.
 # norvane64-VERSION-symbols.zip has the symbols. The same commit gives the same bytes in every folder and time
 # zone; signed ones differ, because a signature has a time. VERSION is 1.2.0 at the tag v1.2.0, otherwise
-# 1.2.0-dev+COMMIT. Installs missing packages.
+# 1.2.0-dev+COMMIT. Installs missing packages, and says so first.
 #
 # tools/package.sh [--allow-dirty] [--sign CERT KEY [--timestamp URL]]
 #   --allow-dirty  accepts a folder with uncommitted changes, or without git; the names then end with -dirty
@@ -30,7 +30,7 @@ while (($# > 0)); do
 done
 [[ -z $timestamp || -n $certificate ]] || script_refuse "--timestamp needs --sign"
 script_lock
-setup_packages "${setup_compiler[@]}" git zip ${certificate:+osslsigncode}
+setup_install "${setup_compiler[@]}" git zip ${certificate:+osslsigncode}
 
 # why_dirty: prints why this folder is not a commit; nothing when it is.
 why_dirty() {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs norvane64-rehearse under Wine, with the same arguments. It shows what "remove lsp" would do to a
-# machine, and changes nothing. Installs missing packages.
+# machine, and changes nothing.
 #
 # tools/rehearse.sh [ARGUMENTS...]
 #   ARGUMENTS  of norvane64-rehearse, such as "list" or "--from winsock.reg lsp NAME.dll"; see

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds, and runs the tests under Wine in a sandbox that is made for the run. Installs missing packages.
+# Builds, and runs the tests under Wine in a sandbox that is made for the run. Installs missing packages, and
+# says so first.
 #
 # tools/test.sh [FILTER]
 #   FILTER  a GoogleTest filter, such as 'lsp_removal.*'; every test when it is not given
@@ -16,7 +17,7 @@ if sandbox_inside; then
     exit
 fi
 script_lock
-setup_packages "${setup_compiler[@]}" "${sandbox_needs[@]}" googletest
+setup_install "${setup_compiler[@]}" "${sandbox_needs[@]}" googletest
 build release
 build checked
 sandbox_open test
