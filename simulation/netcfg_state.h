@@ -6,7 +6,8 @@
 //   granted-with NAME  the lock is granted, although a holder is named
 //   fail DeInstall 1 0x80004005
 //                      the first call of that method returns that code and does nothing; the simulation
-//                      writes "failed" for "fail" once it did
+//                      writes "failed" for "fail" once it did. DeInstall and Apply make their change when the
+//                      code is a status and no error (0x4A020, a restart is due)
 #pragma once
 
 #include <windows.h>

@@ -70,17 +70,37 @@ GUID ClassGuid(const std::string& className) {
     return guid == nullptr ? GUID{} : *guid;
 }
 
-// Counts and records a call, and gives it its planned result in the place of its own.
-template <class F> HRESULT Call(const std::string& method, const std::string& arguments, F action) {
-    const std::optional<int> planned = NextFault(configuration.state.plan, method);
-    if (planned) {
-        RecordFaults();
-    }
-    const HRESULT result = planned ? *planned : action();
+HRESULT Recorded(const std::string& method, const std::string& arguments, HRESULT result) {
     char code[16];
     std::snprintf(code, sizeof(code), "%08lX", static_cast<unsigned long>(result));
     Record(method + (arguments.empty() ? "" : " " + arguments) + " = " + code);
     return result;
+}
+
+// Counts a call. Returns its planned result, or nothing.
+std::optional<HRESULT> Planned(const std::string& method) {
+    const std::optional<int> planned = NextFault(configuration.state.plan, method);
+    if (planned) {
+        RecordFaults();
+    }
+    return planned;
+}
+
+// Counts and records a call, and gives it its planned result in the place of its own.
+template <class F> HRESULT Call(const std::string& method, const std::string& arguments, F action) {
+    const std::optional<HRESULT> planned = Planned(method);
+    return Recorded(method, arguments, planned ? *planned : action());
+}
+
+// As Call, for a change of the components. A planned status, such as that a restart is due, says that the
+// change was made: it takes the place of a success. A planned error says that nothing was changed.
+template <class F> HRESULT Change(const std::string& method, const std::string& arguments, F action) {
+    const std::optional<HRESULT> planned = Planned(method);
+    HRESULT result = planned && FAILED(*planned) ? *planned : action();
+    if (planned && SUCCEEDED(result)) {
+        result = *planned;
+    }
+    return Recorded(method, arguments, result);
 }
 
 HRESULT Set(const std::string& method, bool& flag, bool value) {
@@ -171,8 +191,8 @@ class ComponentClass : public Counted<INetCfgClass, INetCfgClassSetup> {
                            !token->fRegistered && !token->pszwProduct && !token->pszwDisplayName &&
                            list == nullptr;
         const std::string id = static_cast<Component*>(component)->id;
-        return Call("DeInstall", id + (plain ? ", for the user" : ", for others"),
-                    [&] { return Remove(id); });
+        return Change("DeInstall", id + (plain ? ", for the user" : ", for others"),
+                      [&] { return Remove(id); });
     }
     // clang-format off
     UNUSED(FindComponent, LPCWSTR, INetCfgComponent**); UNUSED(EnumComponents, IEnumNetCfgComponent**);
@@ -223,7 +243,7 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
         return Set("ReleaseWriteLock", configuration.locked, false);
     }
     HRESULT STDMETHODCALLTYPE Apply() override {
-        return Call("Apply", "", [] {
+        return Change("Apply", "", [] {
             if (!configuration.locked) {
                 return NETCFG_E_NO_WRITE_LOCK;
             }
