@@ -211,7 +211,8 @@ sandbox_simulation() {
     if grep -qF "X($1)" simulation/winsock_functions.h; then
         echo winsock
     else
-        grep -qF "\"$1\"" simulation/netcfg_state.cpp && echo netcfg
+        sed -n '/ kMethods = {/,/};/p' simulation/netcfg_state.cpp | grep -F "\"$1\"" >/dev/null &&
+            echo netcfg
     fi
 }
 

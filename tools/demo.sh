@@ -5,14 +5,19 @@
 #   COMMAND          the arguments of norvane64.exe; "remove lsp examplelsp.dll" by default; "all" for one
 #                    command of each kind
 #   --from FILE      the catalogs of another machine: a registry export, the output of "netsh winsock show
-#                    catalog", or a state file like sandbox/sample_winsock.txt, which simulation/winsock_state.h
-#                    describes. The DLLs that the catalogs name are created for you
+#                    catalog", or a state file like sandbox/sample_winsock.txt, as
+#                    simulation/winsock_state.h describes it. The DLLs that the catalogs name are created
+#                    for you
 #   --system KIND    "update" (default): Winsock has the update functions, as in every 64-bit Windows in use;
 #                    "plain": it lacks them
 #   --fail CALL N CODE
 #                    the Nth call of that function fails with that code; can be given more than once. CALL
 #                    is a function of Winsock (WSCDeinstallProvider) or a method of the network
-#                    configuration (DeInstall); CODE is decimal, or hexadecimal with 0x
+#                    configuration (DeInstall); CODE is decimal, or hexadecimal with 0x, and not 0. DeInstall
+#                    and Apply make their change when CODE is a status and no error (0x4A020, a restart is
+#                    due). "--system plain" alone calls WSCInstallProvider64_32. No command calls
+#                    WSCEnumProtocols32, WSCInstallProvider, WSCUpdateProvider or WSCWriteProviderOrder. What
+#                    did not fail is listed at the end
 #
 # Options can be before or behind the command; "--" ends them. Exit code 0 when everything could be shown,
 # whatever the exit code of the command.
@@ -41,8 +46,9 @@ while (($# > 0)); do
         shift
         ;;
     1--fail)
-        [[ ${3:-} =~ ^[1-9][0-9]*$ && ${4:-} =~ ^(-?[0-9]+|0x[0-9A-Fa-f]+)$ ]] ||
+        [[ ${3:-} =~ ^[1-9][0-9]*$ && ${4:-} =~ ^(-?0|-?[1-9][0-9]*|0x[0-9A-Fa-f]+)$ ]] ||
             script_refuse "--fail takes a call, a number and a code"
+        [[ ! $4 =~ ^(-|0x)?0+$ ]] || script_refuse "--fail: the code 0 is a success"
         sandbox_simulation "$2" >/dev/null || script_refuse "--fail: unknown call: $2"
         faults+=("fail $2 $3 $4")
         shift 3
@@ -76,13 +82,25 @@ list_machine() {
     for class in "$sample_class" '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}'; do
         sandbox_wine reg query "HKCR\\CLSID\\$class\\InprocServer32" | sed -n "s/^  */class $class /p"
     done
-    grep -v '^fail' "$drive/sandbox/netcfg.txt"
+    grep -v '^fail' "$drive/sandbox/netcfg.txt" || true # nothing when the last component is removed
 }
 
 show_catalogs() {
     sandbox_check winsock.txt export winsock.txt winsock.reg >/dev/null
     # The exit code says whether each entry works.
     { sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --from winsock.reg list || true; } | tr -d '\r' | tail -n +2
+}
+
+# show_unused: the planned failures that did not occur, and how often the command made the call.
+show_unused() {
+    local fault call number code signed calls
+    for fault in "${faults[@]}"; do
+        read -r _ call number code <<<"$fault"
+        signed=$((code > 0x7FFFFFFF ? code - 0x100000000 : code)) # as in the state file
+        grep -hxF "fail $call $number $signed" "$drive/sandbox"/{winsock,netcfg}.txt >/dev/null || continue
+        calls=$(cat "$drive/sandbox"/{winsock,netcfg}.calls.txt 2>/dev/null | grep -c "^$call ") || true
+        echo "  $fault: this command made the call $calls times"
+    done
 }
 
 show_pending() {
@@ -104,7 +122,7 @@ typed() {
 
 # show_command COMMAND...: runs a command on a fresh machine.
 show_command() {
-    local code=0 before after fault
+    local code=0 before after fault changes unused
     sandbox_forget_prefix
     sandbox_make build/release
     sandbox_machine "$kind" ${from:+"$SANDBOX/inputs/${from##*/}"}
@@ -125,9 +143,12 @@ show_command() {
     ! about_catalogs "$@" || show_catalogs
     after=$(list_machine)
     heading "Files, registry values and components: removed (-) and added (+)"
-    diff <(echo "$before") <(echo "$after") | sed -n 's/^</  -/p; s/^>/  +/p' | grep . || echo "  no change"
+    changes=$(diff <(echo "$before") <(echo "$after") | sed -n 's/^</  -/p; s/^>/  +/p') || true
+    echo "${changes:-  no change}"
     heading "Pending deletions at the next start"
     show_pending
+    unused=$(show_unused)
+    [ -z "$unused" ] || { heading "Planned failures that did not occur" && echo "$unused"; }
 }
 
 if sandbox_inside; then
