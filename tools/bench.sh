@@ -37,7 +37,7 @@ if sandbox_inside; then
     verdict=0
     sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --from machine.reg lsp lsp1.dll >/dev/null ||
         verdict=$?
-    ((verdict == 4)) || script_fail "The rehearsal did not end with BREAKS OTHERS, but with $verdict."
+    ((verdict == 4)) || script_fail "The rehearsal did not end with 4, BREAKS NETWORKING, but with $verdict."
     measure "empty program" empty/norvane64.exe \
         "start-up of the rehearsal" "norvane64-rehearse.exe --version" \
         "rejected command line" "bench/norvane64.exe remove" \
