@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks the package. Two folders and time zones give the same bytes. The version is that of the tag, or names
-# the commit. Every file has its sum, and links inside the package work. check.cmd
+# the commit. Every file has its sum, and links inside the package work. check.cmd has CR LF and its tab. It
 # passes in Wine's cmd on the catalogs of the sample machine, fails after an entry was added that the program
 # cannot read, prints the output that it judged, and names what is missing in the package. Packages
 # that are no commit are refused. Signatures and time stamps of throwaway certificates are verified, and a
@@ -132,10 +132,13 @@ check "check.cmd in Wine" "$script" "$package"
 (cd "$package" && sha256sum --quiet -c SHA256SUMS) || script_fail "The sums are not those of the package."
 files=$(cd "$package" && find . -type f ! -name SHA256SUMS -printf '%P\n' | sort)
 check "each file has its sum" test "$files" = "$(sed 's/^[0-9a-f]*  //' "$package/SHA256SUMS" | sort)"
-for file in norvane64.exe norvane64-rehearse.exe README.md CHANGELOG.md docs/trace.md docs/kept-behaviour.md \
+for file in norvane64.exe norvane64-rehearse.exe check.cmd README.md CHANGELOG.md CONTRIBUTING.md \
+    SECURITY.md docs/trace.md docs/kept-behaviour.md \
     licences/README.md licences/GPL-3.txt licences/LGPL-2.1.txt; do
     check "$file" test -s "$package/$file"
 done
+check "check.cmd has CR LF in each line" not grep -qv $'\r$' "$package/check.cmd"
+check "check.cmd splits the columns at a tab" grep -q $'tokens=2-8 delims=\t"' "$package/check.cmd"
 for page in "$package"/*.md "$package"/*/*.md; do
     broken=$(broken_links "$page")
     check "links of ${page#"$package/"} $broken" test -z "$broken"
