@@ -30,8 +30,6 @@ constexpr char kRows[] = R"(
 10 a; 11 a [10,1] ~ a.dll ~ 0 2 2 0 0 0 ~ CLEAN: norvane64 remove lsp a.dll!Would remain!Would stop
 10 a; 11 a [10,1]; 20 b; 21 b [20,1] | 20 b; 21 b [20,1] ~ a.dll ~ 0 2 0 0 0 0
 10 C:\p\%X%\a.dll ~ a.dll ~ 0 1 1 0 0 0
-10 \p\a.dll ~ a.dll ~ 0 1 1 0 0 0
-10 C:/q\a.dll ~ a.dll ~ 0 1 1 0 0 0
 10 C:/q/a.dll ~ C:/q/a.dll ~ 0 1 1 0 0 0 ~ CLEAN!without a folder
 10{30} c*; 10 a; 11 a [10,1] ~ a.dll ~ 0 2 2 0 0 0
 # Nothing has the name.
@@ -63,11 +61,9 @@ constexpr char kRows[] = R"(
 # An LSP, or a layered entry without one, remains that has the name or a file of a removed entry.
 10 a; 20 C:\q\a.dll ~ a.dll ~ 3 1 1 2 0 0 ~ Rehearse again, for the next LSP with this name
 10 a | 20 C:\q\a.dll ~ a.dll ~ 3 1 0 1 0 0 ~ the command looks for names in the 64-bit catalog alone
-10 a; 20 C:\q\A.dll ~ a.dll ~ 0 1 1 0 0 0
 10 a; 20 C:\P\A.dll ~ a.dll ~ 3 1 1 2 0 0 ~ it would never work again!until
 10 a; 30 C:\q\a.dll [99,1] ~ a.dll ~ 3 1 1 2 0 2
 10 a; 30 C:\P\A.DLL [99,1] ~ a.dll ~ 3 1 1 2 0 2
-10 a; 30 C:\q\A.DLL [99,1] ~ a.dll ~ 0 1 1 0 0 2
 10 a | 30 a [99,1] ~ a.dll ~ 3 1 0 1 0 1
 10 a; 11 b [10,1]; 20 b ~ a.dll ~ 3 2 2 3 0 0 ~ Uninstall the rest of the product!del "
 30 b [99,1] ~  ~ 3 1 1 1 0 2 ~ norvane64 remove lsp ""!MISSING 99
@@ -109,20 +105,9 @@ constexpr char kRows[] = R"(
 10 C:\p\a64.dll | 20{10} C:\q\a32.dll ~ a64.dll ~ 3 1 1 1 0 0
 10 a; 11 a [10,1]; 20 b; 21{11} b [20,1] ~ a.dll ~ 4 3 3 3 1 0
 # Which entries work.
-10 a; 20 b; 21 b [20,1] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 20 b; 21 [20,1] ~ a.dll ~ 0 1 1 0 0 2
-10 a; 20 b [=-1] ~ a.dll ~ 0 1 1 0 0 2
-10 a; 20 b; 21 b [20,1,1,1,1,1,1] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 20 b; 21 b [20,1,1,1,1,1,1=8] ~ a.dll ~ 0 1 1 0 0 2
-10 a; 20 b; 21 b [20,10,1=1000] ~ a.dll ~ 0 1 1 0 0 2
-10 a; 20 b; 21 b [20,1,9] ~ a.dll ~ 0 1 1 0 0 2
-10 a; 20 b; 0 b*; 21 b [20,0] ~ a.dll ~ 0 1 1 0 0 2
-10 a; 20 b; 21 b [20,1,0=2] ~ a.dll ~ 0 1 1 0 0 0
-10 a; 20 b; 21 b [20,21] ~ a.dll ~ 0 1 1 0 0 2
 10 a; 20 b; 21 b [20,21]; 21{22} b* ~ a.dll ~ 0 1 1 0 0 0
-10 a; 20 b; 2 b [20,9]; 2{3} b*; 21 b [20,2] ~ a.dll ~ 0 1 1 0 0 2
-10 a; 20 b; 21 b [20,22]; 22 b [20,21] ~ a.dll ~ 0 1 1 0 0 4
-10 a; 20 b; 21 b [20,22]; 22 b [20,23]; 23 b [20,9] ~ a.dll ~ 0 1 1 0 0 6)";
 
 // Looks for the first of the texts in a report; the others behind "!" must not be in it.
 void CheckTexts(const std::string& report, const std::string& expected) {
@@ -158,35 +143,22 @@ TEST_F(VerdictTest, FollowsFromEachClause) {
 // cannot use it then.
 constexpr char kSpellings[] = R"(
 C:\Windows\x.dll ~ %SystemRoot%\x.dll ~ 64-bit and 32-bit programs
-C:\Windows\x.dll ~ %WinDir%\x.dll ~ 64-bit and 32-bit programs
-C:\x.dll ~ %systemdrive%\x.dll ~ 64-bit and 32-bit programs
 C:\Program Files\x.dll ~ %ProgramFiles%\x.dll ~ : 64-bit programs
 C:\Program Files (x86)\x.dll ~ %ProgramFiles%\x.dll ~ : 32-bit programs
-C:\Program Files (x86)\x.dll ~ %ProgramFiles(x86)%\x.dll ~ 64-bit and 32-bit programs
-C:\Program Files\x.dll ~ %ProgramW6432%\x.dll ~ 64-bit and 32-bit programs
 C:\Program Files\Common Files\x.dll ~ %CommonProgramFiles%\x.dll ~ : 64-bit programs
 C:\Program Files (x86)\Common Files\x.dll ~ %CommonProgramFiles%\x.dll ~ : 32-bit programs
-C:\Program Files (x86)\Common Files\x.dll ~ %CommonProgramFiles(x86)%\x.dll ~ 64-bit and 32-bit programs
-C:\Program Files\Common Files\x.dll ~ %CommonProgramW6432%\x.dll ~ 64-bit and 32-bit programs
 C:\ProgramData\x.dll ~ %ProgramData%\x.dll ~ 64-bit and 32-bit programs
-C:\ProgramData\x.dll ~ %ALLUSERSPROFILE%\x.dll ~ 64-bit and 32-bit programs
 C:\%X%\x.dll ~ C:\%x%\x.dll ~ 64-bit and 32-bit programs
 C:\x.dll ~ %X%\x.dll ~ CLEAN
 C:\100%\x.dll ~ %SystemDrive%\100%\x.dll ~ 64-bit and 32-bit programs
 C:\Windows\System32\x.dll ~ C:\Windows\system32\x.dll ~ : 64-bit programs
 C:\Windows\System32\x.dll ~ %SystemRoot%\Sysnative\x.dll ~ : 32-bit programs
 C:\Windows\SysWOW64\x.dll ~ %windir%\System32\x.dll ~ : 32-bit programs
-C:\Windows\SysWOW64\x.dll ~ C:\Windows\syswow64\x.dll ~ 64-bit and 32-bit programs
 C:\Windows\System32\x.dll ~ \\?\C:\Windows\System32\x.dll ~ : 64-bit programs
 C:\Windows\SysWOW64\q\x.dll ~ C:/Windows/x/../System32/q/x.dll ~ : 32-bit programs
 C:\Windows\System32x\x.dll ~ C:\Windows\System32x\x.dll ~ 64-bit and 32-bit programs
-D:\Windows\System32\x.dll ~ D:\Windows\System32\x.dll ~ 64-bit and 32-bit programs
-C:\p\x.dll ~ \\?\C:\p\x.dll ~ 64-bit and 32-bit programs
-C:\p\x.dll ~ c:/P\X.DLL ~ 64-bit and 32-bit programs
 C:\p\x.dll ~ C:\\p\.\q\..\\x.dll ~ 64-bit and 32-bit programs
-C:\p\x.dll ~ C:\..\p\x.dll ~ 64-bit and 32-bit programs
 C:\p\x.dll ~ C:\p. .\x.dll .  ~ 64-bit and 32-bit programs
-C:\p\x.dll ~ \p\x.dll ~ 64-bit and 32-bit programs
 C:\p\x.dll ~ D:\p\x.dll ~ CLEAN
 C:\p\x.dll ~ C:\p\ x.dll ~ CLEAN
 C:\<c3><a9>\x.dll ~ c:\<c3><89>\x.dll ~ 64-bit and 32-bit programs)";
