@@ -9,7 +9,6 @@ std::wstring FileOn(const Machine& machine, const std::wstring& path, bool for32
 }
 
 std::wstring FileOfNamespace(const Machine& machine, const NamespaceProvider& provider) {
-    return provider.path.empty()
-               ? L""
-               : FileOn(machine, conv_utf8_to_wchar(provider.path.c_str()), provider.is32);
+    return provider.path.empty() ? L""
+                                 : FileOn(machine, conv_utf8_to_wchar(provider.path.c_str()), provider.is32);
 }

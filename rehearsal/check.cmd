@@ -4,8 +4,8 @@ rem Checks norvane64-rehearse on this Windows. It changes nothing and needs no r
 rem Copy its whole output into a report. Exit code: 0, or 1 when a check failed or none could run.
 call :main
 set result=%ERRORLEVEL%
-rem After a double click the window would close. The command line of its cmd.exe ends with " ". Wine's cmd.exe
-rem does not have the variable, and leaves a quote.
+rem After a double click the window would close. The command line of its cmd.exe ends with " ". Wine's
+rem cmd.exe does not have the variable, and leaves a quote.
 set "line=%cmdcmdline:"=?%"
 set "line=%line:"=%"
 if "%line:~-3%"=="? ?" pause

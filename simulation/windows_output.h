@@ -1,5 +1,5 @@
-// Writes what Windows writes of a machine's catalogs, for the sandbox, the tests and the benchmark. It shares nothing with
-// the reading.
+// Writes what Windows writes of a machine's catalogs, for the sandbox, the tests and the benchmark. It shares
+// nothing with the reading.
 #pragma once
 
 #include <string>

@@ -1,6 +1,6 @@
 // Runs the cases of tests/cases, each as a test of its own: those of a file run_... with the release build of
-// the executable, the others in process. The steps that plan failures are here, the actions in case_actions.cpp,
-// the others in machine_steps.cpp.
+// the executable, the others in process. The steps that plan failures are here, the actions in
+// case_actions.cpp, the others in machine_steps.cpp.
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>

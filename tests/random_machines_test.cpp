@@ -116,7 +116,7 @@ class RandomMachineTest : public MachineTest {
         }
     }
 
-    // Runs the command for each run of a removal order: at the end of each step, what remains works as before.
+    // Runs the command for each run of an order: at the end of each step, what remains works as before.
     void FollowOrder(const Rehearsal& rehearsal) {
         const RemovalOrder order = FindRemovalOrder(rehearsal);
         Reset(); // the search has left the catalogs of its last run

@@ -61,7 +61,7 @@ constexpr char kRows[] = R"(
 10 a; 2 b [10=1] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 2 C:\P\a.dll* ~ a.dll ~ 4 1 1 0 1 0
 10 C:\Program Files (x86)\a.dll | 2 %ProgramFiles%\a.dll* ~ a.dll ~ 4 1 0 0 1 0
-10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ norvane64 remove lsp a.dll<lf>       norvane64 remove lsp a.dll<lf>  5
+10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ lsp a.dll<lf>       norvane64 remove lsp a.dll
 10 a; 11 a [10,1] | 10 a; 12{112} a [10,1]; 20 C:\q\b.dll; 21 C:\q\b.dll [20,12] ~ a.dll ~ 4 2 1 1 2 0
 10 a; 20 b; 21 b [20,1]; 30 c; 31 c [30,21,11]; 11 a [10,21] ~ a.dll ~ 4 2 2 0 1 0
 // A base provider is removed, or another LSP or an entry of one.

@@ -88,7 +88,8 @@ list_machine() {
 show_catalogs() {
     sandbox_check winsock.txt export winsock.txt winsock.reg >/dev/null
     # The exit code says whether each entry works.
-    { sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --from winsock.reg list || true; } | tr -d '\r' | tail -n +2
+    { sandbox_wine 'C:\sandbox\norvane64-rehearse.exe' --from winsock.reg list || true; } |
+        tr -d '\r' | tail -n +2
 }
 
 # show_unused: the planned failures that did not occur, and how often the command made the call.

@@ -8,8 +8,8 @@
 #
 # Without --from it reads an empty Wine prefix, which has no catalogs. The output names each file without its
 # folder. The messages and the exit code are those of norvane64-rehearse: "lsp" ends with 0 CLEAN,
-# 2 NOT FOUND, 3 LEAVES PARTS, 4 BREAKS NETWORKING, 6 CANNOT REMOVE or 7 CANNOT TELL, "list" with 0, with 5 when
-# an entry does not work, or with 7. 1 is an error, also an argument that it does not know.
+# 2 NOT FOUND, 3 LEAVES PARTS, 4 BREAKS NETWORKING, 6 CANNOT REMOVE or 7 CANNOT TELL, "list" with 0, with 5
+# when an entry does not work, or with 7. 1 is an error, also an argument that it does not know.
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . sandbox/sandbox.sh

@@ -10,8 +10,8 @@ enum class Soundness { kSound = 0, kDefect = 5, kCannotTell = 7 };
 
 Soundness JudgeMachine(const Machine& machine, const MachineHealth& health);
 
-// The answer, the LSPs, the catalogs with the entries that do not work, and what to do. In UTF-8, lines with a
-// line feed.
+// The answer, the LSPs, the catalogs with the entries that do not work, and what to do. In UTF-8, lines with
+// a line feed.
 //   full  draws all entries
 std::string ListText(const Machine& machine, const MachineHealth& health, bool full);
 

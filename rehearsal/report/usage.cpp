@@ -2,7 +2,8 @@
 #include "rehearsal/report/arguments.h"
 
 const char* const kUsage =
-    R"(norvane64-rehearse shows what "norvane64 remove lsp NAME.dll" would do to a machine. It changes nothing.
+    R"(norvane64-rehearse shows what "norvane64 remove lsp NAME.dll" would do to a machine. It changes
+nothing.
 
 norvane64-rehearse list               the LSPs of this machine, and which entries of its catalogs do not work
 norvane64-rehearse lsp NAME.dll       what "remove lsp NAME.dll" would do here
