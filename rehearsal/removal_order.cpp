@@ -1,7 +1,8 @@
 #include "rehearsal/removal_order.h"
 
+#include <windows.h>
+
 #include <algorithm>
-#include <chrono>
 #include <deque>
 #include <map>
 #include <tuple>
@@ -14,12 +15,10 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr size_t kMostRuns = 50;
-constexpr size_t kShortOrder = 5; // runs; these orders are searched for a longer time
-constexpr std::chrono::milliseconds kMostTime{1000};
-constexpr std::chrono::milliseconds kMostTimeForShort{2500};
+constexpr size_t kShortOrder = 5;     // runs; these orders are searched for a longer time
+constexpr ULONGLONG kMostTime = 1000; // milliseconds
+constexpr ULONGLONG kMostTimeForShort = 2500;
 
 // The machine after some runs.
 struct Node {
@@ -37,7 +36,7 @@ struct Search {
     std::vector<std::wstring> names; // of the LSPs over the target, those on top first, and of the target
     std::vector<size_t> targets;     // the entries of the 64-bit catalog that have to be removed
     bool regular;                    // whether an LSP has nothing in common with others but the chains
-    Clock::time_point begun;         // the search
+    ULONGLONG begun;                 // when the search began, in milliseconds
 };
 
 const CatalogFacts& Facts64(const Search& search) {
@@ -217,7 +216,7 @@ std::vector<std::wstring> NamesAt(const Search& search, const Node& node) {
 
 // Whether the time for orders of that length is over.
 bool IsTooLate(const Search& search, const Node& node) {
-    return Clock::now() - search.begun > (node.runs.size() < kShortOrder ? kMostTimeForShort : kMostTime);
+    return GetTickCount64() - search.begun > (node.runs.size() < kShortOrder ? kMostTimeForShort : kMostTime);
 }
 
 // Goes the first safe way from the start; nothing when that leads to no end.
@@ -391,7 +390,7 @@ RemovalOrder WithObstacle(RemovalOrder order, const Search& search, const std::v
 RemovalOrder FindRemovalOrder(const Rehearsal& rehearsal) {
     Search search = {rehearsal, {rehearsal.change.catalog64.before, rehearsal.change.catalog32.before},
                      {},        {},
-                     false,     Clock::now()};
+                     false,     GetTickCount64()};
     search.regular = IsRegular(search.start, rehearsal.machine);
     search.targets = FindTargets(Facts64(search), rehearsal);
     const GUID target = rehearsal.run.target ? rehearsal.run.target->info.ProviderId : GUID{};
