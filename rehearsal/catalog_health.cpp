@@ -49,7 +49,7 @@ struct Proof {
     std::map<DWORD, std::vector<size_t>> waiting =
         {};                           // for an id that does not work yet, the entries that need it
     std::vector<size_t> missing = {}; // for each entry, how many of its needs do not work yet
-    std::vector<size_t> proven = {};  // entries that work, whose id is to be told to others
+    std::vector<size_t> proven = {};  // entries that work, whose id is not passed on yet
 };
 
 // Collects what each entry waits for. An id that the entry alone has never works for it, because the entry

@@ -6,7 +6,7 @@
 
 #include "rehearsal/catalog_health.h"
 
-// What tells products apart: the name and the DLL of the LSP, or of an entry that has none. The same LSP in
+// What distinguishes products: the name and the DLL of the LSP, or of an entry that has none. The same LSP in
 // both catalogs is one product.
 struct Product {
     std::wstring name;     // of the hidden entry; it can be a reference to a resource

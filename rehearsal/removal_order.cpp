@@ -219,7 +219,7 @@ bool IsTooLate(const Search& search, const Node& node) {
     return GetTickCount64() - search.begun > (node.runs.size() < kShortOrder ? kMostTimeForShort : kMostTime);
 }
 
-// Goes the first safe way from the start; nothing when that leads to no end.
+// Takes the first safe run again and again; nothing when that does not remove the target.
 std::optional<Node> GoFirstWay(const Search& search, Node node) {
     while (!IsDone(search, node)) {
         std::optional<Node> next;
