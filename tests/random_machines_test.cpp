@@ -35,6 +35,18 @@ std::vector<std::string> RunCommand(const std::string& dllName) {
     return messages;
 }
 
+// The machine after some runs, as the command left it.
+struct State {
+    WinsockState winsock;
+    std::set<std::string> files;
+    std::vector<std::string> runs;
+    bool safe = true;
+
+    std::string Key() const {
+        return FormatWinsockState(winsock) + Joined({files.begin(), files.end()}) + (safe ? "" : runs.back());
+    }
+};
+
 class RandomMachineTest : public MachineTest {
   protected:
     // Prepares a machine, and what the model knows of it.
@@ -138,6 +150,9 @@ class RandomMachineTest : public MachineTest {
     // Nothing for more than five, and for a machine for which that takes too long or the names are not clear.
     std::optional<size_t> FewestRuns(const Rehearsal& rehearsal);
 
+    // The state that a run of the command leads to.
+    State RunFrom(const State& state, const std::string& dllName) const;
+
     RandomMachine machine_;
     Random files_;
     std::wstring wideName_;
@@ -147,48 +162,45 @@ class RandomMachineTest : public MachineTest {
     int followed_ = 0; // how many orders
 };
 
-// The machine after some runs, as the command left it.
-struct State {
-    WinsockState winsock;
-    std::set<std::string> files;
-    std::vector<std::string> runs;
-    bool safe = true;
-
-    std::string Key() const {
-        return FormatWinsockState(winsock) + Joined({files.begin(), files.end()}) + (safe ? "" : runs.back());
-    }
-};
-
-// The DLL names of the LSPs over an LSP, directly or through others, and of the LSP itself.
-std::set<std::wstring> NamesOver(const Catalogs& catalogs, const GUID& target) {
-    std::set<DWORD> lsps = {target.Data1};
-    std::set<std::wstring> names;
-    for (size_t known = 0; known != lsps.size();) {
-        known = lsps.size();
-        for (const Catalog* catalog : {&catalogs.catalog64, &catalogs.catalog32}) {
-            std::map<DWORD, DWORD> lspOfId; // ids are unique here
-            for (const CatalogEntry& entry : *catalog) {
-                const WSAPROTOCOLCHAIN& chain = entry.info.ProtocolChain;
-                for (const CatalogEntry& lsp : *catalog) {
-                    const bool own =
-                        IsLsp(entry) ? &lsp == &entry : lsp.info.dwCatalogEntryId == chain.ChainEntries[0];
-                    if (IsLsp(lsp) && own && !IsBase(entry)) {
-                        lspOfId[entry.info.dwCatalogEntryId] = lsp.info.ProviderId.Data1;
-                    }
-                }
-            }
-            for (const CatalogEntry& entry : *catalog) {
-                const WSAPROTOCOLCHAIN& chain = entry.info.ProtocolChain;
-                for (int i = 0; i < std::min(chain.ChainLen, MAX_PROTOCOL_CHAIN); ++i) {
-                    const auto under = lspOfId.find(chain.ChainEntries[i]);
-                    const auto over = lspOfId.find(entry.info.dwCatalogEntryId);
-                    if (under != lspOfId.end() && over != lspOfId.end() && lsps.contains(under->second)) {
-                        lsps.insert(over->second);
-                    }
-                }
+// The LSP that each entry belongs to, by its id and by the provider id of the LSP; ids are unique here.
+std::map<DWORD, DWORD> LspsOfIds(const Catalog& catalog) {
+    std::map<DWORD, DWORD> lsps;
+    for (const CatalogEntry& entry : catalog) {
+        for (const CatalogEntry& lsp : catalog) {
+            const bool own = IsLsp(entry)
+                                 ? &lsp == &entry
+                                 : lsp.info.dwCatalogEntryId == entry.info.ProtocolChain.ChainEntries[0];
+            if (IsLsp(lsp) && own && !IsBase(entry)) {
+                lsps[entry.info.dwCatalogEntryId] = lsp.info.ProviderId.Data1;
             }
         }
     }
+    return lsps;
+}
+
+// Adds the LSPs of a catalog that lie over one of some LSPs.
+void AddLspsOver(const Catalog& catalog, std::set<DWORD>& lsps) {
+    const std::map<DWORD, DWORD> lspOfId = LspsOfIds(catalog);
+    for (const CatalogEntry& entry : catalog) {
+        const auto over = lspOfId.find(entry.info.dwCatalogEntryId);
+        for (int i = 0; i < std::min(entry.info.ProtocolChain.ChainLen, MAX_PROTOCOL_CHAIN); ++i) {
+            const auto under = lspOfId.find(entry.info.ProtocolChain.ChainEntries[i]);
+            if (over != lspOfId.end() && under != lspOfId.end() && lsps.contains(under->second)) {
+                lsps.insert(over->second);
+            }
+        }
+    }
+}
+
+// The DLL names of the LSPs over an LSP, directly or through others, and of the LSP itself; the empty name.
+std::set<std::wstring> NamesOver(const Catalogs& catalogs, const GUID& target) {
+    std::set<DWORD> lsps = {target.Data1};
+    for (size_t known = 0; known != lsps.size();) {
+        known = lsps.size();
+        AddLspsOver(catalogs.catalog64, lsps);
+        AddLspsOver(catalogs.catalog32, lsps);
+    }
+    std::set<std::wstring> names = {L""};
     for (const CatalogEntry& entry : catalogs.catalog64) {
         const CatalogEntry& first = *FindProvider(catalogs.catalog64, entry.info.ProviderId);
         if (IsLsp(entry) && lsps.contains(entry.info.ProviderId.Data1)) {
@@ -204,6 +216,27 @@ bool HasIdTwice(const Catalog& catalog) {
         catalog, [&](const CatalogEntry& entry) { return ids.insert(entry.info.dwCatalogEntryId).second; });
 }
 
+bool HasId(const Catalog& catalog, DWORD id) {
+    return std::ranges::any_of(catalog,
+                               [&](const CatalogEntry& entry) { return entry.info.dwCatalogEntryId == id; });
+}
+
+State RandomMachineTest::RunFrom(const State& state, const std::string& dllName) const {
+    KeepFiles(state.files);
+    ResetWinsock(state.winsock);
+    RunCommand(dllName);
+    State after = {Winsock().state, ExistingFiles(), state.runs};
+    after.winsock.plan = {};
+    after.runs.push_back(dllName);
+    ModelCatalog in64 = in64_;
+    ModelCatalog in32 = in32_;
+    in64.breaks = in32.breaks = false;
+    LookAfter(after.winsock.catalog64, in64);
+    LookAfter(after.winsock.catalog32, in32);
+    after.safe = !in64.breaks && !in32.breaks && (!hadProvider_ || FileExists(NamespaceFile()));
+    return after;
+}
+
 std::optional<size_t> RandomMachineTest::FewestRuns(const Rehearsal& rehearsal) {
     const Catalogs& catalogs = machine_.catalogs;
     const std::optional<CatalogEntry>& target = rehearsal.run.target;
@@ -211,38 +244,19 @@ std::optional<size_t> RandomMachineTest::FewestRuns(const Rehearsal& rehearsal) 
         HasIdTwice(catalogs.catalog32) || catalogs.catalog64.size() > 14) {
         return std::nullopt;
     }
-    std::set<std::wstring> names = NamesOver(catalogs, target->info.ProviderId);
-    names.insert(L"");
     Reset();
     std::vector<State> level = {{Winsock().state, ExistingFiles(), {}}};
     std::set<std::string> seen;
-    const ModelCatalog start64 = in64_;
-    const ModelCatalog start32 = in32_;
     for (size_t runs = 1; runs <= 5; ++runs) {
         std::vector<State> next;
         for (const State& state : level) {
-            for (const std::wstring& name : names) {
+            for (const std::wstring& name : NamesOver(catalogs, target->info.ProviderId)) {
                 const std::string ansi = conv_to_char(name.c_str());
                 if (!state.safe && ansi != state.runs.back()) {
                     continue;
                 }
-                KeepFiles(state.files);
-                ResetWinsock(state.winsock);
-                RunCommand(ansi);
-                State after = {Winsock().state, ExistingFiles(), state.runs};
-                after.winsock.plan = {};
-                after.runs.push_back(ansi);
-                ModelCatalog in64 = start64;
-                ModelCatalog in32 = start32;
-                in64.breaks = in32.breaks = false;
-                LookAfter(after.winsock.catalog64, in64);
-                LookAfter(after.winsock.catalog32, in32);
-                after.safe = !in64.breaks && !in32.breaks && (!hadProvider_ || FileExists(NamespaceFile()));
-                const bool left =
-                    std::ranges::any_of(after.winsock.catalog64, [&](const CatalogEntry& entry) {
-                        return entry.info.dwCatalogEntryId == target->info.dwCatalogEntryId;
-                    });
-                if (after.safe && !left) {
+                const State after = RunFrom(state, ansi);
+                if (after.safe && !HasId(after.winsock.catalog64, target->info.dwCatalogEntryId)) {
                     return runs;
                 }
                 if (seen.insert(after.Key()).second) {
@@ -258,7 +272,7 @@ std::optional<size_t> RandomMachineTest::FewestRuns(const Rehearsal& rehearsal) 
 TEST_F(RandomMachineTest, TheRehearsalForeseesWhatTheCommandDoes) {
     Random random(20261125);
     PrepareMachine("");
-    for (int round = 0; round < 300 && !HasFailure(); ++round) {
+    for (int round = 0; round < 200 && !HasFailure(); ++round) {
         Prepare(random, round);
         hadProvider_ = FileExists(NamespaceFile());
         const Machine description = DescriptionOf(machine_);
