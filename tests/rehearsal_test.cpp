@@ -64,6 +64,8 @@ constexpr char kRows[] = R"(
 10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ lsp a.dll<lf>       norvane64 remove lsp a.dll
 10 a; 11 a [10,1] | 10 a; 12{112} a [10,1]; 20 C:\q\b.dll; 21 C:\q\b.dll [20,12] ~ a.dll ~ 4 2 1 1 2 0
 10 a; 20 b; 21 b [20,1]; 30 c; 31 c [30,21,11]; 11 a [10,21] ~ a.dll ~ 4 2 2 0 1 0
+10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 22 b [20,1]; 30 c; 31 c [30,22,1] ~ a.dll ~ 4 2 2 0 1 0 ~ lsp c.dll<lf>
+10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 30 c; 31 c [30,21,1]; 40 d [99,1] ~ a.dll ~ 4 2 2 0 2 2 ~ lsp c.dll<lf>
 // A base provider is removed, or another LSP or an entry of one.
 10{5} a; 2{5} c*; 20 a ~ a.dll ~ 4 2 2 3 1 0 ~ no safe order of removals was found!in this order
 10{5} a | 2{5} C:\q\* ~ a.dll ~ 0 1 1 0 0 1
