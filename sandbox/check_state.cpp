@@ -1,9 +1,12 @@
-// check_state winsock|netcfg|make-dlls FILE, check_state convert|export FILE RESULT: checks a state file.
+// check_state winsock|netcfg|make-dlls FILE, check_state convert|export FILE RESULT: checks a state file;
+// check_state security KEY SDDL: sets the access list of a key of HKEY_LOCAL_MACHINE, in SDDL.
 // Prints "sound" and the letters of the drives that its paths name, a blank before each; or the number of the
 // line that is wrong, and the error. make-dlls also makes the files that the catalogs name, where they
 // are missing. convert writes the state of a machine that FILE describes; a state file is copied with its
 // planned failures.
 #include <windows.h>
+#include <aclapi.h>
+#include <sddl.h>
 
 #include <cstdio>
 #include <stdexcept>
@@ -73,9 +76,32 @@ std::string CheckState(const std::string& kind, const std::string& text) {
     return DrivesOf(state);
 }
 
+// Throws std::runtime_error.
+void SetAccessList(const std::string& key, const std::string& sddl) {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    PACL list = nullptr;
+    BOOL present = FALSE;
+    BOOL defaulted = FALSE;
+    ConvertStringSecurityDescriptorToSecurityDescriptorA(sddl.c_str(), SDDL_REVISION_1, &descriptor, nullptr);
+    GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted);
+    std::string name = "MACHINE\\" + key;
+    const DWORD error = list == nullptr
+                            ? GetLastError()
+                            : SetNamedSecurityInfoA(name.data(), SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION,
+                                                    nullptr, nullptr, list, nullptr);
+    LocalFree(descriptor);
+    if (list == nullptr || error != ERROR_SUCCESS) {
+        throw std::runtime_error(name + ": no access list: " + std::to_string(error));
+    }
+}
+
 std::string Run(const std::string& kind, const std::string& file, const std::string& resultFile) {
     if (kind == "convert") {
         Convert(file, resultFile);
+        return "";
+    }
+    if (kind == "security") {
+        SetAccessList(file, resultFile);
         return "";
     }
     if (kind == "export") {
@@ -90,8 +116,10 @@ std::string Run(const std::string& kind, const std::string& file, const std::str
 int main(int argc, char** argv) {
     const std::string kind = argc > 2 ? argv[1] : "";
     const bool known = kind == "winsock" || kind == "netcfg" || kind == "make-dlls";
-    if (!(known && argc == 3) && !((kind == "convert" || kind == "export") && argc == 4)) {
-        std::printf("check_state winsock|netcfg|make-dlls FILE, check_state convert|export FILE RESULT\n");
+    const bool knownPair = kind == "convert" || kind == "export" || kind == "security";
+    if (!(known && argc == 3) && !(knownPair && argc == 4)) {
+        std::printf("check_state winsock|netcfg|make-dlls FILE, check_state convert|export FILE RESULT, "
+                    "check_state security KEY SDDL\n");
         return 2;
     }
     try {

@@ -12,7 +12,7 @@ git ls-files '*.sh' .ci/run | xargs shellcheck || script_fail "shellcheck: not c
 # Tables and code blocks of Markdown, case files and the sample machine can have longer lines.
 most=$(sed -n 's/^max_line_length = \([0-9]*\)$/\1/p' .editorconfig)
 # shellcheck disable=SC2016 # the backticks are those of Markdown
-long=$(git grep -Ilz '' -- . ':!tests/cases/*.txt' ':!sandbox/sample_*' | xargs -0 awk '
+long=$(git grep -Ilz '' -- . ':!tests/cases/*.txt' ':!tests/traces.txt' ':!sandbox/sample_*' | xargs -0 awk '
     FNR == 1 { page = FILENAME ~ /\.md$/; code = 0 }
     page && /^ *```/ { code = !code }
     !(page && (code || /^\|/)) { print FILENAME ":" FNR ":" $0 }' |
