@@ -102,7 +102,7 @@ std::string TextOf(const Likeness& likeness, const Count& count) {
     }
     return text + " in " + ToUtf8(FileNameForWindows(count.path)) + ": " + std::to_string(count.in64) +
            " in the 64-bit catalog, " + std::to_string(count.in32) +
-           " in the 32-bit catalog, and Windows keeps both alike";
+           " in the 32-bit catalog: a part of the text can be missing";
 }
 
 // A cut between two blocks at the start of a text leaves no other trace.

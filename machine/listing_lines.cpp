@@ -156,19 +156,16 @@ std::vector<ListedLine> SplitLines(const std::string& text) {
 }
 
 std::vector<size_t> WidthsOf(const std::string& text) {
-    std::vector<std::pair<size_t, size_t>> ranked; // the number of continued lines, and their length
-    for (const auto& [length, number] : CountContinued(text)) {
-        ranked.emplace_back(number, length);
-    }
-    std::ranges::sort(ranked, std::greater<>());
+    std::map<size_t, size_t> continued = CountContinued(text);
     std::vector<size_t> widths;
-    for (const auto& [number, length] : ranked) {
-        for (const size_t width : {length, length + 1}) {
-            if (width >= kLeastWidth && widths.size() < kMostWidths &&
-                std::ranges::find(widths, width) == widths.end()) {
+    while (!continued.empty() && widths.size() < kMostWidths) {
+        const auto most = std::ranges::max_element(continued, {}, &std::pair<const size_t, size_t>::second);
+        for (const size_t width : {most->first, most->first + 1}) {
+            if (width >= kLeastWidth && std::ranges::find(widths, width) == widths.end()) {
                 widths.push_back(width);
             }
         }
+        continued.erase(most);
     }
     return widths;
 }
@@ -189,6 +186,27 @@ std::string JoinLines(const std::string& text, size_t width) {
             joined.append(missing + 1, '\n');
             missing = 0;
         }
+        line = below;
+    }
+    return joined;
+}
+
+std::string JoinWords(const std::string& text) {
+    std::string joined;
+    joined.reserve(text.size());
+    size_t missing = 0; // lines that were joined to the one before
+    bool hasLabel = false;
+    std::string_view rest = text;
+    for (std::string_view line = TakeLine(rest); !line.empty() || !rest.empty();) {
+        const std::string_view below = TakeLine(rest);
+        const bool isTitle = IsRule(below) || IsRule(line) || BeginsWithLabel(line);
+        hasLabel = BeginsWithLabel(line) || (hasLabel && !line.empty() && !isTitle);
+        joined += Trimmed(line);
+        std::string_view behind = rest;
+        const bool continues = hasLabel && !below.empty() && !BeginsWithLabel(below) && !IsRule(below) &&
+                               !IsRule(TakeLine(behind));
+        joined.append(continues ? 1 : missing + 1, continues ? ' ' : '\n');
+        missing = continues ? missing + 1 : 0;
         line = below;
     }
     return joined;

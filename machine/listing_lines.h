@@ -34,3 +34,7 @@ std::string JoinLines(const std::string& text, size_t width);
 
 // The narrowest console whose wrapped lines are joined.
 constexpr size_t kLeastWidth = 60;
+
+// A text without the line breaks that a mail program puts in the place of a blank. The lines keep their
+// numbers.
+std::string JoinWords(const std::string& text);

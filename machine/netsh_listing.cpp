@@ -129,7 +129,9 @@ void CheckOrder(const std::vector<NetshBlock>& blocks, Listing& listing) {
     bool afterNamespace = false;
     for (const NetshBlock& block : blocks) {
         if (afterNamespace && !block.isNamespace) {
-            listing.gaps.push_back({block.line, "an entry behind the namespace providers: two outputs"});
+            listing.gaps.push_back(
+                {block.line,
+                 "an entry behind the namespace providers: two outputs in one file, or a damaged block"});
             break;
         }
         afterNamespace = block.isNamespace;
@@ -170,12 +172,11 @@ Listing ReadAtBestWidth(const std::string& pasted) {
     if ((best.entries > 0 && best.gaps.empty() && best.fragments.empty()) || text.size() > kLargestJoined) {
         return best;
     }
+    const auto use = [&](Listing joined) { best = IsBetter(joined, best) ? std::move(joined) : best; };
     for (const size_t width : WidthsOf(text)) {
-        Listing joined = ReadListing(JoinLines(text, width));
-        if (IsBetter(joined, best)) {
-            best = std::move(joined);
-        }
+        use(ReadListing(JoinLines(text, width)));
     }
+    use(ReadListing(JoinWords(text)));
     return best;
 }
 
@@ -213,7 +214,7 @@ bool IsNetshListing(const std::string& text) {
 void AddNetshListing(const std::string& file, const std::string& text, Machine& machine) {
     Listing listing = ReadAtBestWidth(text);
     if (listing.entries == 0) {
-        throw std::runtime_error("1: no entry of a catalog can be read");
+        listing.gaps.push_back({1, "no entry of a catalog can be read"});
     }
     machine.fromListing = true;
     machine.catalogs = std::move(listing.catalogs);

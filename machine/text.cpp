@@ -39,7 +39,8 @@ UINT CodePageOf(const std::string& bytes) {
             return static_cast<unsigned char>(c) >= first && static_cast<unsigned char>(c) <= last;
         });
     };
-    return countIn(0x80, 0xAF) > countIn(0xC0, 0xFF) ? CP_OEMCP : CP_ACP;
+    const auto oem = countIn(0x80, 0xAF) - countIn(0xA0, 0xA0); // a no-break space in ANSI code pages
+    return oem > countIn(0xC0, 0xFF) ? CP_OEMCP : CP_ACP;
 }
 
 std::string FromUtf16(const std::string& bytes, bool swapped) {
