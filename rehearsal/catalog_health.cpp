@@ -79,7 +79,7 @@ void FindWorking(CatalogHealth& health) {
         const size_t works = proof.proven.back();
         proof.proven.pop_back();
         health.works[works] = true;
-        // The second entry with an id finds nobody waiting.
+        // The second entry with an id frees no entry.
         const auto waiting = proof.waiting.extract(health.facts->entries[works].info.dwCatalogEntryId);
         for (const size_t i : waiting.empty() ? std::vector<size_t>() : waiting.mapped()) {
             if (--proof.missing[i] == 0) {
@@ -126,6 +126,18 @@ std::vector<DWORD> FindBrokenIds(const CatalogHealth& health, size_t index) {
 }
 
 } // namespace
+
+bool IsOrphan(const CatalogFacts& facts, size_t index) {
+    const CatalogEntry& entry = facts.entries[index];
+    const DWORD first = entry.info.ProtocolChain.ChainEntries[0];
+    const auto found = facts.ids.find(first);
+    return IsLayered(entry) &&
+           (found == facts.ids.end() || found->second == (first == entry.info.dwCatalogEntryId ? 1 : 0));
+}
+
+size_t OwnerOrSelf(const CatalogFacts& facts, size_t index) {
+    return facts.owners[index] == kNoOwner ? index : facts.owners[index];
+}
 
 MachineHealth Examine(const Machine& machine) {
     return {ExamineCatalog(machine, false), ExamineCatalog(machine, true)};

@@ -5,7 +5,6 @@
 // another in a circle do not work.
 #pragma once
 
-#include <compare>
 #include <map>
 #include <memory>
 #include <set>
@@ -25,6 +24,12 @@ struct CatalogFacts {
     std::map<DWORD, int> ids;           // how many entries have each id
     std::vector<std::set<DWORD>> needs; // the ids that have to work so that the entry can
 };
+
+// Whether an entry is a layered one of which the catalog lacks the LSP: no other entry has its first id.
+bool IsOrphan(const CatalogFacts& facts, size_t index);
+
+// The hidden entry of the LSP that an entry belongs to, or the entry itself when it belongs to none.
+size_t OwnerOrSelf(const CatalogFacts& facts, size_t index);
 
 // A catalog. All lists have one element for each entry.
 struct CatalogHealth {
@@ -56,8 +61,6 @@ struct FaultReason {
     Fault fault = Fault::kNone;
     std::vector<DWORD> ids = {}; // those that are missing, or that do not work
     int chainLength = 0;         // of kChainLength
-
-    auto operator<=>(const FaultReason&) const = default;
 };
 
 // Why an entry of a catalog as it is does not work. The second form leaves out the ids, which take time.

@@ -1,30 +1,25 @@
 #include "rehearsal/defects.h"
 
 #include <algorithm>
-#include <map>
 
 #include "lsp/provider_entries.h"
 
 namespace {
 
-// The DLL name by which the command finds the LSP of an entry.
-std::wstring RemovableBy(const MachineHealth& health, const CatalogFacts& facts, size_t i) {
-    const size_t owner = facts.owners[i] == kNoOwner ? i : facts.owners[i];
-    const CatalogEntry* in64 =
-        FindProvider(health.catalog64.facts->entries, facts.entries[owner].info.ProviderId);
-    return in64 != nullptr && IsLsp(*in64) ? FileNameForCommand(in64->path) : L"";
+// The DLL name by which the command finds the LSP of an entry; nothing if it does not find it.
+std::optional<std::wstring> RemovableBy(const MachineHealth& health, const CatalogFacts& facts, size_t i) {
+    const GUID& lsp = facts.entries[OwnerOrSelf(facts, i)].info.ProviderId;
+    const CatalogEntry* in64 = FindProvider(health.catalog64.facts->entries, lsp);
+    return in64 != nullptr && IsLsp(*in64) ? std::optional(FileNameForCommand(in64->path)) : std::nullopt;
 }
 
 // The provider ids of the layered entries that the command finds without an LSP. It looks in the 64-bit
-// catalog, for those whose first id no other entry has.
+// catalog.
 GuidSet FindOrphanIds(const CatalogFacts& in64) {
     GuidSet ids;
-    for (const CatalogEntry& entry : in64.entries) {
-        const DWORD first = entry.info.ProtocolChain.ChainEntries[0];
-        const auto found = in64.ids.find(first);
-        if (IsLayered(entry) &&
-            (found == in64.ids.end() || found->second == (first == entry.info.dwCatalogEntryId ? 1 : 0))) {
-            ids.insert(entry.info.ProviderId);
+    for (size_t i = 0; i < in64.entries.size(); ++i) {
+        if (IsOrphan(in64, i)) {
+            ids.insert(in64.entries[i].info.ProviderId);
         }
     }
     return ids;
@@ -41,25 +36,26 @@ void AddDefect(const MachineHealth& health, const CatalogHealth& catalog, size_t
     (facts.is32 ? defect.in32 : defect.in64) = true;
     defect.isOrphan = defect.isOrphan || (IsLayered(facts.entries[i]) && facts.owners[i] == kNoOwner &&
                                           orphans.contains(facts.entries[i].info.ProviderId));
-    defect.dllName = defect.dllName.empty() ? RemovableBy(health, facts, i) : defect.dllName;
+    defect.dllName = defect.dllName ? defect.dllName : RemovableBy(health, facts, i);
 }
 
 } // namespace
 
 std::vector<Defect> FindDefects(const MachineHealth& health) {
     std::vector<Defect> defects;
-    std::map<Product, size_t> known;
     const GuidSet orphans = FindOrphanIds(*health.catalog64.facts);
     for (const CatalogHealth* catalog : {&health.catalog64, &health.catalog32}) {
         for (size_t i = 0; i < catalog->works.size(); ++i) {
             if (catalog->works[i]) {
                 continue;
             }
-            const auto [place, isNew] = known.emplace(ProductOf(*catalog, i), defects.size());
-            if (isNew) {
-                defects.push_back({place->first, {}, 0, false, false, false, L""});
+            const Product product = ProductOf(*catalog, i);
+            auto known = std::ranges::find(defects, product, &Defect::product);
+            if (known == defects.end()) {
+                defects.emplace_back().product = product;
+                known = defects.end() - 1;
             }
-            AddDefect(health, *catalog, i, orphans, defects[place->second]);
+            AddDefect(health, *catalog, i, orphans, *known);
         }
     }
     return defects;

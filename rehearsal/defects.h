@@ -1,6 +1,7 @@
 // The entries of a machine that do not work.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@ struct Defect {
     bool in64 = false;  // the catalogs that have them
     bool in32 = false;
     bool isOrphan = false; // whether the command removes them with the layered entries without an LSP
-    std::wstring dllName;  // by which the command removes their LSP; empty where that is not possible
+    std::optional<std::wstring> dllName; // by which the command removes their LSP; nothing if it cannot
 };
 
 // The entries that do not work as the machine is, by product.

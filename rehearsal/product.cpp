@@ -22,8 +22,7 @@ Product ProductOfEntry(const CatalogEntry& entry) {
 }
 
 Product ProductOf(const CatalogHealth& health, size_t index) {
-    const size_t owner = health.facts->owners[index];
-    return ProductOfEntry(health.facts->entries[owner == kNoOwner ? index : owner]);
+    return ProductOfEntry(health.facts->entries[OwnerOrSelf(*health.facts, index)]);
 }
 
 Product ProductOfNamespace(const NamespaceProvider& provider) {

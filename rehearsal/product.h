@@ -1,7 +1,6 @@
 // The product that a catalog entry belongs to.
 #pragma once
 
-#include <compare>
 #include <string>
 
 #include "rehearsal/catalog_health.h"
@@ -17,7 +16,7 @@ struct Product {
     int protocol = 0;
     bool isNamespace = false; // whether it is a namespace provider
 
-    auto operator<=>(const Product&) const = default; // NOLINT(modernize-use-nullptr): clang 14 errs here
+    bool operator==(const Product&) const = default;
 };
 
 // The product of an entry by itself.

@@ -52,13 +52,40 @@ bool IsSameFile(const Machine& machine, const SharedCount& count, const std::wst
     return FileOn(machine, path, false) == file || (!count.isRead && FileOn(machine, path, true) == file);
 }
 
+// Whether a path can open a file although it has other text: a short name whose long name only that machine
+// knows, or an environment variable that is not known.
+bool CanOpen(const Machine& machine, const std::wstring& path, const std::wstring& file) {
+    if (FileOn(machine, path, false).find_first_of(machine.live ? L"%" : L"~%") == std::wstring::npos) {
+        return false;
+    }
+    const std::wstring name = LowerCase(FileNameForWindows(path));
+    return name == FileNameForWindows(file) || name.find_first_of(L"~%") != std::wstring::npos;
+}
+
+// Whether something that remains can open a file by a path that cannot be resolved.
+bool CanBeOpened(const Search& search, const std::wstring& file) {
+    const Machine& machine = search.machine;
+    for (const CatalogChange* catalog : {&search.change.catalog64, &search.change.catalog32}) {
+        for (size_t i = 0; i < catalog->after.present.size(); ++i) {
+            if (catalog->after.present[i] && CanOpen(machine, catalog->after.facts->entries[i].path, file)) {
+                return true;
+            }
+        }
+    }
+    return std::ranges::any_of(machine.namespaces, [&](const NamespaceProvider& provider) {
+        return CanOpen(machine, conv_utf8_to_wchar(provider.path.c_str()), file);
+    });
+}
+
 // Whether no other product needs a file, as far as that is known: the counts of both views and the files of
 // the namespace providers.
 bool IsKnownUnshared(const Search& search, const std::wstring& file) {
     const Machine& machine = search.machine;
     return machine.hasCounts && machine.hasCounts32 && machine.knowsNamespaces &&
+           !CanBeOpened(search, file) &&
            std::ranges::none_of(machine.storedCounts, [&](const SharedCount& count) {
-               return count.count > 1 && IsSameFile(machine, count, file);
+               return count.count > 1 && (IsSameFile(machine, count, file) ||
+                                          CanOpen(machine, conv_utf8_to_wchar(count.path.c_str()), file));
            });
 }
 

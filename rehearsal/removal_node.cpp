@@ -37,19 +37,13 @@ MachineChange ChangeTo(const RemovalSearch& search, const RemovalNode& node) {
 
 // Whether everything works that remains and worked at the start.
 bool IsSafe(const RemovalSearch& search, const RemovalNode& node) {
-    const MachineChange change = ChangeTo(search, node);
+    bool safe = true;
     const auto any = [](const CatalogEntry&, bool) { return true; };
-    for (const CatalogChange* catalog : {&change.catalog64, &change.catalog32}) {
-        for (size_t i = 0; i < catalog->before.present.size(); ++i) {
-            if (FindHarm(*catalog, i, any)) {
-                return false;
-            }
-        }
-    }
-    const Machine& machine = search.rehearsal.machine;
-    return std::ranges::none_of(machine.namespaces, [&](const NamespaceProvider& provider) {
-        return HarmsLookups(machine, change, provider);
+    ForEachHarm(search.rehearsal.machine, ChangeTo(search, node), any, [&](const Product&, Harm, bool) {
+        safe = false;
+        return false;
     });
+    return safe;
 }
 
 // What a run takes out of the catalogs.
@@ -118,14 +112,13 @@ void TakeFile(const RemovalSearch& search, const std::wstring& path, RemovalNode
 }
 
 // Takes the entries with some provider ids out of a catalog. Returns whether there were any.
-bool TakeEntries(const CatalogHealth& health, const GuidSet& ids, Flags& present,
-                 std::set<Product>& products) {
+bool TakeEntries(const CatalogHealth& health, const GuidSet& ids, Flags& present, GuidSet& products) {
     bool taken = false;
     for (size_t i = 0; i < present.size(); ++i) {
         if (present[i] && ids.contains(health.facts->entries[i].info.ProviderId)) {
             present[i] = false;
             taken = true;
-            products.insert(ProductOf(health, i));
+            products.insert(health.facts->entries[OwnerOrSelf(*health.facts, i)].info.ProviderId);
         }
     }
     return taken;
@@ -151,13 +144,13 @@ std::optional<RemovalNode> NodeAfter(const RemovalSearch& search, const RemovalN
                                      const std::wstring& dllName) {
     RemovalNode next = node;
     const Removal removal = ForeseeRun(search, node, dllName);
-    std::set<Product> products;
+    GuidSet products;
     const bool in64 = TakeEntries(search.start.catalog64, removal.ids, next.present64, products);
     const bool in32 = TakeEntries(search.start.catalog32, removal.ids, next.present32, products);
     if (!in64 && !in32) {
         return std::nullopt;
     }
-    next.runs.push_back({dllName, {products.begin(), products.end()}, L""});
+    next.runs.push_back({dllName, products, L""});
     TakeFile(search, removal.dllPath, next);
     next.safe = IsSafe(search, next);
     return next;
@@ -171,8 +164,7 @@ bool IsRegular(const MachineHealth& health, const Machine& machine) {
         for (size_t i = 0; i < facts.entries.size(); ++i) {
             const CatalogEntry& entry = facts.entries[i];
             const bool orphan = IsLayered(entry) && facts.owners[i] == kNoOwner;
-            const size_t owner = facts.owners[i] == kNoOwner ? i : facts.owners[i];
-            const GUID& lsp = IsBase(entry) ? GUID{} : facts.entries[owner].info.ProviderId;
+            const GUID& lsp = IsBase(entry) ? GUID{} : facts.entries[OwnerOrSelf(facts, i)].info.ProviderId;
             const std::wstring name = FileNameForWindows(facts.files[i]);
             const bool known =
                 SameGuid(lspOfProvider.emplace(entry.info.ProviderId, lsp).first->second, lsp) &&
@@ -194,7 +186,7 @@ GuidSet FindNeeded(const RemovalSearch& search, const GUID& target) {
     for (size_t known = 0; known != needed.size();) {
         known = needed.size();
         RemovalNode node = {search.start.catalog64.present, search.start.catalog32.present, {}, {}};
-        std::set<Product> products;
+        GuidSet products;
         for (size_t i = 0; i < Facts64(search).entries.size(); ++i) {
             const CatalogEntry& entry = Facts64(search).entries[i];
             if (IsLsp(entry) && needed.contains(entry.info.ProviderId)) {

@@ -9,7 +9,14 @@
 #include <string>
 #include <vector>
 
-#include "rehearsal/removal_order.h"
+#include "rehearsal/verdict.h"
+
+// One run of the command.
+struct RemovalRun {
+    std::wstring dllName;
+    GuidSet products;         // that it removes, by their provider ids
+    std::wstring deletedFile; // as 64-bit programs open it; empty for none
+};
 
 // The machine after some runs.
 struct RemovalNode {
@@ -28,7 +35,7 @@ struct RemovalSearch {
     std::vector<std::wstring> names; // of the LSPs over the target, those on top first, and of the target
     std::vector<size_t> targets;     // the entries of the 64-bit catalog that have to be removed
     bool regular;                    // see IsRegular
-    ULONGLONG begun;                 // when the search began, in milliseconds
+    ULONGLONG begun;                 // the processor time at the beginning, in milliseconds
 };
 
 const CatalogFacts& Facts64(const RemovalSearch& search);

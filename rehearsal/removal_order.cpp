@@ -1,12 +1,10 @@
 #include "rehearsal/removal_order.h"
 
 #include <algorithm>
-#include <deque>
-#include <tuple>
 
 #include "lsp/provider_entries.h"
+#include "machine/text.h"
 #include "rehearsal/lsp_graph.h"
-#include "rehearsal/removal_node.h"
 
 namespace {
 
@@ -14,6 +12,19 @@ constexpr size_t kMostRuns = 50;
 constexpr size_t kShortOrder = 5;     // runs; these orders are searched for a longer time
 constexpr ULONGLONG kMostTime = 1000; // milliseconds
 constexpr ULONGLONG kMostTimeForShort = 2500;
+constexpr ULONGLONG kTicks = 10'000; // of a millisecond
+
+// The processor time of this process in milliseconds. It does not depend on what other programs do.
+ULONGLONG ProcessTime() {
+    FILETIME ignored = {};
+    FILETIME kernel = {};
+    FILETIME user = {};
+    GetProcessTimes(GetCurrentProcess(), &ignored, &ignored, &kernel, &user);
+    const auto ticks = [](const FILETIME& time) {
+        return static_cast<ULONGLONG>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+    };
+    return (ticks(kernel) + ticks(user)) / kTicks;
+}
 
 bool IsDone(const RemovalSearch& search, const RemovalNode& node) {
     return node.safe && std::ranges::none_of(search.targets, [&](size_t i) { return node.present64[i]; });
@@ -44,7 +55,7 @@ std::vector<std::wstring> NamesAt(const RemovalSearch& search, const RemovalNode
 
 // Whether the time for orders of that length is over.
 bool IsTooLate(const RemovalSearch& search, const RemovalNode& node) {
-    return GetTickCount64() - search.begun > (node.runs.size() < kShortOrder ? kMostTimeForShort : kMostTime);
+    return ProcessTime() - search.begun > (node.runs.size() < kShortOrder ? kMostTimeForShort : kMostTime);
 }
 
 // Takes the first safe run again and again; nothing when that does not remove the target.
@@ -69,16 +80,31 @@ std::optional<RemovalNode> GoFirstWay(const RemovalSearch& search, RemovalNode n
     return node;
 }
 
-using NodeKey = std::tuple<Flags, Flags, std::set<std::wstring>, std::map<std::string, DWORD>, std::wstring>;
-
 // What makes two nodes the same one for all that follows.
-NodeKey KeyOf(const RemovalNode& node) {
-    return {node.present64, node.present32, node.deleted, node.counts,
-            node.safe ? L"" : L"/" + node.runs.back().dllName};
+std::string KeyOf(const RemovalNode& node) {
+    std::string key;
+    for (const Flags* present : {&node.present64, &node.present32}) {
+        for (const bool flag : *present) {
+            key += flag ? '1' : '0';
+        }
+    }
+    for (const std::wstring& file : node.deleted) {
+        key += "|" + ToUtf8(file);
+    }
+    for (const auto& [path, count] : node.counts) {
+        key += "|" + path + "|" + std::to_string(count);
+    }
+    return node.safe ? key : key + "/" + ToUtf8(node.runs.back().dllName);
 }
 
 RemovalOrder OrderOf(const std::optional<RemovalNode>& end) {
     return end ? RemovalOrder{end->runs, OrderSearch::kFound} : RemovalOrder();
+}
+
+// The order for regular catalogs. Each LSP that is needed takes a run of its own: there is no shorter order.
+RemovalOrder OrderOfRegular(const RemovalSearch& search, const std::optional<RemovalNode>& end) {
+    const bool atLimit = search.names.size() > kMostRuns || ProcessTime() - search.begun > kMostTime;
+    return !end && atLimit ? RemovalOrder{{}, OrderSearch::kGivenUp} : OrderOf(end);
 }
 
 // Searches breadth-first for an order that is shorter than a known one.
@@ -86,14 +112,15 @@ RemovalOrder OrderOf(const std::optional<RemovalNode>& end) {
 RemovalOrder SearchBroadly(const RemovalSearch& search, const std::optional<RemovalNode>& known) {
     const size_t limit = known ? known->runs.size() : kMostRuns + 1;
     const RemovalOrder givenUp = known ? OrderOf(known) : RemovalOrder{{}, OrderSearch::kGivenUp};
-    std::deque<RemovalNode> open = {StartOf(search)};
-    std::set<NodeKey> seen = {KeyOf(open.front())};
-    for (; !open.empty() && open.front().runs.size() + 1 < limit; open.pop_front()) {
-        for (const std::wstring& name : NamesAt(search, open.front())) {
-            if (IsTooLate(search, open.front())) {
+    std::vector<RemovalNode> open = {StartOf(search)};
+    std::set<std::string> seen = {KeyOf(open[0])};
+    size_t at = 0;
+    for (; at < open.size() && open[at].runs.size() + 1 < limit; open[at++] = {}) {
+        for (const std::wstring& name : NamesAt(search, open[at])) {
+            if (IsTooLate(search, open[at])) {
                 return givenUp;
             }
-            std::optional<RemovalNode> next = NodeAfter(search, open.front(), name);
+            std::optional<RemovalNode> next = NodeAfter(search, open[at], name);
             if (next && IsDone(search, *next)) {
                 return {next->runs, OrderSearch::kFound};
             }
@@ -102,22 +129,18 @@ RemovalOrder SearchBroadly(const RemovalSearch& search, const std::optional<Remo
             }
         }
     }
-    return open.empty() ? OrderOf(known) : givenUp;
+    return at == open.size() ? OrderOf(known) : givenUp;
 }
 
 // The entries of the 64-bit catalog that the command is to remove.
 std::vector<size_t> FindTargets(const CatalogFacts& facts, const Rehearsal& rehearsal) {
     std::vector<size_t> targets;
-    const std::optional<CatalogEntry>& target = rehearsal.run.target;
     for (size_t i = 0; i < facts.entries.size(); ++i) {
         const CatalogEntry& entry = facts.entries[i];
-        const bool orphan = IsLayered(entry) && facts.owners[i] == kNoOwner;
         const bool named =
             IsLsp(entry) && FileNameForCommand(PathOf(facts.entries, entry)) == rehearsal.dllName;
-        const bool isTarget = target && IsLsp(entry) &&
-                              SameGuid(entry.info.ProviderId, target->info.ProviderId) &&
-                              entry.info.dwCatalogEntryId == target->info.dwCatalogEntryId;
-        if (target ? isTarget : named || (orphan && rehearsal.dllName.empty())) {
+        const bool isTarget = IsLsp(entry) && IsTargetOf(rehearsal.run, entry, false);
+        if (rehearsal.run.target ? isTarget : named || (IsOrphan(facts, i) && rehearsal.dllName.empty())) {
             targets.push_back(i);
         }
     }
@@ -145,8 +168,23 @@ void AddName(const Catalog& in64, const GUID& lsp, std::vector<std::wstring>& na
     }
 }
 
+// The products with some provider ids, a product before those that it lies over. The LSP of the 64-bit catalog
+// names it, where that has it.
+std::vector<Product> NameProducts(const RemovalSearch& search, const LspGraph& graph, const GuidSet& ids) {
+    std::vector<Product> products;
+    for (const GUID& id : SortFromTheTop(graph, ids)) {
+        const CatalogEntry* in64 = FindProvider(Facts64(search).entries, id);
+        const CatalogEntry* entry =
+            in64 != nullptr ? in64 : FindProvider(search.start.catalog32.facts->entries, id);
+        if (std::ranges::find(products, ProductOfEntry(*entry)) == products.end()) {
+            products.push_back(ProductOfEntry(*entry));
+        }
+    }
+    return products;
+}
+
 // Names an LSP that the command cannot remove, because only the 32-bit catalog has it.
-RemovalOrder WithObstacle(RemovalOrder order, const RemovalSearch& search, const std::vector<GUID>& above) {
+void NameObstacle(const RemovalSearch& search, const std::vector<GUID>& above, RemovalOrder& order) {
     for (const GUID& lsp : above) {
         const CatalogEntry* in32 = FindLsp(search.start.catalog32.facts->entries, lsp);
         if (order.search == OrderSearch::kNone && in32 != nullptr &&
@@ -155,21 +193,18 @@ RemovalOrder WithObstacle(RemovalOrder order, const RemovalSearch& search, const
             order.inTheWay = ProductOfEntry(*in32);
         }
     }
-    return order;
 }
 
 } // namespace
 
 RemovalOrder FindRemovalOrder(const Rehearsal& rehearsal) {
-    RemovalSearch search = {rehearsal, {rehearsal.change.catalog64.before, rehearsal.change.catalog32.before},
-                            {},        {},
-                            false,     GetTickCount64()};
+    RemovalSearch search = {rehearsal, HealthBefore(rehearsal), {}, {}, false, ProcessTime()};
     search.regular = IsRegular(search.start, rehearsal.machine);
     search.targets = FindTargets(Facts64(search), rehearsal);
     const GUID target = rehearsal.run.target ? rehearsal.run.target->info.ProviderId : GUID{};
     const LspGraph graph = GraphOf(rehearsal.machine.catalogs);
-    const std::vector<GUID> above =
-        SortFromTheTop(graph, search.regular ? FindNeeded(search, target) : FindAbove(graph, target));
+    GuidSet involved = search.regular ? FindNeeded(search, target) : FindAbove(graph, target);
+    const std::vector<GUID> above = SortFromTheTop(graph, involved);
     for (const GUID& lsp : above) {
         AddName(Facts64(search).entries, lsp, search.names);
     }
@@ -177,9 +212,16 @@ RemovalOrder FindRemovalOrder(const Rehearsal& rehearsal) {
         search.names.push_back(rehearsal.dllName);
     }
     const std::optional<RemovalNode> known = GoFirstWay(search, StartOf(search));
-    // In a regular catalog each LSP that is needed takes a run of its own: there is no shorter order.
-    if (search.regular) {
-        return WithObstacle(OrderOf(known), search, above);
+    RemovalOrder order = search.regular ? OrderOfRegular(search, known) : SearchBroadly(search, known);
+    NameObstacle(search, above, order);
+    if (!order.runs.empty()) {
+        involved.clear();
+    } else if (rehearsal.run.target) {
+        involved.insert(target);
     }
-    return WithObstacle(SearchBroadly(search, known), search, above);
+    for (const RemovalRun& run : order.runs) {
+        involved.insert(run.products.begin(), run.products.end());
+    }
+    order.products = NameProducts(search, graph, involved);
+    return order;
 }

@@ -1,18 +1,9 @@
 // An order in which LSPs can be removed without breaking what remains.
 #pragma once
 
-#include <optional>
-#include <string>
 #include <vector>
 
-#include "rehearsal/verdict.h"
-
-// One run of the command.
-struct RemovalRun {
-    std::wstring dllName;
-    std::vector<Product> products; // that it removes, each once
-    std::wstring deletedFile;      // as 64-bit programs open it; empty for none
-};
+#include "rehearsal/removal_node.h"
 
 // How the search for an order ended.
 enum class OrderSearch {
@@ -25,6 +16,9 @@ enum class OrderSearch {
 struct RemovalOrder {
     std::vector<RemovalRun> runs; // empty unless one was found
     OrderSearch search = OrderSearch::kNone;
+    std::vector<Product> products =
+        {};                // that the runs remove, or, without an order, the LSP with the name and
+                           // those over it; a product before those that it lies over
     Product inTheWay = {}; // of kOnly32
 };
 

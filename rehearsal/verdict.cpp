@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "lsp/provider_entries.h"
+#include "machine/text.h"
 
 namespace {
 
@@ -22,73 +23,8 @@ bool IsOfAnotherLsp(const CatalogFacts& facts, size_t index, const IsTarget& isT
     });
 }
 
-void AddBroken(const Product& product, Harm harm, bool is32, std::vector<Broken>& broken) {
-    auto found = std::ranges::find_if(
-        broken, [&](const Broken& each) { return each.product == product && each.harm == harm; });
-    if (found == broken.end()) {
-        found = broken.insert(broken.end(), {product, harm});
-    }
-    (is32 ? found->in32 : found->in64) = true;
-}
-
-std::vector<Broken> FindBroken(const Machine& machine, const MachineChange& change,
-                               const IsTarget& isTarget) {
-    std::vector<Broken> broken;
-    for (const CatalogChange* catalog : {&change.catalog64, &change.catalog32}) {
-        for (size_t i = 0; i < catalog->before.present.size(); ++i) {
-            if (const std::optional<Harm> harm = FindHarm(*catalog, i, isTarget)) {
-                AddBroken(ProductOf(catalog->before, i), *harm, catalog->before.facts->is32, broken);
-            }
-        }
-    }
-    for (const NamespaceProvider& provider : machine.namespaces) {
-        if (HarmsLookups(machine, change, provider)) {
-            AddBroken(ProductOfNamespace(provider), Harm::kLookups, provider.is32, broken);
-        }
-    }
-    return broken;
-}
-
-// Whether an LSP of the 32-bit catalog with the provider id of the target is the same product.
-bool IsSameProduct(const CatalogEntry& lsp, const CatalogEntry& target) {
-    const std::wstring name = RawNameOf(lsp.info);
-    return lsp.info.dwCatalogEntryId == target.info.dwCatalogEntryId ||
-           (!name.empty() && name == RawNameOf(target.info)) ||
-           PlainName(FileNameForWindows(lsp.path)) == PlainName(FileNameForWindows(target.path));
-}
-
-// Whether any entry of a machine has the name, or is one of those that the empty name stands for.
-bool IsNamed(const MachineHealth& health, const std::wstring& dllName) {
-    for (const CatalogHealth* catalog : {&health.catalog64, &health.catalog32}) {
-        const CatalogFacts& facts = *catalog->facts;
-        for (size_t i = 0; i < facts.entries.size(); ++i) {
-            const CatalogEntry& entry = facts.entries[i];
-            const bool orphan = IsLayered(entry) && facts.owners[i] == kNoOwner;
-            if (dllName.empty() ? orphan || (IsLsp(entry) && FileNameForCommand(entry.path).empty())
-                                : FileNameForWindows(entry.path) == dllName) {
-                return true;
-            }
-        }
-    }
-    return false;
-}
-
-Verdict Judge(const Rehearsal& rehearsal) {
-    const MachineChange& change = rehearsal.change;
-    if (!rehearsal.broken.empty()) {
-        return Verdict::kBreaksNetworking;
-    }
-    if (CountRemoved(change.catalog64) + CountRemoved(change.catalog32) > 0) {
-        return rehearsal.remainders.empty() ? Verdict::kClean : Verdict::kLeavesParts;
-    }
-    return rehearsal.run.found ||
-                   IsNamed({change.catalog64.before, change.catalog32.before}, rehearsal.dllName)
-               ? Verdict::kCannotRemove
-               : Verdict::kNotFound;
-}
-
-} // namespace
-
+// What a removal harms of an entry that worked before; nothing for an entry that keeps working, and for one
+// of a target.
 std::optional<Harm> FindHarm(const CatalogChange& change, size_t index, const IsTarget& isTarget) {
     const CatalogFacts& facts = *change.before.facts;
     const bool isBase = IsBase(facts.entries[index]);
@@ -107,8 +43,92 @@ std::optional<Harm> FindHarm(const CatalogChange& change, size_t index, const Is
     return IsOfAnotherLsp(facts, index, isTarget) ? std::optional(Harm::kLspRemoved) : std::nullopt;
 }
 
+// Whether a removal deletes the file of a namespace provider that is in use.
 bool HarmsLookups(const Machine& machine, const MachineChange& change, const NamespaceProvider& provider) {
     return provider.enabled && change.deletedFiles.contains(FileOfNamespace(machine, provider));
+}
+
+std::vector<Broken> FindBroken(const Machine& machine, const MachineChange& change,
+                               const IsTarget& isTarget) {
+    std::vector<Broken> broken;
+    ForEachHarm(machine, change, isTarget, [&](const Product& product, Harm harm, bool is32) {
+        auto found = std::ranges::find_if(
+            broken, [&](const Broken& each) { return each.product == product && each.harm == harm; });
+        if (found == broken.end()) {
+            broken.push_back({product, harm});
+            found = broken.end() - 1;
+        }
+        (is32 ? found->in32 : found->in64) = true;
+        return true;
+    });
+    return broken;
+}
+
+// Whether an LSP of the 32-bit catalog with the provider id of the target is the same product.
+bool IsSameProduct(const CatalogEntry& lsp, const CatalogEntry& target) {
+    const std::wstring name = RawNameOf(lsp.info);
+    return lsp.info.dwCatalogEntryId == target.info.dwCatalogEntryId ||
+           (!name.empty() && name == RawNameOf(target.info)) ||
+           PlainName(LowerCase(FileNameForWindows(lsp.path))) ==
+               PlainName(LowerCase(FileNameForWindows(target.path)));
+}
+
+// Whether any entry of a machine has the name, or is one of those that the empty name stands for.
+bool IsNamed(const MachineHealth& health, const std::wstring& dllName) {
+    for (const CatalogHealth* catalog : {&health.catalog64, &health.catalog32}) {
+        const CatalogFacts& facts = *catalog->facts;
+        for (size_t i = 0; i < facts.entries.size(); ++i) {
+            const CatalogEntry& entry = facts.entries[i];
+            if (dllName.empty()
+                    ? IsOrphan(facts, i) || (IsLsp(entry) && FileNameForCommand(entry.path).empty())
+                    : FileNameForWindows(entry.path) == dllName) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+Verdict Judge(const Rehearsal& rehearsal) {
+    const MachineChange& change = rehearsal.change;
+    if (!rehearsal.broken.empty()) {
+        return Verdict::kBreaksNetworking;
+    }
+    if (CountRemoved(change.catalog64) + CountRemoved(change.catalog32) > 0) {
+        return rehearsal.remainders.empty() ? Verdict::kClean : Verdict::kLeavesParts;
+    }
+    return rehearsal.run.found || IsNamed(HealthBefore(rehearsal), rehearsal.dllName) ? Verdict::kCannotRemove
+                                                                                      : Verdict::kNotFound;
+}
+
+} // namespace
+
+void ForEachHarm(const Machine& machine, const MachineChange& change, const IsTarget& isTarget,
+                 const HarmVisitor& visit) {
+    for (const CatalogChange* catalog : {&change.catalog64, &change.catalog32}) {
+        for (size_t i = 0; i < catalog->before.present.size(); ++i) {
+            const std::optional<Harm> harm = FindHarm(*catalog, i, isTarget);
+            if (harm && !visit(ProductOf(catalog->before, i), *harm, catalog->before.facts->is32)) {
+                return;
+            }
+        }
+    }
+    for (const NamespaceProvider& provider : machine.namespaces) {
+        if (HarmsLookups(machine, change, provider) &&
+            !visit(ProductOfNamespace(provider), Harm::kLookups, provider.is32)) {
+            return;
+        }
+    }
+}
+
+bool IsTargetOf(const DryRun& run, const CatalogEntry& lsp, bool is32) {
+    return run.target && SameGuid(lsp.info.ProviderId, run.target->info.ProviderId) &&
+           (is32 ? IsSameProduct(lsp, *run.target)
+                 : lsp.info.dwCatalogEntryId == run.target->info.dwCatalogEntryId);
+}
+
+MachineHealth HealthBefore(const Rehearsal& rehearsal) {
+    return {rehearsal.change.catalog64.before, rehearsal.change.catalog32.before};
 }
 
 Rehearsal Rehearse(const Machine& machine, const std::wstring& dllName) {
@@ -118,11 +138,7 @@ Rehearsal Rehearse(const Machine& machine, const std::wstring& dllName) {
     if (run.file.deleted) {
         deleted.insert(FileOn(machine, run.dllPath, false));
     }
-    const auto isTarget = [&](const CatalogEntry& lsp, bool is32) {
-        return run.target && SameGuid(lsp.info.ProviderId, run.target->info.ProviderId) &&
-               (is32 ? IsSameProduct(lsp, *run.target)
-                     : lsp.info.dwCatalogEntryId == run.target->info.dwCatalogEntryId);
-    };
+    const auto isTarget = [&](const CatalogEntry& lsp, bool is32) { return IsTargetOf(run, lsp, is32); };
     rehearsal.change = FindChange(Examine(machine), run.after, deleted);
     rehearsal.broken = FindBroken(machine, rehearsal.change, isTarget);
     rehearsal.remainders = FindRemainders(machine, run, rehearsal.change, dllName);

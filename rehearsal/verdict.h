@@ -41,12 +41,17 @@ struct Broken {
 // Whether an LSP is one that is to be removed, by its hidden entry.
 using IsTarget = std::function<bool(const CatalogEntry& lsp, bool is32)>;
 
-// What a removal harms of an entry that worked before; nothing for an entry that keeps working, and for one
-// of a target.
-std::optional<Harm> FindHarm(const CatalogChange& change, size_t index, const IsTarget& isTarget);
+// Receives what stops working. Returns whether to look for more.
+using HarmVisitor = std::function<bool(const Product& product, Harm harm, bool is32)>;
 
-// Whether a removal deletes the file of a namespace provider that is in use.
-bool HarmsLookups(const Machine& machine, const MachineChange& change, const NamespaceProvider& provider);
+// Finds all that a removal harms: what worked before and does not work afterwards, but for entries of a target.
+// The verdict and the order of removals follow from it.
+void ForEachHarm(const Machine& machine, const MachineChange& change, const IsTarget& isTarget,
+                 const HarmVisitor& visit);
+
+// Whether an LSP is the one that a rehearsed command is to remove: the target, or the same product in the
+// 32-bit catalog.
+bool IsTargetOf(const DryRun& run, const CatalogEntry& lsp, bool is32);
 
 // A rehearsed command: what it would do, and what follows from that.
 struct Rehearsal {
@@ -60,6 +65,9 @@ struct Rehearsal {
     Verdict finding;                        // what follows if the description lacks nothing
     Verdict verdict;
 };
+
+// The health of the catalogs before the removal.
+MachineHealth HealthBefore(const Rehearsal& rehearsal);
 
 // Rehearses "remove lsp NAME" on a machine, and judges it.
 Rehearsal Rehearse(const Machine& machine, const std::wstring& dllName);

@@ -29,7 +29,7 @@ struct SimulatedWinsock {
     std::vector<WinsockCall> calls; // in their order
 
     // Called around each function; the stand-in DLL reads and writes its file there, and a test changes the
-    // catalog under the program's feet. begin gets the function's name.
+    // catalog while the program runs. begin gets the function's name.
     std::function<void(const std::string&)> begin;
     std::function<void()> end;
 };

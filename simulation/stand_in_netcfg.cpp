@@ -7,7 +7,6 @@
 #include <windows.h>
 #include <objbase.h>
 #include <netcfgx.h>
-#include <netcfgn.h>
 
 #include <algorithm>
 #include <cwchar>

@@ -29,6 +29,8 @@ constexpr char kRows[] = R"(
 // What remains works as before.
 10 a; 11 a [10,1] ~ a.dll ~ 0 2 2 0 0 0 ~ CLEAN: norvane64 remove lsp a.dll!Would remain!Would stop
 10 C:/q/a.dll ~ C:/q/a.dll ~ 0 1 1 0 0 0 ~ CLEAN!without a folder
+10 C:\p\a!.dll ~ a!.dll ~ 0 1 1 0 0 0 ~ This name cannot be typed. Uninstall!elevated
+10 C:\q\ ~  ~ 0 1 1 0 0 2 ~ Folder C:\q\, at the next restart, if it is empty!copy
 // Nothing has the name.
 10 b ~ a.dll ~ 2 0 0 0 0 0 ~ The DLL names of this machine are: b.dll!Did you mean x
 10 C:\p\mid.dll; 20 C:\p\other.dll ~ midd.dll ~ 2 0 0 0 0 0 ~ Did you mean mid.dll?!netsh winsock reset
@@ -44,6 +46,8 @@ constexpr char kRows[] = R"(
 10 C:\<e4><b8><ad>\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ the code page lacks a character!del "
 10 a; 11 b [10,1] ~ a.dll ~ 3 2 2 1 0 0 ~ del "C:\p\b.dll"!Uninstall
 10 a; 11 b [10,1]; 2 C:\P\B.dll* ~ a.dll ~ 3 2 2 1 0 0 ~ File C:\p\b.dll!del "
+10 %SystemRoot%\a.dll; 2 C:\PROGRA~1\A.DLL* ~ a.dll ~ 3 1 1 1 0 0 ~ environment reference!del "
+10 a; 11 b [10,1]; 2 C:\x\%y%* ~ a.dll ~ 3 2 2 1 0 0 ~ whether it is used is not known!del "
 10 C:\Windows\system32\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ SysWOW64\a.dll, which 32-bit programs open as
 // An LSP, or a layered entry without one, remains that has the name or a file of a removed entry.
 10 a; 20 C:\q\a.dll ~ a.dll ~ 3 1 1 2 0 0 ~ Rehearse again, for the next LSP with this name
@@ -51,6 +55,8 @@ constexpr char kRows[] = R"(
 10 a; 20 C:\P\A.dll ~ a.dll ~ 3 1 1 2 0 0 ~ it would never work again!until
 10 a; 11 b [10,1]; 20 b ~ a.dll ~ 3 2 2 3 0 0 ~ Uninstall the rest of the product!del "
 30 b [99,1] ~  ~ 3 1 1 1 0 2 ~ norvane64 remove lsp ""!MISSING 99
+30 b [99,1] ~ b.dll ~ 6 0 0 2 0 2 ~ it does not work; the empty name removes it!winsock reset
+10 a; 11 b [1] ~  ~ 2 0 0 0 0 0
 // An LSP of the 32-bit catalog alone that looks like a part of the product, or not.
 10 C:\p\flt64.dll | 40 C:\q\flt32.dll ~ flt64.dll ~ 3 1 0 1 0 0
 10 a name=N | 40 C:\q\z.dll name=N ~ a.dll ~ 3 1 0 1 0 0
@@ -61,17 +67,19 @@ constexpr char kRows[] = R"(
 10 a; 2 b [10=1] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 2 C:\P\a.dll* ~ a.dll ~ 4 1 1 0 1 0
 10 C:\Program Files (x86)\a.dll | 2 %ProgramFiles%\a.dll* ~ a.dll ~ 4 1 0 0 1 0
-10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ lsp a.dll<lf>       norvane64 remove lsp a.dll
+10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ lsp a.dll<lf>       norvane64 remove lsp a.dll!keep using
+10 a; 11 a [10,1]; 20 C:\q\A.dll; 21 C:\q\A.dll [20,11] ~ a.dll ~ 4 2 2 0 1 0 ~ copy "C:\q\A.dll"<lf>       copy "C:\p\a.dll" "2-a.dll"
+10 a; 11 a [10,1]; 20 C:\p\u!.dll; 21 b [20,11] ~ a.dll ~ 4 2 2 0 1 0 ~ that can be typed!remove lsp a.dll<lf>
 10 a; 11 a [10,1] | 10 a; 12{112} a [10,1]; 20 C:\q\b.dll; 21 C:\q\b.dll [20,12] ~ a.dll ~ 4 2 1 1 2 0
 10 a; 20 b; 21 b [20,1]; 30 c; 31 c [30,21,11]; 11 a [10,21] ~ a.dll ~ 4 2 2 0 1 0
 10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 22 b [20,1]; 30 c; 31 c [30,22,1] ~ a.dll ~ 4 2 2 0 1 0 ~ lsp c.dll<lf>
 10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 30 c; 31 c [30,21,1]; 40 d [99,1] ~ a.dll ~ 4 2 2 0 2 2 ~ lsp c.dll<lf>
 // A base provider is removed, or another LSP or an entry of one.
-10{5} a; 2{5} c*; 20 a ~ a.dll ~ 4 2 2 3 1 0 ~ no safe order of removals was found!in this order
+10{5} a; 2{5} c*; 20 a ~ a.dll ~ 4 2 2 3 1 0 ~ no safe order of removals was found!elevated console
 10{5} a | 2{5} C:\q\* ~ a.dll ~ 0 1 1 0 0 1
 10 a; 20{10} c ~ a.dll ~ 4 2 2 1 1 0
 10 a | 20{10} c ~ a.dll ~ 4 1 1 1 1 0
-10 C:\p\a64.dll | 20{10} C:\q\a32.dll ~ a64.dll ~ 3 1 1 1 0 0
+10 C:\p\a64.dll | 20{10} C:\q\A32.DLL ~ a64.dll ~ 3 1 1 1 0 0
 10 a; 11 a [10,1]; 20 b; 21{11} b [20,1] ~ a.dll ~ 4 3 3 3 1 0
 // Which entries work.
 10 a; 20 b; 21 b [20,1,1,1,1,1,1=8] ~ a.dll ~ 0 1 1 0 0 2
@@ -138,8 +146,8 @@ TEST_F(VerdictTest, NothingIsConcludedFromADescriptionThatLacksSomething) {
         const Rehearsal rehearsal = Rehearse(machine, L"a.dll");
         const std::string report = WriteReport(rehearsal, false);
         EXPECT_EQ(rehearsal.verdict, Verdict::kCannotTell);
-        EXPECT_TRUE(
-            report.starts_with("CANNOT TELL: norvane64 remove lsp a.dll, on m\nMissing: m:7: the block"))
+        EXPECT_TRUE(report.starts_with(
+            "CANNOT TELL: norvane64 remove lsp a.dll, on m\nIncomplete or damaged: m:7: the block"))
             << report;
         const MachineHealth health = Examine(machine);
         const std::string list = ListText(machine, health, false);
@@ -186,6 +194,23 @@ TEST_F(VerdictTest, ANamespaceProviderCountsUnlessItIsDisabled) {
     EXPECT_EQ(Rehearse(machine, L"a.dll").verdict, Verdict::kClean);
     machine.namespaces[0].enabled = true;
     EXPECT_EQ(Rehearse(machine, L"a.dll").verdict, Verdict::kBreaksNetworking);
+}
+
+// A report has at most 19 runs, up to the end of a step. After 50 runs the search ends.
+TEST_F(VerdictTest, ALongOrderIsShownInParts) {
+    std::string notation = "10 b; 11 b [10,1]";
+    for (int i = 2; i < 52; ++i) {
+        const std::string path = " C:\\l\\" + std::to_string(i) + ".dll";
+        notation += "; " + std::to_string(10 * i) + path + "; " + std::to_string(10 * i + 1) + path + " [" +
+                    std::to_string(10 * i) + "," + std::to_string(10 * i - 9) + "]";
+        if (i == 21 || i == 51) {
+            const std::string report = WriteReport(Rehearse(MachineOf(notation), L"b.dll"), false);
+            CheckTexts(report,
+                       i == 21
+                           ? "3.dll<lf>  5. Rehearse again, for the other runs: norvane64-rehearse lsp b.dll"
+                           : "within 50 runs!norvane64 remove lsp 2");
+        }
+    }
 }
 
 // What a command line interprets is never printed in a command.

@@ -1,6 +1,7 @@
 #include "rehearsal/report/advice.h"
 
 #include <algorithm>
+#include <span>
 
 #include "machine/text.h"
 #include "rehearsal/defects.h"
@@ -11,64 +12,96 @@
 
 namespace {
 
+using Runs = std::span<const RemovalRun>;
+
 constexpr char kIndent[] = "\n       ";
 constexpr char kUninstallRest[] = "Uninstall the rest of the product with its own uninstaller";
 
-// A command for each of the files, on lines of their own.
-std::string CommandsFor(const std::string& what, const std::string& command,
-                        const std::vector<std::wstring>& files) {
-    std::vector<std::string> lines;
-    lines.reserve(files.size());
-    for (const std::wstring& file : files) {
-        lines.push_back(CanBeTyped(file) ? command + " \"" + Shown(file) + "\""
-                                         : Shown(file) + " (This name cannot be typed: use the Explorer.)");
-    }
-    std::string text = what;
+// A text with lines of its own below it.
+std::string WithLines(std::string text, const Steps& lines) {
     for (const std::string& line : Shortened(lines)) {
         text += kIndent + line;
     }
     return text;
 }
 
+// A command for a file, and what stands behind the file.
+std::string CommandForFile(const std::string& command, const std::wstring& file, const std::string& more) {
+    return CanBeTyped(file) ? command + " \"" + Shown(file) + "\"" + more
+                            : Shown(file) + " (This name cannot be typed: use the Explorer.)";
+}
+
+// Adds a step that copies files. Copies that would have the same name are numbered.
 void AddCopies(const std::vector<std::wstring>& files, Steps& steps) {
+    std::vector<std::wstring> names;
+    Steps lines;
+    for (const std::wstring& file : files) {
+        const std::wstring name = FileNameForWindows(file);
+        names.push_back(LowerCase(name));
+        const auto number = std::ranges::count(names, names.back());
+        lines.push_back(CommandForFile(
+            "copy", file, number == 1 ? "" : " \"" + std::to_string(number) + "-" + Shown(name) + "\""));
+    }
     if (!files.empty()) {
-        steps.push_back(CommandsFor("Copy what is deleted into the current folder:", "copy", files));
+        steps.push_back(WithLines("Copy what is deleted into the current folder:", lines));
     }
 }
 
-// The products of the runs, in their order, each once.
-std::vector<std::string> ProductsOf(const std::vector<RemovalRun>& runs) {
-    std::vector<std::string> names;
+Steps NamesOf(const std::vector<Product>& products) {
+    Steps names;
+    for (const Product& product : products) {
+        names.push_back(NameOf(product));
+    }
+    return names;
+}
+
+// The runs that a report can show: the first ones, up to the end of a step. After them nothing has stopped
+// working. None when one of them cannot be typed.
+Runs ShowableRuns(Runs runs) {
+    size_t shown = runs.size() <= kMostLines ? runs.size() : 0;
+    for (size_t i = 1; i <= std::min(kMostLines, runs.size() - 1); ++i) {
+        shown = runs.size() > kMostLines && runs[i].dllName != runs[i - 1].dllName ? i : shown;
+    }
+    const bool typed =
+        std::ranges::all_of(runs, [](const RemovalRun& run) { return CanBeTyped(run.dllName); });
+    return runs.first(typed ? shown : 0);
+}
+
+// Adds a step that runs the command for each run.
+void AddRuns(Runs runs, Steps& steps) {
+    Steps lines;
     for (const RemovalRun& run : runs) {
-        for (const Product& product : run.products) {
-            if (std::ranges::find(names, NameOf(product)) == names.end()) {
-                names.push_back(NameOf(product));
-            }
-        }
+        lines.push_back(CommandFor(kRemoveCommand, run.dllName));
     }
-    return Shortened(names);
+    steps.push_back(
+        WithLines("Where that is not possible, run in an elevated console, in this order. Rehearse "
+                  "each name before: it shows what remains of the product",
+                  lines));
 }
 
-Steps AdviseOnOrder(const Rehearsal& rehearsal, const std::vector<RemovalRun>& runs) {
+Steps AdviseOnOrder(const Rehearsal& rehearsal, const RemovalOrder& order, Runs runs) {
     Steps steps = {kBackup};
     std::vector<std::wstring> files;
-    std::string commands = "Where that is not possible, run in an elevated console, in this order:";
     for (const RemovalRun& run : runs) {
-        commands += kIndent + CommandFor(kRemoveCommand, run.dllName);
         if (!run.deletedFile.empty() && std::ranges::find(files, run.deletedFile) == files.end()) {
             files.push_back(run.deletedFile);
         }
     }
     AddCopies(files, steps);
-    std::vector<std::string> others = ProductsOf(runs);
-    steps.push_back("Uninstall these products with their own uninstallers, in this order: " + Joined(others));
-    steps.push_back(commands);
+    Steps products = NamesOf(order.products);
+    steps.push_back("Uninstall these products with their own uninstallers, in this order: " +
+                    Joined(Shortened(products)));
+    AddRuns(runs, steps);
+    if (runs.size() < order.runs.size()) {
+        steps.push_back("Rehearse again, for the other runs: " +
+                        CommandFor(kRehearseCommand, rehearsal.dllName));
+    }
     steps.push_back(kCheck);
     if (rehearsal.run.target) {
-        std::erase(others, NameOf(ProductOfEntry(*rehearsal.run.target)));
+        std::erase(products, NameOf(ProductOfEntry(*rehearsal.run.target)));
     }
-    if (!others.empty()) {
-        steps.push_back("Reinstall these products if they are still wanted: " + Joined(others));
+    if (!products.empty()) {
+        steps.push_back("Reinstall these products if they are still wanted: " + Joined(Shortened(products)));
     }
     return steps;
 }
@@ -79,8 +112,9 @@ std::string WhyNoOrder(const RemovalOrder& order) {
         return ": only the 32-bit catalog has " + NameOf(order.inTheWay);
     case OrderSearch::kGivenUp:
         return " within 50 runs and the time for the search";
-    case OrderSearch::kNone:
     case OrderSearch::kFound:
+        return " that can be typed in a few lines";
+    case OrderSearch::kNone:
         break;
     }
     return "";
@@ -88,22 +122,24 @@ std::string WhyNoOrder(const RemovalOrder& order) {
 
 Steps AdviseOnBroken(const Rehearsal& rehearsal) {
     const RemovalOrder order = FindRemovalOrder(rehearsal);
-    if (order.search == OrderSearch::kFound) {
-        return AdviseOnOrder(rehearsal, order.runs);
+    const Runs runs = ShowableRuns(order.runs);
+    if (!runs.empty()) {
+        return AdviseOnOrder(rehearsal, order, runs);
     }
     return {"Do not run the command: no safe order of removals was found" + WhyNoOrder(order), kBackup,
-            "Uninstall the products with their own uninstallers",
+            "Uninstall these products with their own uninstallers, in this order, and rehearse again: " +
+                Joined(Shortened(NamesOf(order.products))),
             std::string("Where that is not possible: ") + kReset};
 }
 
 // What to do about what remains after the command.
 void AdviseOnRemainders(const Rehearsal& rehearsal, Steps& steps) {
-    std::vector<std::wstring> files;
+    Steps deletions;
     bool more = false;
     bool again = false;
     for (const Remainder& remainder : rehearsal.remainders) {
         if (remainder.deletable) {
-            files.push_back(remainder.opened);
+            deletions.push_back(CommandForFile("del", remainder.opened, ""));
         }
         again = again || remainder.byRunningAgain;
         more = more || (!remainder.deletable && !remainder.inUse && !remainder.byRunningAgain &&
@@ -113,19 +149,47 @@ void AdviseOnRemainders(const Rehearsal& rehearsal, Steps& steps) {
         steps.push_back("Rehearse again, for the next LSP with this name: " +
                         CommandFor(kRehearseCommand, rehearsal.dllName));
     }
-    if (!files.empty()) {
-        steps.push_back(CommandsFor("After the restart, delete by hand:", "del", files));
+    if (!deletions.empty()) {
+        steps.push_back(WithLines("After the restart, delete by hand:", deletions));
     }
     if (more) {
         steps.push_back(kUninstallRest);
     }
 }
 
-Steps AdviseOnRemoval(const Rehearsal& rehearsal) {
-    Steps steps = {kBackup};
-    if (rehearsal.run.file.deleted) {
-        AddCopies({OpenedPath(rehearsal.run.dllPath, rehearsal.machine.folders, false)}, steps);
+// The files that the command deletes, and those that a person can delete afterwards.
+std::vector<std::wstring> FilesToCopy(const Rehearsal& rehearsal) {
+    std::vector<std::wstring> files;
+    if (rehearsal.run.file.deleted && CanBeFile(rehearsal.run.dllPath)) {
+        files.push_back(OpenedPath(rehearsal.run.dllPath, rehearsal.machine.folders, false));
     }
+    for (const Remainder& remainder : rehearsal.remainders) {
+        if (remainder.deletable) {
+            files.push_back(remainder.opened);
+        }
+    }
+    return files;
+}
+
+// What to do about a product that the command cannot remove.
+Steps AdviseOnUninstalling(const std::string& why) {
+    return {why + ". Uninstall the product with its own uninstaller", kBackup,
+            std::string("Where there is no uninstaller: ") + kReset};
+}
+
+// Whether the empty name removes entries with the DLL name: layered entries without an LSP.
+bool IsOfOrphans(const Rehearsal& rehearsal) {
+    return std::ranges::any_of(FindDefects(HealthBefore(rehearsal)), [&](const Defect& defect) {
+        return defect.isOrphan && defect.product.fileName == rehearsal.dllName;
+    });
+}
+
+Steps AdviseOnRemoval(const Rehearsal& rehearsal) {
+    if (!CanBeTyped(rehearsal.dllName)) {
+        return AdviseOnUninstalling("This name cannot be typed");
+    }
+    Steps steps = {kBackup};
+    AddCopies(FilesToCopy(rehearsal), steps);
     steps.push_back("Run in an elevated console: " + CommandFor(kRemoveCommand, rehearsal.dllName));
     steps.push_back(kCheck);
     AdviseOnRemainders(rehearsal, steps);
@@ -140,7 +204,30 @@ Steps AdviseOnGaps(const Machine& machine) {
                 ? "Save the whole output on that machine: netsh winsock show catalog > catalog.txt"
                 : "Export the whole key on that machine: reg export "
                   "HKLM\\SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters winsock.reg",
-            "If the same is missing again, run norvane64-rehearse on that machine"};
+            machine.fromListing
+                ? "If the same is missing again, use a registry export of the key Parameters, "
+                  "or run norvane64-rehearse on that machine"
+                : "If the same is missing again, run norvane64-rehearse on that machine"};
+}
+
+// What to do about entries that do not work. What depends on them alone works again with them.
+Steps AdviseOnDefects(const std::vector<Defect>& defects) {
+    const bool isCaused = std::ranges::any_of(defects, [](const Defect& defect) {
+        return defect.dllName && defect.reason.fault != Fault::kBrokenId;
+    });
+    Steps steps;
+    for (const Defect& defect : defects) {
+        if (defect.dllName && !(isCaused && defect.reason.fault == Fault::kBrokenId)) {
+            steps.push_back("Reinstall " + NameOf(defect.product) +
+                            ", or rehearse its removal: " + CommandFor(kRehearseCommand, *defect.dllName));
+        }
+    }
+    return steps;
+}
+
+Steps AdviseOnOrphans() {
+    return {"Rehearse the removal of the layered entries without an LSP: " +
+            CommandFor(kRehearseCommand, L"")};
 }
 
 } // namespace
@@ -152,8 +239,8 @@ Steps Advise(const Rehearsal& rehearsal) {
     case Verdict::kNotFound:
         return {SuggestNames(rehearsal.machine.catalogs, rehearsal.dllName)};
     case Verdict::kCannotRemove:
-        return {"The command cannot remove it. Uninstall the product with its own uninstaller", kBackup,
-                std::string("Where there is no uninstaller: ") + kReset};
+        return IsOfOrphans(rehearsal) ? AdviseOnOrphans()
+                                      : AdviseOnUninstalling("The command cannot remove it");
     case Verdict::kBreaksNetworking:
         return AdviseOnBroken(rehearsal);
     case Verdict::kClean:
@@ -169,17 +256,11 @@ Steps AdviseOnMachine(const Machine& machine, const MachineHealth& health) {
     }
     const std::vector<Defect> defects = FindDefects(health);
     if (std::ranges::any_of(defects, &Defect::isOrphan)) {
-        return {"Rehearse the removal of the layered entries without an LSP: " +
-                CommandFor(kRehearseCommand, L"")};
+        return AdviseOnOrphans();
     }
-    Steps steps;
-    for (const Defect& defect : defects) {
-        if (!defect.dllName.empty()) {
-            steps.push_back("Reinstall " + NameOf(defect.product) +
-                            ", or rehearse its removal: " + CommandFor(kRehearseCommand, defect.dllName));
-        }
-    }
-    if (steps.empty() && HasDefects(health)) {
+    const Steps steps = AdviseOnDefects(defects);
+    const bool hasBases = HasBase(health.catalog64) && HasBase(health.catalog32);
+    if (!hasBases || (steps.empty() && HasDefects(health))) {
         return {kBackup, std::string("No removal repairs this: ") + kReset};
     }
     return steps;
@@ -189,7 +270,7 @@ std::string GapText(const Machine& machine) {
     if (machine.gaps.empty()) {
         return "";
     }
-    return "Missing: " + Printable(machine.gaps.front()) + ". " +
+    return "Incomplete or damaged: " + Printable(machine.gaps.front()) + ". " +
            (machine.live
                 ? "The catalogs of this machine are damaged; netsh winsock reset rebuilds them, after a "
                   "backup"

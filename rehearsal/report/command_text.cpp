@@ -23,6 +23,18 @@ bool IsPlain(const std::wstring& name) {
     });
 }
 
+// The DLL names of the LSPs that the command can find, each once.
+std::vector<std::wstring> DllNames(const Catalogs& catalogs) {
+    std::vector<std::wstring> names;
+    for (const CatalogEntry& entry : catalogs.catalog64) {
+        const std::wstring name = FileNameForCommand(entry.path);
+        if (IsLsp(entry) && std::ranges::find(names, name) == names.end()) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
 } // namespace
 
 bool CanBeTyped(const std::wstring& name) {
@@ -54,17 +66,6 @@ std::string SubjectFor(const std::wstring& dllName) {
                                : "the removal of " + Typed(dllName);
 }
 
-std::vector<std::wstring> DllNames(const Catalogs& catalogs) {
-    std::vector<std::wstring> names;
-    for (const CatalogEntry& entry : catalogs.catalog64) {
-        const std::wstring name = FileNameForCommand(entry.path);
-        if (IsLsp(entry) && std::ranges::find(names, name) == names.end()) {
-            names.push_back(name);
-        }
-    }
-    return names;
-}
-
 std::string SuggestNames(const Catalogs& catalogs, const std::wstring& dllName) {
     std::vector<std::string> names;
     for (const std::wstring& name : DllNames(catalogs)) {
@@ -84,6 +85,7 @@ std::string SuggestNames(const Catalogs& catalogs, const std::wstring& dllName) 
         typed.resize(kMostNames);
         typed.push_back("...");
     }
-    return (IsAlike(wanted, names.front()) ? "Did you mean " + typed.front() + "? " : "") +
+    const bool isAlike = IsAlike(wanted, names.front()) || wanted + ".dll" == names.front();
+    return (isAlike ? "Did you mean " + typed.front() + "? " : "") +
            std::string("The DLL names of this machine are: ") + Joined(typed);
 }

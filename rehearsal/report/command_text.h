@@ -35,8 +35,5 @@ constexpr char kReset[] =
     "reinstall the products that are still wanted";
 constexpr char kCheck[] = "Restart, and check the machine: norvane64-rehearse list";
 
-// The DLL names of the LSPs that the command can find, each once.
-std::vector<std::wstring> DllNames(const Catalogs& catalogs);
-
 // What to say about a DLL name that no LSP has: the names that there are, the nearest first.
 std::string SuggestNames(const Catalogs& catalogs, const std::wstring& dllName);

@@ -1,15 +1,15 @@
 #include "rehearsal/report/list.h"
 
 #include <algorithm>
-#include <map>
 
+#include "lsp/provider_entries.h"
 #include "machine/text.h"
 #include "rehearsal/defects.h"
 #include "rehearsal/report/advice.h"
 #include "rehearsal/report/assumptions.h"
-#include "rehearsal/report/change_drawing.h"
 #include "rehearsal/report/command_text.h"
 #include "rehearsal/report/defect_text.h"
+#include "rehearsal/report/machine_drawing.h"
 #include "rehearsal/report/names.h"
 #include "rehearsal/report/sections.h"
 
@@ -25,18 +25,20 @@ struct ListedLsp {
 // The LSPs of both catalogs, by their provider ids, in the order of the catalogs.
 std::vector<ListedLsp> CollectLsps(const Catalogs& catalogs) {
     std::vector<ListedLsp> lsps;
-    std::map<GUID, size_t, GuidOrder> known;
     for (const Catalog* catalog : {&catalogs.catalog64, &catalogs.catalog32}) {
         for (const CatalogEntry& entry : *catalog) {
             if (!IsLsp(entry)) {
                 continue;
             }
-            const auto [place, isNew] = known.emplace(entry.info.ProviderId, lsps.size());
-            if (isNew) {
+            auto lsp = std::ranges::find_if(lsps, [&](const ListedLsp& each) {
+                return SameGuid((each.in64 != nullptr ? each.in64 : each.in32)->info.ProviderId,
+                                entry.info.ProviderId);
+            });
+            if (lsp == lsps.end()) {
                 lsps.emplace_back();
+                lsp = lsps.end() - 1;
             }
-            ListedLsp& lsp = lsps[place->second];
-            const CatalogEntry*& side = catalog == &catalogs.catalog64 ? lsp.in64 : lsp.in32;
+            const CatalogEntry*& side = catalog == &catalogs.catalog64 ? lsp->in64 : lsp->in32;
             side = side == nullptr ? &entry : side;
         }
     }
@@ -53,9 +55,11 @@ std::string DescribeLsp(const ListedLsp& lsp) {
     const CatalogEntry& entry = lsp.in64 != nullptr ? *lsp.in64 : *lsp.in32;
     const std::wstring name = FileNameForCommand(entry.path);
     const std::wstring other = lsp.in32 != nullptr ? FileNameForCommand(lsp.in32->path) : name;
+    const bool hasFolder = FolderOf(entry.path) != entry.path && !FolderOf(entry.path).empty();
     return NameOfLsp(entry) + (lsp.in64 == nullptr ? " (not found by the command)" : "") + ": " +
-           Typed(name) + (other != name ? ", for 32-bit programs " + Typed(other) : "") + " in " +
-           Shown(FolderOf(entry.path)) + ", " + NameOfCatalogs(lsp.in64 != nullptr, lsp.in32 != nullptr);
+           Typed(name) + (hasFolder ? " in " + Shown(FolderOf(entry.path)) : "") +
+           (other != name ? ", for 32-bit programs " + Typed(other) : "") + ", " +
+           NameOfCatalogs(lsp.in64 != nullptr, lsp.in32 != nullptr);
 }
 
 Texts DescribeLsps(const Machine& machine) {
@@ -108,7 +112,7 @@ std::string ListText(const Machine& machine, const MachineHealth& health, bool f
            Section("Does not work", DescribeDefects(health)) + DrawMachine(health, full) +
            NumberedSection("What to do", AdviseOnMachine(machine, health)) +
            Section("Assumptions", DescribeAssumptions(machine)) +
-           Section("Missing in the description", machine.gaps) + Section("Warnings", machine.warnings) +
+           Section("Incomplete or damaged", machine.gaps) + Section("Warnings", machine.warnings) +
            (machine.live ? "" : "\nNot checked: whether the files exist\n") + "\n" + answer +
            ExitCodeText(JudgeMachine(machine, health));
 }

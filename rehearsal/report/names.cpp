@@ -3,7 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <iterator>
+#include <span>
 #include <utility>
 
 #include "machine/text.h"
@@ -30,10 +30,9 @@ constexpr Names kIpProtocols[] = {{IPPROTO_ICMP, "ICMP"},
                                   {IPPROTO_PGM, "PGM"}};
 
 // The name of a number, or a label and the number.
-template <size_t size> std::string NameIn(const Names (&names)[size], int number, const char* what) {
-    const auto found = std::find_if(std::begin(names), std::end(names),
-                                    [=](const Names& each) { return each.first == number; });
-    return found != std::end(names) ? found->second : what + std::to_string(number);
+std::string NameIn(std::span<const Names> names, int number, const char* what) {
+    const auto found = std::ranges::find(names, number, &Names::first);
+    return found != names.end() ? found->second : what + std::to_string(number);
 }
 
 // "mswsock.dll,-60100" of "@%SystemRoot%\System32\mswsock.dll,-60100".

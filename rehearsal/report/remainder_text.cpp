@@ -25,31 +25,50 @@ std::string ReasonText(const Remainder& dll, DWORD sharedCount) {
 std::string FileText(const Remainder& file) {
     return "File " + (file.redirected ? Shown(file.opened) + ", which 32-bit programs open as " : "") +
            Shown(file.path) + ": the command does not delete it" +
-           (file.inUse ? "" : "; nothing would use it");
+           (file.inUse       ? ""
+            : file.deletable ? "; nothing would use it"
+                             : "; whether it is used is not known");
 }
 
-std::string EntryText(const Remainder& remainder, const CatalogHealth& after) {
+// Whether programs can use an entry, or, of an LSP with layered entries, one of these.
+bool IsUsable(const CatalogHealth& health, size_t index) {
+    bool hasLayers = false;
+    for (size_t i = 0; i < health.present.size(); ++i) {
+        const bool isLayer = health.facts->owners[i] == index;
+        hasLayers = hasLayers || isLayer;
+        if (isLayer && health.works[i]) {
+            return true;
+        }
+    }
+    return !hasLayers && health.works[index];
+}
+
+std::string EntryText(const Remainder& remainder, const CatalogChange& change) {
+    const CatalogHealth& after = change.after;
     const CatalogEntry& entry = after.facts->entries[remainder.index];
     const bool is32 = after.facts->is32;
-    const bool works = after.works[remainder.index];
-    std::string text =
-        (IsLsp(entry) ? "LSP " : "Layered entry without LSP ") +
-        TitleOf(entry.info.dwCatalogEntryId, ProductOfEntry(entry)) + " (" + Shown(entry.path) + ") of the " +
-        NameOfCatalogs(!is32, is32) + ": " +
-        (works ? NameOfPrograms(!is32, is32) + " would keep using it" : "it would never work again");
+    const bool works = IsUsable(after, remainder.index);
+    std::string text = (IsLsp(entry) ? "LSP " : "Layered entry without LSP ") +
+                       TitleOf(entry.info.dwCatalogEntryId, ProductOfEntry(entry)) + " (" +
+                       Shown(entry.path) + ") of the " + NameOfCatalogs(!is32, is32) + ": " +
+                       (works ? NameOfPrograms(!is32, is32) + " would keep using it"
+                        : IsUsable(change.before, remainder.index) ? "it would never work again"
+                                                                   : "it does not work");
     if (remainder.byRunningAgain) {
         return text + (works ? " until the command is run again" : "; the same command removes it");
     }
     if (!remainder.hasName) {
         return text;
     }
-    return text + (is32 ? "; the command looks for names in the 64-bit catalog alone"
-                        : "; the command does not find it");
+    if (is32) {
+        return text + "; the command looks for names in the 64-bit catalog alone";
+    }
+    return text + (IsLsp(entry) ? "; the command does not find it" : "; the empty name removes it");
 }
 
 std::string NamespaceText(const NamespaceProvider& provider) {
-    return "Namespace provider " + NameOf(ProductOfNamespace(provider)) + " (" + provider.path +
-           "): name lookups would keep using it";
+    return "Namespace provider " + NameOf(ProductOfNamespace(provider)) + " (" + provider.path + ")" +
+           (provider.enabled ? ": name lookups would keep using it, if its file exists" : ": it is disabled");
 }
 
 std::string TextOf(const Remainder& remainder, const Rehearsal& rehearsal) {
@@ -61,8 +80,7 @@ std::string TextOf(const Remainder& remainder, const Rehearsal& rehearsal) {
     case RemainderKind::kFile:
         return FileText(remainder);
     case RemainderKind::kEntry:
-        return EntryText(remainder, remainder.is32 ? rehearsal.change.catalog32.after
-                                                   : rehearsal.change.catalog64.after);
+        return EntryText(remainder, remainder.is32 ? rehearsal.change.catalog32 : rehearsal.change.catalog64);
     case RemainderKind::kNamespace:
         break;
     }

@@ -19,10 +19,6 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-MachineHealth HealthBefore(const Rehearsal& rehearsal) {
-    return {rehearsal.change.catalog64.before, rehearsal.change.catalog32.before};
-}
-
 // The products that the removed entries belong to.
 Texts RemovedProducts(const MachineChange& change) {
     std::set<std::string> products;
@@ -47,7 +43,10 @@ Texts DescribeRemoval(const Rehearsal& rehearsal) {
                         Joined(Shortened(RemovedProducts(change))));
     }
     if (rehearsal.run.file.deleted) {
-        lines.push_back("File " + Shown(rehearsal.run.dllPath) + " (at the next restart if it is in use)");
+        lines.push_back(
+            CanBeFile(rehearsal.run.dllPath)
+                ? "File " + Shown(rehearsal.run.dllPath) + " (at the next restart if it is in use)"
+                : "Folder " + Shown(rehearsal.run.dllPath) + ", at the next restart, if it is empty");
     }
     lines.push_back(removed64 + removed32 > 0
                         ? "A restart would be due: running programs keep the old catalogs"
@@ -137,7 +136,7 @@ std::string WriteReport(const Rehearsal& rehearsal, bool full) {
     text += Section("Does not work already", DescribeDefects(HealthBefore(rehearsal)));
     text += NumberedSection("What to do", Advise(rehearsal));
     text += Section("Assumptions", DescribeAssumptions(machine));
-    text += Section("Missing in the description", machine.gaps);
+    text += Section("Incomplete or damaged", machine.gaps);
     text += Section("Warnings", DescribeWarnings(rehearsal));
     text += DrawAllChanges(rehearsal.change);
     text += full ? DrawEverything(rehearsal) : "";

@@ -42,19 +42,20 @@ struct HookBase {
 
 // How a watched call shows its arguments: texts, numbers, and a privilege with its attributes. An argument of
 // any other type is not shown.
-inline std::string Shown(LPCSTR text) {
+inline std::string ArgumentText(LPCSTR text) {
     return text == nullptr ? "" : std::string(" ") + text;
 }
-template <class T> std::string Shown([[maybe_unused]] const T& argument) {
+template <class T> std::string ArgumentText([[maybe_unused]] const T& argument) {
     char text[32] = "";
     if constexpr (std::is_arithmetic_v<T> || std::is_enum_v<T>) {
         _snprintf(text, sizeof(text), " %#llx", static_cast<unsigned long long>(argument));
     }
     return text;
 }
-inline std::string Shown(PTOKEN_PRIVILEGES set) {
+inline std::string ArgumentText(PTOKEN_PRIVILEGES set) {
     const LUID_AND_ATTRIBUTES first = set == nullptr ? LUID_AND_ATTRIBUTES{} : set->Privileges[0];
-    return first.Luid.LowPart == 0 ? "" : Shown(first.Luid.LowPart) + " =" + Shown(first.Attributes);
+    return first.Luid.LowPart == 0 ? ""
+                                   : ArgumentText(first.Luid.LowPart) + " =" + ArgumentText(first.Attributes);
 }
 
 template <class F> struct Hook;
@@ -79,7 +80,7 @@ template <class R, class... A> struct Hook<R(A...)> : HookBase {
     }
     R Call(A... arguments) {
         if (watcher != nullptr) {
-            watcher((name + ... + Shown(arguments)));
+            watcher((name + ... + ArgumentText(arguments)));
         }
         if (const std::optional<int> error = Count()) {
             SetLastError(returnsError ? kUnrelatedError : static_cast<DWORD>(*error));

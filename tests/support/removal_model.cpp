@@ -98,8 +98,8 @@ void LookAfter(const Catalog& after, ModelCatalog& model) {
         const bool isLsp = IsLsp(model.before[i]);
         model.remains.push_back(remains(i));
         model.stops.push_back(remains(i) && !isLsp && model.worked[i] && !proofs.Works(i));
-        const bool baseIsGone = !remains(i) && IsBase(model.before[i]) && model.worked[i];
-        model.breaks = model.breaks || model.stops[i] || baseIsGone;
+        const bool baseIsRemoved = !remains(i) && IsBase(model.before[i]) && model.worked[i];
+        model.breaks = model.breaks || model.stops[i] || baseIsRemoved;
     }
 }
 
