@@ -205,8 +205,13 @@ std::string JoinWords(const std::string& text) {
         std::string_view behind = rest;
         const bool continues = hasLabel && !below.empty() && !BeginsWithLabel(below) && !IsRule(below) &&
                                !IsRule(TakeLine(behind));
-        joined.append(continues ? 1 : missing + 1, continues ? ' ' : '\n');
-        missing = continues ? missing + 1 : 0;
+        if (continues) {
+            joined += line.ends_with('-') ? "" : " ";
+            ++missing;
+        } else {
+            joined.append(missing + 1, '\n');
+            missing = 0;
+        }
         line = below;
     }
     return joined;

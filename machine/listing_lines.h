@@ -35,6 +35,6 @@ std::string JoinLines(const std::string& text, size_t width);
 // The narrowest console whose wrapped lines are joined.
 constexpr size_t kLeastWidth = 60;
 
-// A text without the line breaks that a mail program puts in the place of a blank. The lines keep their
-// numbers.
+// A text without the line breaks that a mail program puts in the place of a blank, or behind a hyphen. The
+// lines keep their numbers.
 std::string JoinWords(const std::string& text);

@@ -24,6 +24,7 @@
 . "$(dirname "$0")/script.sh"
 . tools/setup.sh
 . sandbox/sandbox.sh
+script_class='{B54F374N-5B07-11cf-A4B0-00AA004A55E8}' # N: the classes 1 to 3
 sample_class='{0D5A2C40-6E3B-4F19-9C77-1B2E4A6F8D03}'
 given=("$@")
 kind=update
@@ -79,7 +80,7 @@ list_machine() {
     sandbox_wine reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\SharedDLLs' |
         sed -n 's/^  */count /p'
     local class
-    for class in "$sample_class" '{B54F3743-5B07-11cf-A4B0-00AA004A55E8}'; do
+    for class in "$sample_class" "${script_class/N/1}" "${script_class/N/2}" "${script_class/N/3}"; do
         sandbox_wine reg query "HKCR\\CLSID\\$class\\InprocServer32" | sed -n "s/^  */class $class /p"
     done
     grep -v '^fail' "$drive/sandbox/netcfg.txt" || true # nothing when the last component is removed

@@ -88,21 +88,15 @@ Steps AdviseOnOrder(const Rehearsal& rehearsal, const RemovalOrder& order, Runs 
         }
     }
     AddCopies(files, steps);
-    Steps products = NamesOf(order.products);
     steps.push_back("Uninstall these products with their own uninstallers, in this order: " +
-                    Joined(Shortened(products)));
+                    Joined(Shortened(NamesOf(order.products))) +
+                    (order.products.size() > 1 ? ". Reinstall afterwards what is still wanted" : ""));
     AddRuns(runs, steps);
     if (runs.size() < order.runs.size()) {
         steps.push_back("Rehearse again, for the other runs: " +
                         CommandFor(kRehearseCommand, rehearsal.dllName));
     }
     steps.push_back(kCheck);
-    if (rehearsal.run.target) {
-        std::erase(products, NameOf(ProductOfEntry(*rehearsal.run.target)));
-    }
-    if (!products.empty()) {
-        steps.push_back("Reinstall these products if they are still wanted: " + Joined(Shortened(products)));
-    }
     return steps;
 }
 

@@ -29,12 +29,11 @@ Texts ShortNames(const Machine& machine) {
 } // namespace
 
 std::vector<std::string> DescribeAssumptions(const Machine& machine) {
-    Texts lines = {"Windows grants each call of the command"};
     if (machine.live) {
-        return lines;
+        return {"Windows grants each call of the command"};
     }
-    lines.push_back(
-        "Windows is in C:\\Windows, each file exists, and the code page is that of this computer");
+    Texts lines = {"Windows grants each call of the command and is in C:\\Windows, each file exists, and the "
+                   "code page is that of this computer"};
     if (!machine.knowsNamespaces) {
         lines.push_back("No namespace provider has the DLL: not checked; use a registry export of the key "
                         "Parameters");

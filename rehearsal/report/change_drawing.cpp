@@ -47,14 +47,14 @@ std::string DrawAllChanges(const MachineChange& change) {
     Texts in64 = DrawChanges(change.catalog64, width);
     Texts in32 = DrawChanges(change.catalog32, width);
     const Texts shared = TakeShared(in64, in32);
-    std::string text;
+    std::string text = in64.empty() && in32.empty() ? "" : "\n";
     for (const auto& [catalogs, lines] : {std::pair(NameOfCatalogs(true, true), &std::as_const(shared)),
                                           std::pair(NameOfCatalogs(true, false), &std::as_const(in64)),
                                           std::pair(NameOfCatalogs(false, true), &std::as_const(in32))}) {
-        text += lines->empty() ? "" : "  " + catalogs + "\n";
+        text += lines->empty() ? "" : (text.empty() ? ", " : "  ") + catalogs + "\n";
         for (const std::string& line : Shortened(*lines)) {
             text += line.ends_with('\n') ? line : "    " + line + "\n";
         }
     }
-    return text.empty() ? "" : "\nEntries that would be removed (-) or stop working (!)\n" + text;
+    return text.empty() ? "" : "\nEntries that would be removed (-) or stop working (!)" + text;
 }

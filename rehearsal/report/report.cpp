@@ -48,9 +48,9 @@ Texts DescribeRemoval(const Rehearsal& rehearsal) {
                 ? "File " + Shown(rehearsal.run.dllPath) + " (at the next restart if it is in use)"
                 : "Folder " + Shown(rehearsal.run.dllPath) + ", at the next restart, if it is empty");
     }
-    lines.push_back(removed64 + removed32 > 0
-                        ? "A restart would be due: running programs keep the old catalogs"
-                        : "Nothing, and no restart would be due");
+    if (removed64 + removed32 == 0) {
+        lines.push_back("No entries, and no restart would be due");
+    }
     if (!rehearsal.run.found && rehearsal.dllName.find_first_of(L"\\/:") != std::wstring::npos) {
         lines.push_back("The name has to be the file name of the DLL alone, without a folder");
     }
