@@ -3,6 +3,7 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <cwchar>
 #include <map>
 #include <stdexcept>
 
@@ -70,4 +71,8 @@ const CatalogEntry* FindProvider(const Catalog& catalog, const GUID& id) {
     const auto found = std::ranges::find_if(
         catalog, [&](const CatalogEntry& entry) { return SameGuid(entry.info.ProviderId, id); });
     return found == catalog.end() ? nullptr : &*found;
+}
+
+std::wstring RawNameOf(const WSAPROTOCOL_INFOW& info) {
+    return {info.szProtocol, wcsnlen(info.szProtocol, WSAPROTOCOL_LEN + 1)};
 }

@@ -54,3 +54,6 @@ std::vector<size_t> FindOwners(const Catalog& catalog);
 
 // The first entry with a provider id, which is the one that Windows asks for the path; null for none.
 const CatalogEntry* FindProvider(const Catalog& catalog, const GUID& id);
+
+// The name of an entry, which can lack its terminator.
+std::wstring RawNameOf(const WSAPROTOCOL_INFOW& info);

@@ -92,13 +92,17 @@ void TraceFile(const Machine& machine, const std::string& path, const DllFate& f
 
 } // namespace
 
+std::string CountKey(const std::wstring& path) {
+    return LowerCase(FromAnsi(conv_to_char(path.c_str())));
+}
+
 DllFate FindDllFate(const Machine& machine, const std::wstring& path) {
     const std::string ansi = conv_to_char(path.c_str()); // by which the command decides
     DllFate file;
     file.exists = machine.live ? GetFileAttributesA(ansi.c_str()) != INVALID_FILE_ATTRIBUTES
                                : IsRooted(path) && IsInCodePage(path) && !HasReference(path, machine.folders);
     file.exists = file.exists && !machine.deletedFiles.contains(FileOn(machine, path, false));
-    const auto counted = machine.sharedCounts.find(LowerCase(FromAnsi(ansi)));
+    const auto counted = machine.sharedCounts.find(CountKey(path));
     if (file.exists && counted != machine.sharedCounts.end()) {
         file.sharedCount = counted->second;
     }

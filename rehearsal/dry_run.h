@@ -23,6 +23,9 @@ struct DryRun {
     DllFate file;
 };
 
+// The key in Machine::sharedCounts of a path: the text with which the command looks for its count.
+std::string CountKey(const std::wstring& path);
+
 // Decides what the command does with a DLL. It is taken to exist where the disk is another one's.
 //   path  as the catalog has it
 DllFate FindDllFate(const Machine& machine, const std::wstring& path);

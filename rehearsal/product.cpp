@@ -1,12 +1,6 @@
 #include "rehearsal/product.h"
 
-#include <cwchar>
-
 #include "common/text_conversion.h"
-
-std::wstring RawNameOf(const WSAPROTOCOL_INFOW& info) {
-    return {info.szProtocol, wcsnlen(info.szProtocol, WSAPROTOCOL_LEN + 1)};
-}
 
 Product ProductOfEntry(const CatalogEntry& entry) {
     const WSAPROTOCOL_INFOW& info = entry.info;

@@ -27,6 +27,3 @@ Product ProductOf(const CatalogHealth& health, size_t index);
 
 // The product of a namespace provider.
 Product ProductOfNamespace(const NamespaceProvider& provider);
-
-// The name of an entry, which can lack its terminator.
-std::wstring RawNameOf(const WSAPROTOCOL_INFOW& info);

@@ -209,7 +209,7 @@ std::vector<Remainder> FindRemainders(const Machine& machine, const DryRun& run,
 std::vector<SharedCount> FindIgnoredCounts(const Machine& machine, const DryRun& run) {
     std::vector<SharedCount> ignored;
     const std::wstring file = FileOn(machine, run.dllPath, false);
-    const std::string read = LowerCase(ToUtf8(run.dllPath));
+    const std::string read = CountKey(run.dllPath);
     for (const SharedCount& count : machine.storedCounts) {
         const bool isFound = count.isRead && LowerCase(count.path) == read;
         if (run.file.deleted && !isFound && count.count > 1 && IsSameFile(machine, count, file)) {

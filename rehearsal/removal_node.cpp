@@ -101,7 +101,7 @@ Removal ForeseeRun(const RemovalSearch& search, const RemovalNode& node, const s
 void TakeFile(const RemovalSearch& search, const std::wstring& path, RemovalNode& node) {
     const Machine machine = BareMachineAt(search, node);
     const DllFate file = FindDllFate(machine, path);
-    const auto count = node.counts.find(LowerCase(ToUtf8(path)));
+    const auto count = node.counts.find(CountKey(path));
     if (count != node.counts.end() && file.exists && --count->second == 0) {
         node.counts.erase(count);
     }

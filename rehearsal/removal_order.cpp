@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr size_t kMostRuns = 50;
 constexpr size_t kShortOrder = 5;     // runs; these orders are searched for a longer time
 constexpr ULONGLONG kMostTime = 1000; // milliseconds
 constexpr ULONGLONG kMostTimeForShort = 2500;

@@ -5,6 +5,8 @@
 
 #include "rehearsal/removal_node.h"
 
+constexpr size_t kMostRuns = 50; // of an order
+
 // How the search for an order ended.
 enum class OrderSearch {
     kFound,

@@ -112,10 +112,9 @@ std::string FormatChain(const WSAPROTOCOLCHAIN& chain) {
 }
 
 std::string FormatEntry(const CatalogEntry& entry) {
-    const std::wstring name(entry.info.szProtocol, wcsnlen(entry.info.szProtocol, WSAPROTOCOL_LEN + 1));
     std::string text = "entry " + std::to_string(entry.info.dwCatalogEntryId) + " " +
                        FormatGuid(entry.info.ProviderId) + FormatChain(entry.info.ProtocolChain) +
-                       Quoted("path", entry.path) + Quoted("name", name);
+                       Quoted("path", entry.path) + Quoted("name", RawNameOf(entry.info));
     for (const auto& [key, offset] : kNumberFields) {
         if (NumberAt(entry.info, offset) != 0) {
             text += std::string(" ") + key + "=" + std::to_string(NumberAt(entry.info, offset));

@@ -162,54 +162,6 @@ class RandomMachineTest : public MachineTest {
     int followed_ = 0; // how many orders
 };
 
-// The LSP that each entry belongs to, by its id and by the provider id of the LSP; ids are unique here.
-std::map<DWORD, DWORD> LspsOfIds(const Catalog& catalog) {
-    std::map<DWORD, DWORD> lsps;
-    for (const CatalogEntry& entry : catalog) {
-        for (const CatalogEntry& lsp : catalog) {
-            const bool own = IsLsp(entry)
-                                 ? &lsp == &entry
-                                 : lsp.info.dwCatalogEntryId == entry.info.ProtocolChain.ChainEntries[0];
-            if (IsLsp(lsp) && own && !IsBase(entry)) {
-                lsps[entry.info.dwCatalogEntryId] = lsp.info.ProviderId.Data1;
-            }
-        }
-    }
-    return lsps;
-}
-
-// Adds the LSPs of a catalog that lie over one of some LSPs.
-void AddLspsOver(const Catalog& catalog, std::set<DWORD>& lsps) {
-    const std::map<DWORD, DWORD> lspOfId = LspsOfIds(catalog);
-    for (const CatalogEntry& entry : catalog) {
-        const auto over = lspOfId.find(entry.info.dwCatalogEntryId);
-        for (int i = 0; i < std::min(entry.info.ProtocolChain.ChainLen, MAX_PROTOCOL_CHAIN); ++i) {
-            const auto under = lspOfId.find(entry.info.ProtocolChain.ChainEntries[i]);
-            if (over != lspOfId.end() && under != lspOfId.end() && lsps.contains(under->second)) {
-                lsps.insert(over->second);
-            }
-        }
-    }
-}
-
-// The DLL names of the LSPs over an LSP, directly or through others, and of the LSP itself; the empty name.
-std::set<std::wstring> NamesOver(const Catalogs& catalogs, const GUID& target) {
-    std::set<DWORD> lsps = {target.Data1};
-    for (size_t known = 0; known != lsps.size();) {
-        known = lsps.size();
-        AddLspsOver(catalogs.catalog64, lsps);
-        AddLspsOver(catalogs.catalog32, lsps);
-    }
-    std::set<std::wstring> names = {L""};
-    for (const CatalogEntry& entry : catalogs.catalog64) {
-        const CatalogEntry& first = *FindProvider(catalogs.catalog64, entry.info.ProviderId);
-        if (IsLsp(entry) && lsps.contains(entry.info.ProviderId.Data1)) {
-            names.insert(FileNameForCommand(first.path));
-        }
-    }
-    return names;
-}
-
 bool HasIdTwice(const Catalog& catalog) {
     std::set<DWORD> ids;
     return !std::ranges::all_of(

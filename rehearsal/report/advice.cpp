@@ -105,7 +105,7 @@ std::string WhyNoOrder(const RemovalOrder& order) {
     case OrderSearch::kOnly32:
         return ": only the 32-bit catalog has " + NameOf(order.inTheWay);
     case OrderSearch::kGivenUp:
-        return " within 50 runs and the time for the search";
+        return " within " + std::to_string(kMostRuns) + " runs and the time for the search";
     case OrderSearch::kFound:
         return " that can be typed in a few lines";
     case OrderSearch::kNone:

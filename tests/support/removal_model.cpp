@@ -1,8 +1,10 @@
 #include "support/removal_model.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
+#include "lsp/provider_entries.h"
 #include "machine/text.h"
 #include "machine/windows_path.h"
 #include "support/machine_test.h"
@@ -72,6 +74,36 @@ std::wstring PathByProvider(const Catalog& catalog, const CatalogEntry& entry) {
 
 std::wstring NameIn(const std::wstring& path) {
     return path.substr(path.rfind(L'\\') + 1);
+}
+
+// The LSP that each entry belongs to, by its id and by the provider id of the LSP; ids are unique here.
+std::map<DWORD, DWORD> LspsOfIds(const Catalog& catalog) {
+    std::map<DWORD, DWORD> lsps;
+    for (const CatalogEntry& entry : catalog) {
+        for (const CatalogEntry& lsp : catalog) {
+            const bool own = IsLsp(entry)
+                                 ? &lsp == &entry
+                                 : lsp.info.dwCatalogEntryId == entry.info.ProtocolChain.ChainEntries[0];
+            if (IsLsp(lsp) && own && !IsBase(entry)) {
+                lsps[entry.info.dwCatalogEntryId] = lsp.info.ProviderId.Data1;
+            }
+        }
+    }
+    return lsps;
+}
+
+// Adds the LSPs of a catalog that lie over one of some LSPs.
+void AddLspsOver(const Catalog& catalog, std::set<DWORD>& lsps) {
+    const std::map<DWORD, DWORD> lspOfId = LspsOfIds(catalog);
+    for (const CatalogEntry& entry : catalog) {
+        const auto over = lspOfId.find(entry.info.dwCatalogEntryId);
+        for (int i = 0; i < std::min(entry.info.ProtocolChain.ChainLen, MAX_PROTOCOL_CHAIN); ++i) {
+            const auto under = lspOfId.find(entry.info.ProtocolChain.ChainEntries[i]);
+            if (over != lspOfId.end() && under != lspOfId.end() && lsps.contains(under->second)) {
+                lsps.insert(over->second);
+            }
+        }
+    }
 }
 
 } // namespace
@@ -161,4 +193,21 @@ bool LeavesParts(const ModelCatalog& in64, const ModelCatalog& in32, const std::
     return hasName || std::ranges::any_of(removed, [&](const std::string& file) {
                return !file.empty() && !named.contains(file) && FileExists(file);
            });
+}
+
+std::set<std::wstring> NamesOver(const Catalogs& catalogs, const GUID& target) {
+    std::set<DWORD> lsps = {target.Data1};
+    for (size_t known = 0; known != lsps.size();) {
+        known = lsps.size();
+        AddLspsOver(catalogs.catalog64, lsps);
+        AddLspsOver(catalogs.catalog32, lsps);
+    }
+    std::set<std::wstring> names = {L""};
+    for (const CatalogEntry& entry : catalogs.catalog64) {
+        const CatalogEntry& first = *FindProvider(catalogs.catalog64, entry.info.ProviderId);
+        if (IsLsp(entry) && lsps.contains(entry.info.ProviderId.Data1)) {
+            names.insert(FileNameForCommand(first.path));
+        }
+    }
+    return names;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,3 +35,6 @@ bool LosesAnotherLsp(const ModelCatalog& in64, const ModelCatalog& in32, const s
 // and that nothing names, or an LSP with the name.
 bool LeavesParts(const ModelCatalog& in64, const ModelCatalog& in32, const std::wstring& dllName,
                  const std::string& namespaceFile);
+
+// The DLL names of the LSPs over an LSP, directly or through others, and of the LSP itself; the empty name.
+std::set<std::wstring> NamesOver(const Catalogs& catalogs, const GUID& target);
