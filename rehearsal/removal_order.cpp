@@ -110,7 +110,7 @@ RemovalOrder OrderOfRegular(const RemovalSearch& search, const std::optional<Rem
 //   known  nothing for none; then the order can have kMostRuns
 RemovalOrder SearchBroadly(const RemovalSearch& search, const std::optional<RemovalNode>& known) {
     const size_t limit = known ? known->runs.size() : kMostRuns + 1;
-    const RemovalOrder givenUp = known ? OrderOf(known) : RemovalOrder{{}, OrderSearch::kGivenUp};
+    RemovalOrder givenUp = known ? OrderOf(known) : RemovalOrder{{}, OrderSearch::kGivenUp};
     std::vector<RemovalNode> open = {StartOf(search)};
     std::set<std::string> seen = {KeyOf(open[0])};
     size_t at = 0;

@@ -252,7 +252,7 @@ Steps AdviseOnMachine(const Machine& machine, const MachineHealth& health) {
     if (std::ranges::any_of(defects, &Defect::isOrphan)) {
         return AdviseOnOrphans();
     }
-    const Steps steps = AdviseOnDefects(defects);
+    Steps steps = AdviseOnDefects(defects);
     const bool hasBases = HasBase(health.catalog64) && HasBase(health.catalog32);
     if (!hasBases || (steps.empty() && HasDefects(health))) {
         return {kBackup, std::string("No removal repairs this: ") + kReset};
