@@ -206,7 +206,8 @@ std::string JoinWords(const std::string& text) {
         const bool continues = hasLabel && !below.empty() && !BeginsWithLabel(below) && !IsRule(below) &&
                                !IsRule(TakeLine(behind));
         if (continues) {
-            joined += line.ends_with('-') ? "" : " ";
+            const bool isHyphen = line.size() > 1 && line.ends_with('-') && line[line.size() - 2] != ' ';
+            joined += isHyphen ? "" : " ";
             ++missing;
         } else {
             joined.append(missing + 1, '\n');

@@ -140,9 +140,9 @@ Machine ReadThisMachine() {
 Machine ReadMachine(const std::vector<std::wstring>& files) {
     Machine machine = files.empty() ? ReadThisMachine() : ReadFiles(files);
     if (!machine.hasCatalogs) {
-        throw std::runtime_error(machine.name + ": no catalogs; they are in HKEY_LOCAL_MACHINE\\" +
-                                 kWinsockParametersKey +
-                                 (machine.live ? "; netsh winsock reset makes new ones" : ""));
+        throw std::runtime_error(
+            machine.name + ": no catalogs; they are in HKEY_LOCAL_MACHINE\\" + kWinsockParametersKey +
+            (machine.live ? "; back up that key, then netsh winsock reset makes new ones" : ""));
     }
     if (std::max(machine.catalogs.catalog64.size(), machine.catalogs.catalog32.size()) > kMostEntries) {
         throw std::runtime_error(machine.name + ": more than 5,000 entries in a catalog");

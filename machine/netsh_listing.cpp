@@ -44,7 +44,8 @@ struct Listing {
     std::vector<NamespaceProvider> namespaces;
     std::vector<int> fragments; // see NetshBlocks
     std::vector<Gap> gaps;
-    size_t entries = 0; // those that could be read
+    size_t entries = 0;    // those that could be read
+    bool isJoined = false; // whether wrapped lines were joined
 };
 
 std::string TextAt(const NetshBlock& block, size_t value) {
@@ -172,7 +173,12 @@ Listing ReadAtBestWidth(const std::string& pasted) {
     if ((best.entries > 0 && best.gaps.empty() && best.fragments.empty()) || text.size() > kLargestJoined) {
         return best;
     }
-    const auto use = [&](Listing joined) { best = IsBetter(joined, best) ? std::move(joined) : best; };
+    const auto use = [&](Listing joined) {
+        if (IsBetter(joined, best)) {
+            best = std::move(joined);
+            best.isJoined = true;
+        }
+    };
     for (const size_t width : WidthsOf(text)) {
         use(ReadListing(JoinLines(text, width)));
     }
@@ -220,4 +226,9 @@ void AddNetshListing(const std::string& file, const std::string& text, Machine& 
     machine.catalogs = std::move(listing.catalogs);
     machine.namespaces = std::move(listing.namespaces);
     AddGaps(file, listing, machine);
+    if (listing.isJoined) {
+        machine.warnings.push_back(file +
+                                   ": wrapped lines were joined, and a name can have a blank too many or "
+                                   "too few; netsh winsock show catalog > catalog.txt does not wrap");
+    }
 }

@@ -133,8 +133,9 @@ std::string ProtocolCatalogOf(const Registry& registry, const std::string& param
 void ReadCatalogs(const Registry& registry, const std::string& parameters, Machine& machine) {
     const std::string catalog = ProtocolCatalogOf(registry, parameters);
     if (catalog.empty() || FindKey(registry, catalog + "\\Catalog_Entries") == nullptr) {
-        throw std::runtime_error(parameters + ": the catalogs are missing; " +
-                                 (machine.live ? "netsh winsock reset makes new ones" : kExportWhole));
+        throw std::runtime_error(
+            parameters + ": the catalogs are missing; " +
+            (machine.live ? "back up that key, then netsh winsock reset makes new ones" : kExportWhole));
     }
     if (FindKey(registry, catalog + "\\Catalog_Entries64") == nullptr) {
         throw std::runtime_error(catalog +

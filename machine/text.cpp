@@ -39,8 +39,10 @@ UINT CodePageOf(const std::string& bytes) {
             return static_cast<unsigned char>(c) >= first && static_cast<unsigned char>(c) <= last;
         });
     };
-    const auto oem = countIn(0x80, 0xAF) - countIn(0xA0, 0xA0); // a no-break space in ANSI code pages
-    return oem > countIn(0xC0, 0xFF) ? CP_OEMCP : CP_ACP;
+    // In ANSI code pages a no-break space, of which a pasted text has several in each line; else a letter.
+    const auto spaces = countIn(0xA0, 0xA0);
+    const auto letters = countIn(0x80, 0xAF) - (spaces > countIn('\n', '\n') ? spaces : 0);
+    return letters > countIn(0xC0, 0xFF) ? CP_OEMCP : CP_ACP;
 }
 
 std::string FromUtf16(const std::string& bytes, bool swapped) {

@@ -25,3 +25,8 @@ Product ProductOfNamespace(const NamespaceProvider& provider) {
     product.isNamespace = true;
     return product;
 }
+
+bool IsSameButFile(const Product& a, Product b) {
+    b.fileName = a.fileName;
+    return !a.name.empty() && a == b;
+}

@@ -52,10 +52,16 @@ bool IsSameFile(const Machine& machine, const SharedCount& count, const std::wst
     return FileOn(machine, path, false) == file || (!count.isRead && FileOn(machine, path, true) == file);
 }
 
-// Whether a path can open a file although it has other text: a short name whose long name only that machine
-// knows, or an environment variable that is not known.
+// Whether it is not known which file that is: it has an environment variable that is not known, or a short name
+// whose long name only that machine knows.
+//   file  see FileOn
+bool IsUnresolved(const Machine& machine, const std::wstring& file) {
+    return file.find_first_of(machine.live ? L"%" : L"~%") != std::wstring::npos;
+}
+
+// Whether a path that is not resolved can open a file.
 bool CanOpen(const Machine& machine, const std::wstring& path, const std::wstring& file) {
-    if (FileOn(machine, path, false).find_first_of(machine.live ? L"%" : L"~%") == std::wstring::npos) {
+    if (!IsUnresolved(machine, FileOn(machine, path, false))) {
         return false;
     }
     const std::wstring name = LowerCase(FileNameForWindows(path));
@@ -82,7 +88,7 @@ bool CanBeOpened(const Search& search, const std::wstring& file) {
 bool IsKnownUnshared(const Search& search, const std::wstring& file) {
     const Machine& machine = search.machine;
     return machine.hasCounts && machine.hasCounts32 && machine.knowsNamespaces &&
-           !CanBeOpened(search, file) &&
+           !IsUnresolved(machine, file) && !CanBeOpened(search, file) &&
            std::ranges::none_of(machine.storedCounts, [&](const SharedCount& count) {
                return count.count > 1 && (IsSameFile(machine, count, file) ||
                                           CanOpen(machine, conv_utf8_to_wchar(count.path.c_str()), file));

@@ -36,6 +36,7 @@ struct RemovalSearch {
     std::vector<size_t> targets;     // the entries of the 64-bit catalog that have to be removed
     bool regular;                    // see IsRegular
     ULONGLONG begun;                 // the processor time at the beginning, in milliseconds
+    ULONGLONG begunAt;               // the tick count at the beginning
 };
 
 const CatalogFacts& Facts64(const RemovalSearch& search);

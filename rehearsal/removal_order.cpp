@@ -11,7 +11,8 @@ namespace {
 constexpr size_t kShortOrder = 5;     // runs; these orders are searched for a longer time
 constexpr ULONGLONG kMostTime = 1000; // milliseconds
 constexpr ULONGLONG kMostTimeForShort = 2500;
-constexpr ULONGLONG kTicks = 10'000; // of a millisecond
+constexpr ULONGLONG kMostWait = 10'000; // by the clock: a file can be on a share that does not answer
+constexpr ULONGLONG kTicks = 10'000;    // of a millisecond
 
 // The processor time of this process in milliseconds. It does not depend on what other programs do.
 ULONGLONG ProcessTime() {
@@ -54,7 +55,8 @@ std::vector<std::wstring> NamesAt(const RemovalSearch& search, const RemovalNode
 
 // Whether the time for orders of that length is over.
 bool IsTooLate(const RemovalSearch& search, const RemovalNode& node) {
-    return ProcessTime() - search.begun > (node.runs.size() < kShortOrder ? kMostTimeForShort : kMostTime);
+    return GetTickCount64() - search.begunAt > kMostWait ||
+           ProcessTime() - search.begun > (node.runs.size() < kShortOrder ? kMostTimeForShort : kMostTime);
 }
 
 // Takes the first safe run again and again; nothing when that does not remove the target.
@@ -149,6 +151,7 @@ std::vector<size_t> FindTargets(const CatalogFacts& facts, const Rehearsal& rehe
 // The LSPs over the target, those on top first: none is over one before it, unless they are in a circle.
 std::vector<GUID> SortFromTheTop(LspGraph graph, GuidSet above) {
     std::vector<GUID> sorted;
+    std::erase_if(graph, [&](const auto& each) { return !above.contains(each.first); });
     while (!above.empty()) {
         const GUID* top = FindTop(above, graph);
         const GUID next = top == nullptr ? *above.begin() : *top;
@@ -167,16 +170,23 @@ void AddName(const Catalog& in64, const GUID& lsp, std::vector<std::wstring>& na
     }
 }
 
-// The products with some provider ids, a product before those that it lies over. The LSP of the 64-bit catalog
-// names it, where that has it.
+// The products with some provider ids, a product before those that it lies over. The parts of one for 64-bit and
+// for 32-bit programs are named once, by the 64-bit one.
 std::vector<Product> NameProducts(const RemovalSearch& search, const LspGraph& graph, const GuidSet& ids) {
     std::vector<Product> products;
     for (const GUID& id : SortFromTheTop(graph, ids)) {
-        const CatalogEntry* in64 = FindProvider(Facts64(search).entries, id);
-        const CatalogEntry* entry =
-            in64 != nullptr ? in64 : FindProvider(search.start.catalog32.facts->entries, id);
-        if (std::ranges::find(products, ProductOfEntry(*entry)) == products.end()) {
-            products.push_back(ProductOfEntry(*entry));
+        for (const CatalogHealth* catalog : {&search.start.catalog64, &search.start.catalog32}) {
+            const CatalogFacts& facts = *catalog->facts;
+            for (size_t i = 0; i < facts.entries.size(); ++i) {
+                const Product product = ProductOfEntry(facts.entries[i]);
+                const bool isKnown = std::ranges::any_of(products, [&](const Product& known) {
+                    return known == product || IsSameButFile(known, product);
+                });
+                if (OwnerOrSelf(facts, i) == i && SameGuid(facts.entries[i].info.ProviderId, id) &&
+                    !isKnown) {
+                    products.push_back(product);
+                }
+            }
         }
     }
     return products;
@@ -197,7 +207,8 @@ void NameObstacle(const RemovalSearch& search, const std::vector<GUID>& above, R
 } // namespace
 
 RemovalOrder FindRemovalOrder(const Rehearsal& rehearsal) {
-    RemovalSearch search = {rehearsal, HealthBefore(rehearsal), {}, {}, false, ProcessTime()};
+    RemovalSearch search = {rehearsal,     HealthBefore(rehearsal), {}, {}, false,
+                            ProcessTime(), GetTickCount64()};
     search.regular = IsRegular(search.start, rehearsal.machine);
     search.targets = FindTargets(Facts64(search), rehearsal);
     const GUID target = rehearsal.run.target ? rehearsal.run.target->info.ProviderId : GUID{};

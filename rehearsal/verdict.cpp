@@ -48,18 +48,12 @@ bool HarmsLookups(const Machine& machine, const MachineChange& change, const Nam
     return provider.enabled && change.deletedFiles.contains(FileOfNamespace(machine, provider));
 }
 
-// Whether two products differ in their DLLs alone, as the parts of one for 64-bit and for 32-bit programs can.
-bool IsSameButFile(const Product& a, Product b) {
-    b.fileName = a.fileName;
-    return !a.name.empty() && a == b;
-}
-
 std::vector<Broken> FindBroken(const Machine& machine, const MachineChange& change,
                                const IsTarget& isTarget) {
     std::vector<Broken> broken;
     ForEachHarm(machine, change, isTarget, [&](const Product& product, Harm harm, bool is32) {
         auto found = std::ranges::find_if(broken, [&](const Broken& each) {
-            const bool otherFile = is32 && !each.in32 && IsSameButFile(each.product, product);
+            const bool otherFile = is32 && each.in64 && IsSameButFile(each.product, product);
             return (each.product == product || otherFile) && each.harm == harm;
         });
         if (found == broken.end()) {

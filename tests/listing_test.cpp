@@ -40,21 +40,50 @@ std::string Wrapped(const std::string& text, size_t width) {
     return wrapped;
 }
 
-TEST_F(ListingTest, AWrappedListingIsJoined) {
+// As a mail program wraps lines: at blanks, and behind hyphens.
+std::string WrappedAtBlanks(const std::string& text, size_t width) {
+    std::string wrapped;
+    for (std::string line : SplitAt(text, "\r\n")) {
+        for (size_t end = 0; line.size() > width &&
+                             (end = line.find_last_of(" -", width - 1)) != std::string::npos &&
+                             line.find_last_not_of(' ', end) != std::string::npos;) {
+            const bool isHyphen = line[end] == '-' && line[end - 1] != ' ';
+            wrapped += line.substr(0, end + (isHyphen ? 1 : 0)) + "\r\n";
+            line.erase(0, end + 1);
+        }
+        wrapped += line + "\r\n";
+    }
+    return wrapped;
+}
+
+// Entries whose names and paths have words behind them.
+Catalogs LongNamed(const std::wstring& words) {
     Catalogs catalogs = CatalogsOf("1 *; 1000000001 * type=2; 10 a; "
                                    "11 a [10,1,1000000001,1000000001,1,1000000001,1000000001]");
     for (Catalog* catalog : {&catalogs.catalog64, &catalogs.catalog32}) {
         for (CatalogEntry& entry : *catalog) {
             const std::wstring name = L"The name of entry " + std::to_wstring(entry.info.dwCatalogEntryId);
-            entry.path = L"C:\\Program Files\\" + name + L" in a long folder\\a b c d e f g h i j k l\\x.dll";
-            (name + L" a b cd efg hi j kl mnop").copy(entry.info.szProtocol, WSAPROTOCOL_LEN);
+            entry.path = L"C:\\Program Files\\" + name + L" in a long folder\\" + words + L"\\x.dll";
+            (name + L" " + words).copy(entry.info.szProtocol, WSAPROTOCOL_LEN);
         }
     }
-    const std::string listing = ListingOf(catalogs);
+    return catalogs;
+}
+
+TEST_F(ListingTest, AWrappedListingIsJoined) {
+    const auto check = [](const std::string& text, const Catalogs& catalogs) {
+        const Machine machine = ReadDescription(text);
+        EXPECT_EQ(DrawCatalogs(machine.catalogs), DrawCatalogs(catalogs)) << text;
+        EXPECT_EQ(Joined(machine.gaps, "\n"), "") << text;
+    };
+    const Catalogs letters = LongNamed(L"a b cd efg hi j kl mnop");
+    const Catalogs words = LongNamed(L"Network-Protection Limited Corporation");
     for (size_t width = 60; width <= 120; ++width) {
-        const Machine machine = ReadDescription(Wrapped(listing, width));
-        EXPECT_EQ(DrawCatalogs(machine.catalogs), DrawCatalogs(catalogs)) << width;
-        EXPECT_EQ(Joined(machine.gaps, "\n"), "") << width;
+        check(Wrapped(ListingOf(letters), width), letters);
+        check(Wrapped(ListingOf(words), width), words);
+    }
+    for (size_t width = 60; width <= 80; ++width) {
+        check(WrappedAtBlanks(ListingOf(words), width), words);
     }
 }
 
@@ -81,7 +110,7 @@ TEST_F(ListingTest, AListingIsReadHoweverItWasPasted) {
         {Replaced(narrow, ": ", ":"), 0},
         {Replaced(listing, "  ", " \xC2\xA0"), 0},
         {Replaced(Replaced(listing, "\xC3\xA9", "\xE9"), " ", "\xA0"), 1},
-        {std::regex_replace(listing, std::regex("(Name|Path|Description): +"), "$1:\r\n"), 0},
+        {std::regex_replace(listing, std::regex("(Name|Path|Description): +"), "$1:\r\n"), 1},
         {Replaced(listing, "\r\n\r\n", "\r\n"), 0},
         {Replaced(listing, "\r\n", "\n"), 0},
         {"Windows 11 laptop\r\nmy log: here\r\n----------------\r\n" +

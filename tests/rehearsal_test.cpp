@@ -47,6 +47,7 @@ constexpr char kRows[] = R"(
 10 a; 11 b [10,1] ~ a.dll ~ 3 2 2 1 0 0 ~ del "C:\p\b.dll"!Uninstall
 10 a; 11 b [10,1]; 2 C:\P\B.dll* ~ a.dll ~ 3 2 2 1 0 0 ~ File C:\p\b.dll!del "
 10 %SystemRoot%\a.dll; 2 C:\PROGRA~1\A.DLL* ~ a.dll ~ 3 1 1 1 0 0 ~ environment reference!del "
+10 a; 11 C:\PROGRA~1\b.dll [10,1]; 2 C:\Program Files\b.dll* ~ a.dll ~ 3 2 2 1 0 0 ~ PROGRA~1!del "
 10 a; 11 b [10,1]; 2 C:\x\%y%* ~ a.dll ~ 3 2 2 1 0 0 ~ whether it is used is not known!del "
 10 C:\Windows\system32\a.dll ~ a.dll ~ 3 1 1 1 0 0 ~ SysWOW64\a.dll, which 32-bit programs open as
 // An LSP, or a layered entry without one, remains that has the name or a file of a removed entry.
@@ -55,7 +56,7 @@ constexpr char kRows[] = R"(
 10 a; 20 C:\P\A.dll ~ a.dll ~ 3 1 1 2 0 0 ~ it would never work again!until
 10 a; 11 b [10,1]; 20 b ~ a.dll ~ 3 2 2 3 0 0 ~ Uninstall the rest of the product!del "
 30 b [99,1] ~  ~ 3 1 1 1 0 2 ~ norvane64 remove lsp ""!MISSING 99
-30 b [99,1] ~ b.dll ~ 6 0 0 2 0 2 ~ it does not work; the empty name removes it!winsock reset
+30 b [99,1] ~ b.dll ~ 6 0 0 2 0 2 ~ it does not work; the empty name finds it!winsock reset
 10 a; 11 b [1] ~  ~ 2 0 0 0 0 0
 // An LSP of the 32-bit catalog alone that looks like a part of the product, or not.
 10 C:\p\flt64.dll | 40 C:\q\flt32.dll ~ flt64.dll ~ 3 1 0 1 0 0
@@ -74,11 +75,13 @@ constexpr char kRows[] = R"(
 10 a; 20 b; 21 b [20,1]; 30 c; 31 c [30,21,11]; 11 a [10,21] ~ a.dll ~ 4 2 2 0 1 0
 10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 22 b [20,1]; 30 c; 31 c [30,22,1] ~ a.dll ~ 4 2 2 0 1 0 ~ lsp c.dll<lf>
 10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 30 c; 31 c [30,21,1]; 40 d [99,1] ~ a.dll ~ 4 2 2 0 2 2 ~ lsp c.dll<lf>
+10 a; 11 a [10,1]; 20 f; 21 f [20,11]; 30 x; 31 x [30,21,99] ~ a.dll ~ 4 2 2 0 1 2 ~ order: entry 20 (f.dll), entry 10 (a.dll).
+10 a; 11 a [10,1]; 20 f name=F; 21 f [20,11]; 22 f [20,11] | 10 a; 11 a [10,1]; 20 g name=F; 21 g [20,11]; 22 g [20,11] ~ a.dll ~ 4 2 2 0 1 0
 // A base provider is removed, or another LSP or an entry of one.
 10{5} a; 2{5} c*; 20 a ~ a.dll ~ 4 2 2 3 1 0 ~ no safe order of removals was found!elevated console
 10{5} a | 2{5} C:\q\* ~ a.dll ~ 0 1 1 0 0 1
-10 a; 20{10} c ~ a.dll ~ 4 2 2 1 1 0
-10 a | 20{10} c ~ a.dll ~ 4 1 1 1 1 0
+10 a; 20{10} c ~ a.dll ~ 4 2 2 1 1 0 ~ order: entry 10 (a.dll), entry 20 (c.dll). Reinstall
+10 a | 20{10} c ~ a.dll ~ 4 1 1 1 1 0 ~ order: entry 10 (a.dll), entry 20 (c.dll). Reinstall
 10 C:\p\a64.dll | 20{10} C:\q\A32.DLL ~ a64.dll ~ 3 1 1 1 0 0
 10 a; 11 a [10,1]; 20 b; 21{11} b [20,1] ~ a.dll ~ 4 3 3 3 1 0
 // Which entries work.
@@ -169,22 +172,19 @@ TEST_F(VerdictTest, FilesThatOthersMayNeedAreNotToBeDeletedByHand) {
     };
     const char* const del = "del \"C:\\p\\b.dll\"";
     EXPECT_NE(report([](Machine&) {}).find(del), std::string::npos);
-    for (bool Machine::*known : {&Machine::hasCounts, &Machine::hasCounts32, &Machine::knowsNamespaces}) {
-        EXPECT_EQ(report([=](Machine& machine) { machine.*known = false; }).find(del), std::string::npos);
-    }
+    EXPECT_EQ(report([](Machine& m) { m.hasCounts = false; }).find(del), std::string::npos);
+    EXPECT_EQ(report([](Machine& m) { m.hasCounts32 = false; }).find(del), std::string::npos);
+    EXPECT_EQ(report([](Machine& m) { m.knowsNamespaces = false; }).find(del), std::string::npos);
+    const auto counted = [&](const char* path, DWORD count, bool isRead) {
+        return report([&](Machine& m) { m.storedCounts = {{path, count, isRead}}; });
+    };
     for (const char* path : {"C:\\P\\.\\B.dll", "\\p\\b.dll"}) {
-        EXPECT_EQ(report([=](Machine& m) {
-                      m.storedCounts = {{path, 2, false}};
-                  }).find(del),
-                  std::string::npos);
-        EXPECT_NE(report([=](Machine& m) {
-                      m.storedCounts = {{path, 1, true}};
-                  }).find(del),
-                  std::string::npos);
+        EXPECT_EQ(counted(path, 2, false).find(del), std::string::npos);
+        EXPECT_NE(counted(path, 1, true).find(del), std::string::npos);
     }
-    const std::string ignored = report([](Machine& m) { m.storedCounts = {{"C:\\p\\.\\A.dll", 2, true}}; });
+    const std::string ignored = counted("C:\\p\\.\\A.dll", 2, true);
     EXPECT_NE(ignored.find("C:\\p\\.\\A.dll has the count 2"), std::string::npos) << ignored;
-    const std::string read = report([](Machine& m) { m.storedCounts = {{"C:\\P\\A.dll", 2, true}}; });
+    const std::string read = counted("C:\\P\\A.dll", 2, true);
     EXPECT_EQ(read.find("has the count"), std::string::npos) << read;
 }
 

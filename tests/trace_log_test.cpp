@@ -12,11 +12,13 @@ namespace {
 using TraceLogTest = MachineTest;
 
 // Whether a trace call with this format and arguments of these types compiles.
+// clang-format off: its versions differ here
 template <class... Args, class Format> consteval bool Fits(Format) {
     return requires {
         typename std::bool_constant<(CheckedFormat<Args...>(Format()()), true)>;
     };
 }
+// clang-format on
 
 #define FITS(format, ...) Fits<__VA_ARGS__>([] { return format; })
 static_assert(FITS("%s %ws %c %d %lld %p", const char*, const wchar_t*, char, DWORD, long long, HANDLE));

@@ -20,12 +20,11 @@ script_class='{B54F3741-5B07-11cf-A4B0-00AA004A55E8}'
 callers='For callers' # the table of the README
 tables=('remove lsp: the catalogs' 'remove lsp: the DLL' 'remove network-component' 'remove restore-dll'
     'remove vbs')
+# An expression that no trace has: the system's library cannot be made to fail in that way.
+unseen='removing LSP .*\s+\S+ \S+ 64-bit utility finished'
 lines=() kinds=() states=() rows=()
-# Rows that no trace has: the calls of Windows that fail there do not fail under Wine.
-unproduced='
-remove lsp: the DLL/2
-remove restore-dll/1
-remove restore-dll/2'
+# How the states of rows begin that no trace has: the calls of Windows that fail there do not fail under Wine.
+unproduced=('It remains, **also if' 'Not restored. The saved path is' '**Not restored, and the saved path')
 
 # reset_machine: the sample machine, and the files that its 32-bit entries open.
 reset_machine() {
@@ -51,11 +50,14 @@ reset_machine() {
 
 # prepare STEP: changes the sample machine, as tests/traces.txt describes it.
 prepare() {
-    local rest=${1#* }
+    local rest=${1#* } tries
     case $1 in
     'fail '*) echo "$1" >>"$drive/sandbox/$(sandbox_simulation "${rest%% *}").txt" ;;
     plain) sandbox_winsock plain ;;
-    'catalogs '*) sed -Ei "$rest" "$drive/sandbox/winsock.txt" ;;
+    'catalogs '*)
+        sed -Ei "$rest" "$drive/sandbox/winsock.txt"
+        not cmp -s sandbox/sample_winsock.txt "$drive/sandbox/winsock.txt" || script_fail "No effect: $1"
+        ;;
     'netcfg '*) echo "$rest" >>"$drive/sandbox/netcfg.txt" ;;
     'delete '*) mv "$drive/$rest" "$SANDBOX/deleted" ;;
     'security '*)
@@ -63,7 +65,10 @@ prepare() {
         ;;
     'hold '*)
         exec {holder}> >(sandbox_exec cmd /c "pause >C:\\${rest//\//\\}" >/dev/null 2>&1)
-        until [ -s "$drive/$rest" ]; do sleep 0.05; done
+        for ((tries = 0; tries < 600; ++tries)); do
+            [ ! -s "$drive/$rest" ] || break
+            sleep 0.05
+        done
         ;;
     'reg '*) eval "sandbox_wine $1" >/dev/null 2>&1 ;;
     *) script_fail "tests/traces.txt: unknown step: $1" ;;
@@ -115,7 +120,8 @@ list_components() {
     sed -n '/^component /p' "$1"
 }
 
-# run_trace ARGUMENTS STEPS: writes the trace of a command to the file $number, and measures the state.
+# run_trace ARGUMENTS STEPS: writes the trace of a command to the file $number, and measures the state: also
+# "kept", the network components are as before, and "registered", vbscript.dll is that of its first class.
 run_trace() {
     local step before holder=
     reset_machine
@@ -128,9 +134,11 @@ run_trace() {
     cp "$drive/sandbox/netcfg.txt" "$SANDBOX/netcfg"
     sandbox_wine 'C:\sandbox\release\norvane64.exe' "$@" >"$SANDBOX/traces/$number" 2>&1 || true
     [ -z "$holder" ] || exec {holder}>&-
+    not grep '^fail ' "$drive/sandbox"/{winsock,netcfg}.txt ||
+        script_fail "tests/traces.txt: this did not occur: ${lines[number]}"
     case ${kinds[number]} in
     lsp) measure_lsp "${3-}" "$before" ;;
-    network-component) state[same]=$(is diff <(list_components "$SANDBOX/netcfg") \
+    network-component) state[kept]=$(is diff <(list_components "$SANDBOX/netcfg") \
         <(list_components "$drive/sandbox/netcfg.txt")) ;;
     restore-dll) measure_class "${3-}" ;;
     vbs) state[registered]=$(is grep vbscript.dll \
@@ -221,6 +229,15 @@ holds() {
     return "$result"
 }
 
+# is_unproduced ROW: whether no trace can have what a row looks for.
+is_unproduced() {
+    local state
+    for state in "${unproduced[@]}"; do
+        [[ ${cells[$1/2]} != "$state"* ]] || return 0
+    done
+    return 1
+}
+
 # complain WHAT: reports a finding about the trace $number.
 complain() {
     printf 'tests/traces.txt, %s\n  %s\n  state:%s\n' "${lines[number]}" "$1" "${states[number]}"
@@ -232,17 +249,18 @@ judge() {
     local table expression sign names true text
     said_by "$1"
     while IFS='~' read -r table expression sign names; do
-        [[ -n $table && $1 == *"$table" ]] || continue
+        [[ $1 == *"$table" ]] || continue
         true=0
         ! holds "$names" || true=1
         ((!unknown)) || continue
-        text=0
-        ! grep -qP -e "$expression" <<<"$said" || text=1
+        # A rule is used when a trace could contradict it.
+        text=$(is grep -P -e "$expression" <<<"$said")
+        case $sign$text$true in '=>1'* | '<='*1) decided+=$'\n'$table~$expression~$sign~$names ;; esac
         case $sign$text$true in
         '=>10') complain "$1: \"$expression\" applies, and this is not true: $names" ;;
         '<=01') complain "$1: \"$expression\" does not apply, and this is true: $names" ;;
         esac
-    done < <(grep -v '^#' tools/trace_rules.txt)
+    done <<<"$rules"
     [ -n "$said" ]
 }
 
@@ -259,6 +277,10 @@ judge_trace() {
 
 if sandbox_inside; then
     declare -A state expressions cells found used
+    rules=$(grep -v '^#' tools/trace_rules.txt)
+    decided=
+    # The texts that the program can write.
+    written=$(sed -n '/^```text$/,/^```$/s| / |\n|gp; /^```text$/,/^```$/p' docs/trace.md)
     number=0
     sandbox_make build/release
     (sandbox_exec ping -n 600 127.0.0.1 >/dev/null 2>&1) & # while a program runs, others start at once
@@ -270,8 +292,13 @@ if sandbox_inside; then
     done
     for row in "${rows[@]}"; do
         ((!show)) || printf '%s:%s\n' "$row" "${used[$row]-}"
-        [[ -n ${used[$row]-} || $unproduced == *"
-$row"* ]] || { echo "No trace has what this row looks for: $row" && failed=1; }
+        [ "$(is is_unproduced "$row")" != "$(is [ -n "${used[$row]-}" ])" ] ||
+            { echo "No trace has what this row looks for, or one has it by now: $row" && failed=1; }
+    done
+    grep -vxFf <(echo "$decided") <<<"$rules" && { echo "No trace can contradict these rules." && failed=1; }
+    for text in "${!found[@]}"; do
+        [[ ${found[$text]} != ' ' || $text == "$unseen" ]] || grep -qP -e "$text" <<<"$written" ||
+            { echo "Neither a trace nor a text of the program has this: $text" && failed=1; }
     done
     ((failed == 0)) || script_fail "Traces: the documentation does not describe them"
     echo "Traces: ${#lines[@]}, each as the documentation describes it"

@@ -75,7 +75,7 @@ void AddRuns(Runs runs, Steps& steps) {
     }
     steps.push_back(
         WithLines("Where that is not possible, run in an elevated console, in this order. Rehearse "
-                  "each name before: it shows what remains of the product",
+                  "each name before its first run: it shows what remains of the product",
                   lines));
 }
 
@@ -103,7 +103,7 @@ Steps AdviseOnOrder(const Rehearsal& rehearsal, const RemovalOrder& order, Runs 
 std::string WhyNoOrder(const RemovalOrder& order) {
     switch (order.search) {
     case OrderSearch::kOnly32:
-        return ": only the 32-bit catalog has " + NameOf(order.inTheWay);
+        return ": the command cannot remove " + NameOf(order.inTheWay) + " from the 32-bit catalog";
     case OrderSearch::kGivenUp:
         return " within " + std::to_string(kMostRuns) + " runs and the time for the search";
     case OrderSearch::kFound:
@@ -120,9 +120,15 @@ Steps AdviseOnBroken(const Rehearsal& rehearsal) {
     if (!runs.empty()) {
         return AdviseOnOrder(rehearsal, order, runs);
     }
+    Steps products = NamesOf(order.products);
+    for (const Broken& broken : rehearsal.broken) {
+        if (order.products.empty()) {
+            products.push_back(NameOf(broken.product));
+        }
+    }
     return {"Do not run the command: no safe order of removals was found" + WhyNoOrder(order), kBackup,
             "Uninstall these products with their own uninstallers, in this order, and rehearse again: " +
-                Joined(Shortened(NamesOf(order.products))),
+                Joined(Shortened(products)),
             std::string("Where that is not possible: ") + kReset};
 }
 
@@ -210,11 +216,17 @@ Steps AdviseOnDefects(const std::vector<Defect>& defects) {
         return defect.dllName && defect.reason.fault != Fault::kBrokenId;
     });
     Steps steps;
+    bool isLeftOut = false;
     for (const Defect& defect : defects) {
-        if (defect.dllName && !(isCaused && defect.reason.fault == Fault::kBrokenId)) {
+        if (isCaused && defect.reason.fault == Fault::kBrokenId) {
+            isLeftOut = true;
+        } else if (defect.dllName) {
             steps.push_back("Reinstall " + NameOf(defect.product) +
                             ", or rehearse its removal: " + CommandFor(kRehearseCommand, *defect.dllName));
         }
+    }
+    if (isLeftOut) {
+        steps.push_back("Then repeat this list: what depends on these entries can work again");
     }
     return steps;
 }

@@ -43,6 +43,12 @@ std::vector<std::string> DescribeAssumptions(const Machine& machine) {
             "No other product shares the DLL: not checked; add --from counts.reg, which reg export "
             "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs counts.reg writes");
     }
+    if (machine.hasCounts && !machine.hasCounts32) {
+        lines.push_back("No other product shares the files of 32-bit programs: not checked; add --from "
+                        "counts32.reg, which reg export "
+                        "HKLM\\SOFTWARE\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\SharedDLLs "
+                        "counts32.reg writes");
+    }
     const Texts paths = ShortNames(machine);
     if (!paths.empty()) {
         lines.push_back("Short names are other files: " + Joined(paths));

@@ -1,5 +1,6 @@
 #include "rehearsal/report/remainder_text.h"
 
+#include "lsp/provider_entries.h"
 #include "machine/text.h"
 #include "rehearsal/report/names.h"
 
@@ -43,6 +44,18 @@ bool IsUsable(const CatalogHealth& health, size_t index) {
     return !hasLayers && health.works[index];
 }
 
+// Whether an entry that remains is a layered one, and no other entry has the first id of its chain.
+bool IsFoundByEmptyName(const CatalogHealth& after, size_t index) {
+    const Catalog& entries = after.facts->entries;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (i != index && after.present[i] &&
+            IsLayerOf(entries[index].info, entries[i].info.dwCatalogEntryId)) {
+            return false;
+        }
+    }
+    return IsLayered(entries[index]);
+}
+
 std::string EntryText(const Remainder& remainder, const CatalogChange& change) {
     const CatalogHealth& after = change.after;
     const CatalogEntry& entry = after.facts->entries[remainder.index];
@@ -63,7 +76,8 @@ std::string EntryText(const Remainder& remainder, const CatalogChange& change) {
     if (is32) {
         return text + "; the command looks for names in the 64-bit catalog alone";
     }
-    return text + (IsLsp(entry) ? "; the command does not find it" : "; the empty name removes it");
+    return text + (IsFoundByEmptyName(after, remainder.index) ? "; the empty name finds it"
+                                                              : "; the command does not find it");
 }
 
 std::string NamespaceText(const NamespaceProvider& provider) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <utility>
 
 #include "machine/text.h"
 
@@ -31,15 +30,18 @@ size_t Differences(std::string a, std::string b) {
 } // namespace
 
 std::vector<std::string> SortedByLikeness(const std::string& text, const std::vector<std::string>& known) {
-    std::vector<std::pair<size_t, size_t>> order; // differences, and the place in known
-    for (size_t i = 0; i < known.size(); ++i) {
-        order.emplace_back(Differences(text, known[i]), i);
+    std::vector<size_t> differences;
+    differences.reserve(known.size());
+    for (const std::string& each : known) {
+        differences.push_back(Differences(text, each));
     }
-    std::ranges::sort(order);
     std::vector<std::string> sorted;
-    sorted.reserve(order.size());
-    for (const auto& [differences, place] : order) {
-        sorted.push_back(known[place]);
+    for (size_t number = 0; number <= kLongest; ++number) {
+        for (size_t i = 0; i < known.size(); ++i) {
+            if (differences[i] == number) {
+                sorted.push_back(known[i]);
+            }
+        }
     }
     return sorted;
 }

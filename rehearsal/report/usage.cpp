@@ -30,7 +30,8 @@ Exit codes of "lsp":
   3  LEAVES PARTS        something of the product would remain
   4  BREAKS NETWORKING   something that works now would stop working
   6  CANNOT REMOVE       something has the name, and the command would remove nothing
-  7  CANNOT TELL         the description of the machine is not whole
-Exit codes of "list": 0 all entries work, 5 an entry does not work, 7 CANNOT TELL.
+  7  CANNOT TELL         the description of the machine is not complete
+Exit codes of "list": 0 all entries work, 5 an entry does not work or a catalog has no base
+provider, 7 CANNOT TELL.
 Both: 1 for an error.
 )";

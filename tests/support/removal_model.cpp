@@ -204,9 +204,8 @@ std::set<std::wstring> NamesOver(const Catalogs& catalogs, const GUID& target) {
     }
     std::set<std::wstring> names = {L""};
     for (const CatalogEntry& entry : catalogs.catalog64) {
-        const CatalogEntry& first = *FindProvider(catalogs.catalog64, entry.info.ProviderId);
         if (IsLsp(entry) && lsps.contains(entry.info.ProviderId.Data1)) {
-            names.insert(FileNameForCommand(first.path));
+            names.insert(NameIn(PathByProvider(catalogs.catalog64, entry)));
         }
     }
     return names;

@@ -1,5 +1,5 @@
 // What a removal does, by the definitions and from the catalogs that it left: the expectation for the
-// rehearsal. It shares no judgement with it.
+// rehearsal. It shares no code with it, but for reading paths.
 #pragma once
 
 #include <functional>
