@@ -107,7 +107,7 @@ std::string TakeWholeText(Reader& reader, std::string& line) {
     return text;
 }
 
-// Takes a value off the line that is not written as a text in quotes, and the lines that it goes on in.
+// Takes a value off the line that is not written as a text in quotes, and its continuation lines.
 RegistryValue TakeTypedValue(Reader& reader, std::string line, const std::string& name) {
     const size_t colon = std::min(line.find(':'), line.size());
     const std::string kind = line.substr(0, colon);

@@ -1,4 +1,4 @@
-// The machine after some runs of the command, as the search for an order goes through it.
+// The machine after some runs of the command, as the search for an order visits it.
 #pragma once
 
 #include <windows.h>

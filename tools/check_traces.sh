@@ -91,7 +91,7 @@ is() {
 #   same         the catalogs are as before
 #   left64, ...  entries with the name remain in that catalog; left: in one of both
 #   broken       an entry does not work that worked before, or that is new
-#   there, gone  the DLL that the 64-bit catalog named; pending: it is deleted at the next start
+#   exists, deleted  the DLL that the 64-bit catalog named; pending: it is deleted at the next start
 measure_lsp() {
     local after catalog dll
     after=$(list_entries "$1")
@@ -104,8 +104,8 @@ measure_lsp() {
     state[pending]=$(is sandbox_wine reg query "$manager" /v PendingFileRenameOperations)
     dll=$(sed -n '/^dll c:./{s///; s/\\/\//g; p; q}' <<<"$2")
     [ -n "$dll" ] || return 0
-    state[there]=$(is [ -e "$drive/$dll" ])
-    state[gone]=$((!state[there] || state[pending]))
+    state[exists]=$(is [ -e "$drive/$dll" ])
+    state[deleted]=$((!state[exists] || state[pending]))
 }
 
 # measure_class CLASS: "restored", the key names the DLL of before; "saved", the path of that DLL is saved.
