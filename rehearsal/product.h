@@ -25,7 +25,8 @@ Product ProductOfEntry(const CatalogEntry& entry);
 // The product of the LSP that an entry belongs to, or of the entry when it has none.
 Product ProductOf(const CatalogHealth& health, size_t index);
 
-// Whether two products differ in their DLLs alone, as the parts of one for 64-bit and for 32-bit programs can.
+// Whether two products differ in their DLLs alone, as the parts of one product for 64-bit and for 32-bit
+// programs can.
 bool IsSameButFile(const Product& a, Product b);
 
 // The product of a namespace provider.

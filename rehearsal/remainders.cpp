@@ -52,8 +52,8 @@ bool IsSameFile(const Machine& machine, const SharedCount& count, const std::wst
     return FileOn(machine, path, false) == file || (!count.isRead && FileOn(machine, path, true) == file);
 }
 
-// Whether it is not known which file that is: it has an environment variable that is not known, or a short name
-// whose long name only that machine knows.
+// Whether it is not known which file that is: it has an environment variable that is not known, or a short
+// name whose long name only that machine knows.
 //   file  see FileOn
 bool IsUnresolved(const Machine& machine, const std::wstring& file) {
     return file.find_first_of(machine.live ? L"%" : L"~%") != std::wstring::npos;

@@ -51,8 +51,8 @@ RemovalNode StartOf(const RemovalSearch& search);
 std::optional<RemovalNode> NodeAfter(const RemovalSearch& search, const RemovalNode& node,
                                      const std::wstring& dllName);
 
-// Whether each LSP is recognised by a name, ids and a file of its own, in both catalogs. Then each run removes
-// one LSP whole, and LSPs have nothing in common but the chains.
+// Whether each LSP is recognised by a name, ids and a file of its own, in both catalogs. Then each run
+// removes one LSP whole, and LSPs have nothing in common but the chains.
 bool IsRegular(const MachineHealth& health, const Machine& machine);
 
 // The LSPs of regular catalogs that have to be removed besides the target: those that stop working when the

@@ -170,8 +170,8 @@ void AddName(const Catalog& in64, const GUID& lsp, std::vector<std::wstring>& na
     }
 }
 
-// The products with some provider ids, a product before those that it lies over. The parts of one for 64-bit and
-// for 32-bit programs are named once, by the 64-bit one.
+// The products with some provider ids, a product before those that it lies over. The parts of one for 64-bit
+// and for 32-bit programs are named once, by the 64-bit one.
 std::vector<Product> NameProducts(const RemovalSearch& search, const LspGraph& graph, const GuidSet& ids) {
     std::vector<Product> products;
     for (const GUID& id : SortFromTheTop(graph, ids)) {

@@ -44,8 +44,8 @@ using IsTarget = std::function<bool(const CatalogEntry& lsp, bool is32)>;
 // Receives what stops working. Returns whether to look for more.
 using HarmVisitor = std::function<bool(const Product& product, Harm harm, bool is32)>;
 
-// Finds all that a removal harms: what worked before and does not work afterwards, but for entries of a target.
-// The verdict and the order of removals follow from it.
+// Finds all that a removal harms: what worked before and does not work afterwards, but for entries of a
+// target. The verdict and the order of removals follow from it.
 void ForEachHarm(const Machine& machine, const MachineChange& change, const IsTarget& isTarget,
                  const HarmVisitor& visit);
 

@@ -68,15 +68,15 @@ constexpr char kRows[] = R"(
 10 a; 2 b [10=1] ~ a.dll ~ 0 1 1 0 0 0
 10 a; 2 C:\P\a.dll* ~ a.dll ~ 4 1 1 0 1 0
 10 C:\Program Files (x86)\a.dll | 2 %ProgramFiles%\a.dll* ~ a.dll ~ 4 1 0 0 1 0
-10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ lsp a.dll<lf>       norvane64 remove lsp a.dll!keep using
-10 a; 11 a [10,1]; 20 C:\q\A.dll; 21 C:\q\A.dll [20,11] ~ a.dll ~ 4 2 2 0 1 0 ~ copy "C:\q\A.dll"<lf>       copy "C:\p\a.dll" "2-a.dll"
+10 a; 11 a [10,1]; 20 a; 21 a [20,1] ~ a.dll ~ 4 2 2 2 1 0 ~ a.dll<lf>       norvane64 remove lsp a.dll!keep
+10 a; 11 a [10,1]; 20 C:\q\A.dll; 21 C:\q\A.dll [20,11] ~ a.dll ~ 4 2 2 0 1 0 ~ "C:\p\a.dll" "2-a.dll"
 10 a; 11 a [10,1]; 20 C:\p\u!.dll; 21 b [20,11] ~ a.dll ~ 4 2 2 0 1 0 ~ that can be typed!remove lsp a.dll<lf>
 10 a; 11 a [10,1] | 10 a; 12{112} a [10,1]; 20 C:\q\b.dll; 21 C:\q\b.dll [20,12] ~ a.dll ~ 4 2 1 1 2 0
 10 a; 20 b; 21 b [20,1]; 30 c; 31 c [30,21,11]; 11 a [10,21] ~ a.dll ~ 4 2 2 0 1 0
-10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 22 b [20,1]; 30 c; 31 c [30,22,1] ~ a.dll ~ 4 2 2 0 1 0 ~ lsp c.dll<lf>
-10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 30 c; 31 c [30,21,1]; 40 d [99,1] ~ a.dll ~ 4 2 2 0 2 2 ~ lsp c.dll<lf>
-10 a; 11 a [10,1]; 20 f; 21 f [20,11]; 30 x; 31 x [30,21,99] ~ a.dll ~ 4 2 2 0 1 2 ~ order: entry 20 (f.dll), entry 10 (a.dll).
-10 a; 11 a [10,1]; 20 f name=F; 21 f [20,11]; 22 f [20,11] | 10 a; 11 a [10,1]; 20 g name=F; 21 g [20,11]; 22 g [20,11] ~ a.dll ~ 4 2 2 0 1 0
+10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 22 b [20,1]; 30 c; 31 c [30,22] ~ a.dll ~ 4 2 2 0 1 0 ~ lsp c.dll
+10 a; 11 a [10,1]; 20 b; 21 b [20,11,1]; 30 c; 31 c [30,21]; 40 d [99,1] ~ a.dll ~ 4 2 2 0 2 2 ~ lsp c.dll
+10 a; 11 a [10,1]; 20 f; 21 f [20,11]; 30 x; 31 x [30,21,99] ~ a.dll ~ 4 2 2 0 1 2 ~ (f.dll), entry 10
+10 a; 20 f name=F; 21 f [20,10] | 10 a; 20 g name=F; 21 g [20,10]; 22 g [20,10] ~ a.dll ~ 4 1 1 0 1 0
 // A base provider is removed, or another LSP or an entry of one.
 10{5} a; 2{5} c*; 20 a ~ a.dll ~ 4 2 2 3 1 0 ~ no safe order of removals was found!elevated console
 10{5} a | 2{5} C:\q\* ~ a.dll ~ 0 1 1 0 0 1
