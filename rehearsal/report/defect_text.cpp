@@ -5,6 +5,7 @@
 
 std::string ReasonText(const FaultReason& reason) {
     std::vector<std::string> ids;
+    ids.reserve(reason.ids.size());
     for (const DWORD id : reason.ids) {
         ids.push_back(std::to_string(id));
     }

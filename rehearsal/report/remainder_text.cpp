@@ -105,6 +105,7 @@ std::string TextOf(const Remainder& remainder, const Rehearsal& rehearsal) {
 
 std::vector<std::string> DescribeRemainders(const Rehearsal& rehearsal) {
     std::vector<std::string> lines;
+    lines.reserve(rehearsal.remainders.size());
     for (const Remainder& remainder : rehearsal.remainders) {
         lines.push_back(TextOf(remainder, rehearsal));
     }
