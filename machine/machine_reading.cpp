@@ -17,7 +17,7 @@
 namespace {
 
 constexpr size_t kMostEntries = 5000;          // of a catalog
-constexpr size_t kLargestListing = 16'000'000; // bytes of UTF-8; that of 10,000 entries has half of them
+constexpr size_t kLargestListing = 16'000'000; // bytes of UTF-8; 10,000 entries need half of it
 
 // A machine while its files are read.
 struct Reading {

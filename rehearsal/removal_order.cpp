@@ -178,12 +178,14 @@ std::vector<Product> NameProducts(const RemovalSearch& search, const LspGraph& g
         for (const CatalogHealth* catalog : {&search.start.catalog64, &search.start.catalog32}) {
             const CatalogFacts& facts = *catalog->facts;
             for (size_t i = 0; i < facts.entries.size(); ++i) {
+                if (OwnerOrSelf(facts, i) != i || !SameGuid(facts.entries[i].info.ProviderId, id)) {
+                    continue;
+                }
                 const Product product = ProductOfEntry(facts.entries[i]);
                 const bool isKnown = std::ranges::any_of(products, [&](const Product& known) {
                     return known == product || IsSameButFile(known, product);
                 });
-                if (OwnerOrSelf(facts, i) == i && SameGuid(facts.entries[i].info.ProviderId, id) &&
-                    !isKnown) {
+                if (!isKnown) {
                     products.push_back(product);
                 }
             }
