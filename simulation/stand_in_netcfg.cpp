@@ -1,59 +1,19 @@
 // A stand-in for the network configuration object of Windows: a COM DLL, to be registered under
 // CLSID_CNetCfg.
-//
-// Its state is in C:\sandbox\netcfg.txt; Apply writes it. The calls are recorded in
-// C:\sandbox\netcfg.calls.txt, and at the end what was left behind.
 #include <initguid.h>
 #include <windows.h>
 #include <objbase.h>
 #include <netcfgx.h>
 
-#include <algorithm>
 #include <cwchar>
-#include <optional>
 #include <string>
 
 #include "common/text_conversion.h"
 #include "machine/files.h"
+#include "simulation/netcfg_calls.h"
 #include "simulation/netcfg_state.h"
 
 namespace {
-
-constexpr char kStateFile[] = "C:\\sandbox\\netcfg.txt";
-constexpr char kCallsFile[] = "C:\\sandbox\\netcfg.calls.txt";
-
-struct Configuration {
-    NetcfgState state; // less the components that are deinstalled
-    int references = 0;
-    bool locked = false;
-    bool initialized = false;
-    bool restartDue = false; // once the changes are applied
-} configuration;
-
-// The write lock among all the programs. The owner's end releases it, too.
-HANDLE WriteLock() {
-    static const HANDLE mutex = CreateMutexA(nullptr, FALSE, "norvane_sandbox_netcfg");
-    return mutex;
-}
-
-void Record(const std::string& line) {
-    AppendToFile(kCallsFile, line + "\n");
-}
-
-// Writes into the state file which faults occurred; the rest of it changes with Apply alone.
-void RecordFaults() {
-    NetcfgState state = ParseNetcfgState(ReadWholeFile(kStateFile));
-    state.plan = configuration.state.plan;
-    WriteWholeFile(kStateFile, FormatNetcfgState(state));
-}
-
-// The component with that id, in any letter case; null when there is none.
-const NetworkComponent* FindInstalled(const std::string& id) {
-    const auto found = std::find_if(
-        configuration.state.components.begin(), configuration.state.components.end(),
-        [&](const NetworkComponent& component) { return _stricmp(component.id.c_str(), id.c_str()) == 0; });
-    return found == configuration.state.components.end() ? nullptr : &*found;
-}
 
 std::string ClassName(const GUID& guid) {
     for (const auto& [name, known] : kComponentClasses) {
@@ -67,46 +27,6 @@ std::string ClassName(const GUID& guid) {
 GUID ClassGuid(const std::string& className) {
     const GUID* guid = FindComponentClass(className);
     return guid == nullptr ? GUID{} : *guid;
-}
-
-HRESULT Recorded(const std::string& method, const std::string& arguments, HRESULT result) {
-    char code[16];
-    std::snprintf(code, sizeof(code), "%08lX", static_cast<unsigned long>(result));
-    Record(method + (arguments.empty() ? "" : " " + arguments) + " = " + code);
-    return result;
-}
-
-// Counts a call. Returns its planned result, or nothing.
-std::optional<HRESULT> Planned(const std::string& method) {
-    const std::optional<int> planned = NextFault(configuration.state.plan, method);
-    if (planned) {
-        RecordFaults();
-    }
-    return planned;
-}
-
-// Counts and records a call, and gives it its planned result in the place of its own.
-template <class F> HRESULT Call(const std::string& method, const std::string& arguments, F action) {
-    const std::optional<HRESULT> planned = Planned(method);
-    return Recorded(method, arguments, planned ? *planned : action());
-}
-
-// As Call, for a change of the components. A planned status, such as that a restart is due, says that the
-// change was made: it takes the place of a success. A planned error says that nothing was changed.
-template <class F> HRESULT Change(const std::string& method, const std::string& arguments, F action) {
-    const std::optional<HRESULT> planned = Planned(method);
-    HRESULT result = planned && FAILED(*planned) ? *planned : action();
-    if (planned && SUCCEEDED(result)) {
-        result = *planned;
-    }
-    return Recorded(method, arguments, result);
-}
-
-HRESULT Set(const std::string& method, bool& flag, bool value) {
-    return Call(method, "", [&] {
-        flag = value;
-        return S_OK;
-    });
 }
 
 std::string Utf8(const wchar_t* text) {
@@ -190,8 +110,8 @@ class ComponentClass : public Counted<INetCfgClass, INetCfgClassSetup> {
                            !token->fRegistered && !token->pszwProduct && !token->pszwDisplayName &&
                            list == nullptr;
         const std::string id = static_cast<Component*>(component)->id;
-        return Change("DeInstall", id + (plain ? ", for the user" : ", for others"),
-                      [&] { return Remove(id); });
+        return CallToChange("DeInstall", id + (plain ? ", for the user" : ", for others"),
+                            [&] { return Remove(id); });
     }
     // clang-format off
     UNUSED(FindComponent, LPCWSTR, INetCfgComponent**); UNUSED(EnumComponents, IEnumNetCfgComponent**);
@@ -231,22 +151,22 @@ class NetCfg : public Counted<INetCfg, INetCfgLock> {
     }
     // Reads the components that another program can have changed before the lock was granted.
     HRESULT STDMETHODCALLTYPE Initialize(PVOID) override {
-        configuration.state.components = ParseNetcfgState(ReadWholeFile(kStateFile)).components;
-        return Set("Initialize", configuration.initialized, true);
+        configuration.state.components = ParseNetcfgState(ReadWholeFile(kNetcfgStateFile)).components;
+        return CallToSet("Initialize", configuration.initialized, true);
     }
     HRESULT STDMETHODCALLTYPE Uninitialize() override {
-        return Set("Uninitialize", configuration.initialized, false);
+        return CallToSet("Uninitialize", configuration.initialized, false);
     }
     HRESULT STDMETHODCALLTYPE ReleaseWriteLock() override {
         ReleaseMutex(WriteLock());
-        return Set("ReleaseWriteLock", configuration.locked, false);
+        return CallToSet("ReleaseWriteLock", configuration.locked, false);
     }
     HRESULT STDMETHODCALLTYPE Apply() override {
-        return Change("Apply", "", [] {
+        return CallToChange("Apply", "", [] {
             if (!configuration.locked) {
                 return NETCFG_E_NO_WRITE_LOCK;
             }
-            WriteWholeFile(kStateFile, FormatNetcfgState(configuration.state));
+            WriteWholeFile(kNetcfgStateFile, FormatNetcfgState(configuration.state));
             return configuration.restartDue ? NETCFG_S_REBOOT : S_OK;
         });
     }
@@ -296,7 +216,7 @@ class Factory : public Counted<IClassFactory> {
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** out) override {
         configuration = {};
-        configuration.state = ParseNetcfgState(ReadWholeFile(kStateFile));
+        configuration.state = ParseNetcfgState(ReadWholeFile(kNetcfgStateFile));
         return Call("CreateInstance", "", [&] {
             auto* made = new NetCfg;
             made->AddRef();
