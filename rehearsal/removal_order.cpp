@@ -206,6 +206,22 @@ void NameObstacle(const RemovalSearch& search, const std::vector<GUID>& above, R
     }
 }
 
+// The provider ids of the LSPs that an order removes; without an order, those of the target, if there is one,
+// and of the LSPs to be removed before it.
+GuidSet FindInvolved(const RemovalSearch& search, const RemovalOrder& order, const GuidSet& before) {
+    GuidSet involved;
+    for (const RemovalRun& run : order.runs) {
+        involved.insert(run.products.begin(), run.products.end());
+    }
+    if (order.runs.empty()) {
+        involved = before;
+        if (search.rehearsal.run.target) {
+            involved.insert(search.rehearsal.run.target->info.ProviderId);
+        }
+    }
+    return involved;
+}
+
 } // namespace
 
 RemovalOrder FindRemovalOrder(const Rehearsal& rehearsal) {
@@ -215,8 +231,8 @@ RemovalOrder FindRemovalOrder(const Rehearsal& rehearsal) {
     search.targets = FindTargets(Facts64(search), rehearsal);
     const GUID target = rehearsal.run.target ? rehearsal.run.target->info.ProviderId : GUID{};
     const LspGraph graph = GraphOf(rehearsal.machine.catalogs);
-    GuidSet involved = search.regular ? FindNeeded(search, target) : FindAbove(graph, target);
-    const std::vector<GUID> above = SortFromTheTop(graph, involved);
+    const GuidSet before = search.regular ? FindNeeded(search, target) : FindAbove(graph, target);
+    const std::vector<GUID> above = SortFromTheTop(graph, before);
     for (const GUID& lsp : above) {
         AddName(Facts64(search).entries, lsp, search.names);
     }
@@ -226,14 +242,6 @@ RemovalOrder FindRemovalOrder(const Rehearsal& rehearsal) {
     const std::optional<RemovalNode> known = GoFirstWay(search, StartOf(search));
     RemovalOrder order = search.regular ? OrderOfRegular(search, known) : SearchBroadly(search, known);
     NameObstacle(search, above, order);
-    if (!order.runs.empty()) {
-        involved.clear();
-    } else if (rehearsal.run.target) {
-        involved.insert(target);
-    }
-    for (const RemovalRun& run : order.runs) {
-        involved.insert(run.products.begin(), run.products.end());
-    }
-    order.products = NameProducts(search, graph, involved);
+    order.products = NameProducts(search, graph, FindInvolved(search, order, before));
     return order;
 }
