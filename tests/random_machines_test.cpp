@@ -62,8 +62,10 @@ class RandomMachineTest : public MachineTest {
     void Reset() {
         UseFiles(machine_, files_);
         UseCounts(machine_.counts);
-        ResetWinsock({machine_.catalogs, false, {}});
+        ResetCatalogs();
     }
+
+    void ResetCatalogs() const { ResetWinsock({machine_.catalogs, false, {}}); }
 
     void LookAfterwards() {
         LookAfter(Winsock().state.catalog64, in64_);
@@ -131,7 +133,7 @@ class RandomMachineTest : public MachineTest {
     // Runs the command for each run of an order: at the end of each step, what remains works as before.
     void FollowOrder(const Rehearsal& rehearsal) {
         const RemovalOrder order = FindRemovalOrder(rehearsal);
-        Reset(); // the search has left the catalogs of its last run
+        ResetCatalogs(); // the search has left the catalogs of its last run
         for (size_t i = 0; i < order.runs.size(); ++i) {
             RunCommand(conv_to_char(order.runs[i].dllName.c_str()));
             if (i + 1 == order.runs.size() || order.runs[i + 1].dllName != order.runs[i].dllName) {
@@ -229,7 +231,7 @@ TEST_F(RandomMachineTest, TheRehearsalForeseesWhatTheCommandDoes) {
         hadProvider_ = FileExists(NamespaceFile());
         const Machine description = DescriptionOf(machine_);
         const Rehearsal rehearsal = Rehearse(description, wideName_);
-        Reset();
+        ResetCatalogs(); // a rehearsal changes nothing else
         const std::vector<std::string> trace = RunCommand(machine_.dllName);
         EXPECT_EQ(Joined(rehearsal.run.trace, "\n"), Joined(trace, "\n"));
         EXPECT_EQ(DrawCatalogs(rehearsal.run.after), DrawCatalogs(Winsock().state));
