@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 
 namespace {
 
@@ -117,6 +118,30 @@ std::map<size_t, size_t> CountContinued(std::string_view text) {
     return continued;
 }
 
+// Joins lines to those above them. Empty lines take the places of those that were joined.
+//   glue  called with a line, which it may shorten, the line below and the text behind that; returns what
+//         comes between the two, or nothing where the line ends
+template <class F> std::string JoinWhere(const std::string& text, F glue) {
+    std::string joined;
+    joined.reserve(text.size());
+    size_t missing = 0; // lines that were joined to the one before
+    std::string_view rest = text;
+    for (std::string_view line = TakeLine(rest); !line.empty() || !rest.empty();) {
+        const std::string_view below = TakeLine(rest);
+        const std::optional<const char*> between = glue(line, below, rest);
+        joined += line;
+        if (between) {
+            joined += *between;
+            ++missing;
+        } else {
+            joined.append(missing + 1, '\n');
+            missing = 0;
+        }
+        line = below;
+    }
+    return joined;
+}
+
 } // namespace
 
 std::string Unpasted(const std::string& text) {
@@ -171,49 +196,22 @@ std::vector<size_t> WidthsOf(const std::string& text) {
 }
 
 std::string JoinLines(const std::string& text, size_t width) {
-    std::string joined;
-    joined.reserve(text.size());
-    size_t missing = 0; // lines that were joined to the one before
-    std::string_view rest = text;
-    for (std::string_view line = TakeLine(rest); !line.empty() || !rest.empty();) {
-        const std::string_view below = TakeLine(rest);
+    return JoinWhere(text, [&](std::string_view& line, std::string_view below, std::string_view) {
         const size_t cells = line.size() + 1 < width ? 0 : CellsOf(line);
-        joined += line;
-        if (IsWrapped(cells, below, width)) {
-            joined += cells < width && !IsOfEastAsia(FirstCharacter(below)) ? " " : "";
-            ++missing;
-        } else {
-            joined.append(missing + 1, '\n');
-            missing = 0;
-        }
-        line = below;
-    }
-    return joined;
+        const bool needsBlank = cells < width && !IsOfEastAsia(FirstCharacter(below));
+        return IsWrapped(cells, below, width) ? std::optional(needsBlank ? " " : "") : std::nullopt;
+    });
 }
 
 std::string JoinWords(const std::string& text) {
-    std::string joined;
-    joined.reserve(text.size());
-    size_t missing = 0; // lines that were joined to the one before
     bool hasLabel = false;
-    std::string_view rest = text;
-    for (std::string_view line = TakeLine(rest); !line.empty() || !rest.empty();) {
-        const std::string_view below = TakeLine(rest);
+    return JoinWhere(text, [&](std::string_view& line, std::string_view below, std::string_view behind) {
         const bool isTitle = IsRule(below) || IsRule(line) || BeginsWithLabel(line);
         hasLabel = BeginsWithLabel(line) || (hasLabel && !line.empty() && !isTitle);
-        joined += Trimmed(line);
-        std::string_view behind = rest;
         const bool continues = hasLabel && !below.empty() && !BeginsWithLabel(below) && !IsRule(below) &&
                                !IsRule(TakeLine(behind));
-        if (continues) {
-            const bool isHyphen = line.size() > 1 && line.ends_with('-') && line[line.size() - 2] != ' ';
-            joined += isHyphen ? "" : " ";
-            ++missing;
-        } else {
-            joined.append(missing + 1, '\n');
-            missing = 0;
-        }
-        line = below;
-    }
-    return joined;
+        const bool isHyphen = line.size() > 1 && line.ends_with('-') && line[line.size() - 2] != ' ';
+        line = Trimmed(line);
+        return continues ? std::optional(isHyphen ? "" : " ") : std::nullopt;
+    });
 }
